@@ -1,0 +1,8 @@
+#include "network/FalNetworkLdb.h"
+
+FalNetworkLdb::FalNetworkLdb()
+{
+    apiType = API_TYPE_NETWORK;
+}
+
+FalNetworkLdb::~FalNetworkLdb() {}

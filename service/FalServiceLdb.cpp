@@ -1,0 +1,8 @@
+#include "service/FalServiceLdb.h"
+
+FalServiceLdb::FalServiceLdb()
+{
+    apiType = API_TYPE_SERVICE;
+}
+
+FalServiceLdb::~FalServiceLdb() {}

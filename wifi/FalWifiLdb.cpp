@@ -1,0 +1,8 @@
+#include "wifi/FalWifiLdb.h"
+
+FalWifiLdb::FalWifiLdb()
+{
+    apiType = API_TYPE_WIFI;
+}
+
+FalWifiLdb::~FalWifiLdb() {}
