@@ -333,3 +333,4 @@
     X(WifiScan, 74) \
     X(WifiScanResult, 76) \
     X(WifiWpsGetConnection, 78) \
+

@@ -71,8 +71,9 @@ _FAL_RSP_T* FalDbTest::run(IFal& family, unsigned msgId, const FAL_PARAMS_T& par
     req.params = params;
     req.requester = requester;
     req.body = bodyJson ? TreeMapObject::parse(bodyJson) : nullptr;
-    if (bodyJson)
+    if (bodyJson) {
         EXPECT_NE(req.body, nullptr) << "bad test body: " << bodyJson;
+    }
     long before = TreeMapObject::liveHandles();
     _FAL_RSP_T* rsp = family.handleFalReq(&req);
     EXPECT_EQ(LocalDbCtrl::heldLocks(), 0u) << "msgId " << msgId << " left a lock held";

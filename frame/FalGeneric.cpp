@@ -1,0 +1,102 @@
+#include "frame/FalGeneric.h"
+
+#include "frame/FalResponse.h"
+#include "host/LocalDbCtrl.h"
+#include "host/TreeMapObject.h"
+
+_FAL_RSP_T* falGeneralDbGet(unsigned apiType, LOG_GROUP_T group, _FAL_REQ_T* req, const char* key)
+{
+    if (!req)
+        return nullptr;
+    _FAL_RSP_T* rsp = newFalResponse(apiType, req->msgId + 1, false);
+    if (!rsp)
+        return nullptr;
+    TreeMapObject* obj = LocalDbCtrl::lockDbObject(apiType, key, req->requester);
+    if (!obj) {
+        Logger::print(LOG_TYPE_PROGRESS, group, "%s: failed to load database %s\n", "handleGeneralDbGet",
+                      key ? key : "");
+        rsp->status = FAL_DB_ERROR;
+        rsp->message = "failed to load database";
+    } else {
+        Logger::print(LOG_TYPE_PROGRESS, group, "%s: clone database object\n", "handleGeneralDbGet");
+        rsp->data = obj->clone(nullptr);
+        if (!rsp->data) {
+            rsp->status = FAL_DB_ERROR;
+            rsp->message = "failed to clone database";
+        }
+    }
+    delete obj;
+    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    return rsp;
+}
+
+_FAL_RSP_T* falGeneralDbUpdate(unsigned apiType, LOG_GROUP_T, _FAL_REQ_T* req, const char* key)
+{
+    if (!req)
+        return nullptr;
+    _FAL_RSP_T* rsp = newFalResponse(apiType, req->msgId + 1, false);
+    if (!rsp)
+        return nullptr;
+    TreeMapObject* doc = LocalDbCtrl::lockDbObject(apiType, "", req->requester);
+    if (!doc) {
+        rsp->status = FAL_DB_ERROR;
+        rsp->message = "fail to load database";
+    } else {
+        doc->set(key, req->body);
+        if (LocalDbCtrl::saveDbObject(apiType, req->requester) != 0) {
+            rsp->status = FAL_DB_ERROR;
+            rsp->message = "failed to save database";
+        }
+    }
+    delete doc;
+    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    return rsp;
+}
+
+_FAL_RSP_T* falGeneralDbDeleteAll(unsigned apiType, LOG_GROUP_T, _FAL_REQ_T* req, const char*)
+{
+    if (!req)
+        return nullptr;
+    _FAL_RSP_T* rsp = newFalResponse(apiType, req->msgId + 1, false);
+    if (!rsp)
+        return nullptr;
+    TreeMapObject* doc = LocalDbCtrl::lockDbObject(apiType, "", req->requester);
+    if (!doc) {
+        rsp->status = FAL_DB_ERROR;
+        rsp->message = "fail to load database";
+    } else {
+        doc->clearArrayItems();
+        if (LocalDbCtrl::saveDbObject(apiType, req->requester) != 0) {
+            rsp->status = FAL_DB_ERROR;
+            rsp->message = "failed to save database";
+        }
+    }
+    delete doc;
+    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    return rsp;
+}
+
+_FAL_RSP_T* falDbObjectResponse(FAL_DB_OBJECT_FORM_T form, unsigned apiType, unsigned msgId,
+                                const char* key, const char* requester)
+{
+    _FAL_RSP_T* rsp = newFalResponse(apiType, msgId + 1, false);
+    if (!rsp) {
+        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_NETWORK, "Cannot create response due to some memory issue\n");
+        return nullptr;
+    }
+    TreeMapObject* obj = LocalDbCtrl::lockDbObject(apiType, key, requester);
+    if (!obj) {
+        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_NETWORK,
+                      "Found no object or database is being corrupted for path %s \n", key ? key : "");
+        rsp->status = FAL_DB_ERROR;
+        if (form == FAL_FORM_NETWORK)
+            rsp->message = "Cannot load network database";
+    } else {
+        rsp->status = FAL_OK;
+        rsp->data = obj->clone(nullptr);
+        delete obj;
+    }
+    // Unlock on every path, a failed lock included.
+    LocalDbCtrl::unlockDbObject(apiType, requester);
+    return rsp;
+}

@@ -1,0 +1,84 @@
+#include "frame/IFal.h"
+
+#include "frame/FalFamily.h"
+#include "frame/FalResponse.h"
+#include "host/LocalDbCtrl.h"
+#include "host/Logger.h"
+
+#include <atomic>
+
+IFal::~IFal() {}
+
+int IFal::validateReqParams(_FAL_REQ_T*)
+{
+    return 0;
+}
+
+void IFal::simulateAsync(unsigned, unsigned) {}
+
+static std::atomic<unsigned long> leftLocks{0};
+
+unsigned long falLeftLockCount()
+{
+    return leftLocks.load();
+}
+
+// Checks the request, calls the operation for its msgId and makes sure that no lock outlives the
+// operation.
+static _FAL_RSP_T* dispatch(IFal* self, const FalFamilyInfo& family, _FAL_REQ_T* req)
+{
+    if (!req) {
+        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_NETWORK, "%s: null request for the %s family\n",
+                      "handleFalReq", family.name);
+        return nullptr;
+    }
+    const FalOpInfo* op = family.findRequest(req->msgId);
+    if (!op || self->validateReqParams(req) != 0) {
+        _FAL_RSP_T* rsp = newFalResponse(self->apiType, req->msgId + 1, false);
+        if (rsp) {
+            rsp->status = FAL_BAD_REQUEST;
+            rsp->message = "Bad request";
+        }
+        return rsp;
+    }
+    _FAL_RSP_T* rsp = family.call(self, op->slot, req);
+    if (unsigned held = LocalDbCtrl::releaseAllHeld()) {
+        ++leftLocks;
+        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_NETWORK, "%s: %s left %u lock(s) held; released\n",
+                      "handleFalReq", op->name, held);
+    }
+    return rsp;
+}
+
+#define FAL_DEFINE_DEFAULT(Interface, name)                                                       \
+    _FAL_RSP_T* Interface::name(_FAL_REQ_T*) { return nullptr; }
+
+#define FAL_DEFINE_INTERFACE(Interface, OPS, apiTypeValue)                                        \
+    _FAL_RSP_T* Interface::handleFalReq(_FAL_REQ_T* req)                                          \
+    {                                                                                             \
+        return dispatch(this, *falFamilyByApiType(apiTypeValue), req);                           \
+    }
+
+#define FAL_GATEWAY_DEFAULT(name, id) FAL_DEFINE_DEFAULT(IFalGateway, name)
+#define FAL_NETWORK_DEFAULT(name, id) FAL_DEFINE_DEFAULT(IFalNetwork, name)
+#define FAL_MEDIASHARE_DEFAULT(name, id) FAL_DEFINE_DEFAULT(IFalMediaShare, name)
+#define FAL_QOS_DEFAULT(name, id) FAL_DEFINE_DEFAULT(IFalQos, name)
+#define FAL_SECURITY_DEFAULT(name, id) FAL_DEFINE_DEFAULT(IFalSecurity, name)
+#define FAL_SERVICE_DEFAULT(name, id) FAL_DEFINE_DEFAULT(IFalService, name)
+#define FAL_WIFI_DEFAULT(name, id) FAL_DEFINE_DEFAULT(IFalWifi, name)
+
+FAL_GATEWAY_OPS(FAL_GATEWAY_DEFAULT)
+FAL_NETWORK_OPS(FAL_NETWORK_DEFAULT)
+FAL_MEDIASHARE_OPS(FAL_MEDIASHARE_DEFAULT)
+FAL_QOS_OPS(FAL_QOS_DEFAULT)
+FAL_SECURITY_OPS(FAL_SECURITY_DEFAULT)
+FAL_SERVICE_OPS(FAL_SERVICE_DEFAULT)
+FAL_WIFI_OPS(FAL_WIFI_DEFAULT)
+
+FAL_DEFINE_INTERFACE(IFalGateway, FAL_GATEWAY_OPS, API_TYPE_GATEWAY)
+FAL_DEFINE_INTERFACE(IFalNetwork, FAL_NETWORK_OPS, API_TYPE_NETWORK)
+FAL_DEFINE_INTERFACE(IFalMediaShare, FAL_MEDIASHARE_OPS, API_TYPE_MEDIASHARE)
+FAL_DEFINE_INTERFACE(IFalQos, FAL_QOS_OPS, API_TYPE_QOS)
+FAL_DEFINE_INTERFACE(IFalSecurity, FAL_SECURITY_OPS, API_TYPE_SECURITY)
+FAL_DEFINE_INTERFACE(IFalService, FAL_SERVICE_OPS, API_TYPE_SERVICE)
+FAL_DEFINE_INTERFACE(IFalWifi, FAL_WIFI_OPS, API_TYPE_WIFI)
