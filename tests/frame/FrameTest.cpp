@@ -220,6 +220,11 @@ TEST_F(FrameDispatch, LocksLeftHeldAreReleasedAndReported)
 
 class FrameGeneric : public FalDbTest {
 protected:
+    void TearDown() override
+    {
+        body_.reset();
+        FalDbTest::TearDown();
+    }
     _FAL_REQ_T request(const char* body = nullptr)
     {
         _FAL_REQ_T req;
