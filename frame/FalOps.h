@@ -62,27 +62,27 @@
     X(NetworkWanGetOne, 8) \
     X(NetworkWanChange, 10) \
     X(NetworkWanIpv6Change, 12) \
-    X(NetworkMaccloneGet, 14) \
-    X(NetworkMaccloneSet, 16) \
-    X(NetworkWanConnect, 18) \
-    X(NetworkWanDisconnect, 20) \
-    X(NetworkSwitchmodeBridge, 22) \
-    X(NetworkCheckInternet, 24) \
-    X(NetworkOperationGet, 26) \
-    X(NetworkOperationUpdate, 28) \
-    X(NetworkXdslGet, 30) \
-    X(NetworkDslmodeGet, 32) \
-    X(NetworkDslmodeSet, 34) \
-    X(NetworkLinkAuto, 36) \
-    X(NetworkQmodeGet, 38) \
-    X(NetworkQmodeUpdate, 40) \
-    X(NetworkDualwanGet, 42) \
-    X(NetworkDualwanUpdate, 44) \
-    X(NetworkMobileStatusGet, 46) \
-    X(NetworkMobileConfigurationGet, 48) \
-    X(NetworkMobileUpdate, 50) \
-    X(NetworkLanPortGet, 52) \
-    X(NetworkLanIpv6RestoreDefault, 54) \
+    X(NetworkMaccloneGet, 16) \
+    X(NetworkMaccloneSet, 18) \
+    X(NetworkWanConnect, 20) \
+    X(NetworkWanDisconnect, 22) \
+    X(NetworkSwitchmodeBridge, 24) \
+    X(NetworkCheckInternet, 26) \
+    X(NetworkOperationGet, 28) \
+    X(NetworkOperationUpdate, 30) \
+    X(NetworkXdslGet, 32) \
+    X(NetworkDslmodeGet, 34) \
+    X(NetworkDslmodeSet, 36) \
+    X(NetworkLinkAuto, 38) \
+    X(NetworkQmodeGet, 40) \
+    X(NetworkQmodeUpdate, 42) \
+    X(NetworkDualwanGet, 44) \
+    X(NetworkDualwanUpdate, 46) \
+    X(NetworkMobileStatusGet, 48) \
+    X(NetworkMobileConfigurationGet, 50) \
+    X(NetworkMobileUpdate, 52) \
+    X(NetworkLanPortGet, 54) \
+    X(NetworkLanIpv6RestoreDefault, 14) \
     X(NetworkDocsisGet, 56) \
     X(NetworkDocsisChannelGet, 58) \
     X(NetworkDocsisInitialProcedureGet, 60) \
@@ -108,25 +108,25 @@
     X(MediashareUsbGet, 0) \
     X(MediashareUsbRemove, 2) \
     X(MediashareUsbUpdate, 4) \
-    X(MediashareNetworkfolderGet, 6) \
-    X(MediashareNetworkfolderUpdate, 8) \
-    X(MediashareNetworkfolderCreate, 10) \
-    X(MediashareNetworkfolderDelete, 12) \
-    X(MediashareNetworkfolderDeleteAll, 14) \
-    X(MediashareCustomfolderGet, 16) \
-    X(MediashareCustomfolderCreate, 18) \
-    X(MediashareCustomfolderDelete, 20) \
-    X(MediashareCustomfolderChange, 22) \
-    X(MediashareFtpGet, 24) \
-    X(MediashareFtpUpdate, 26) \
-    X(MediashareSambaGet, 28) \
-    X(MediashareSambaUpdate, 30) \
-    X(MediashareDlnaGet, 32) \
-    X(MediashareDlnaUpdate, 34) \
+    X(MediashareNetworkfolderGet, 14) \
+    X(MediashareNetworkfolderUpdate, 6) \
+    X(MediashareNetworkfolderCreate, 8) \
+    X(MediashareNetworkfolderDelete, 10) \
+    X(MediashareNetworkfolderDeleteAll, 12) \
+    X(MediashareCustomfolderGet, 22) \
+    X(MediashareCustomfolderCreate, 16) \
+    X(MediashareCustomfolderDelete, 18) \
+    X(MediashareCustomfolderChange, 20) \
+    X(MediashareFtpGet, 26) \
+    X(MediashareFtpUpdate, 24) \
+    X(MediashareSambaGet, 30) \
+    X(MediashareSambaUpdate, 28) \
+    X(MediashareDlnaGet, 34) \
+    X(MediashareDlnaUpdate, 32) \
     X(MediashareDlnaScan, 36) \
-    X(MediasharePrinterGet, 38) \
-    X(MediasharePrinterUpdate, 40) \
-    X(MediasharePrinterRemove, 42) \
+    X(MediasharePrinterGet, 42) \
+    X(MediasharePrinterUpdate, 38) \
+    X(MediasharePrinterRemove, 40) \
 
 // IFalQos: 10 operations in slot order, with their request message ids.
 #define FAL_QOS_OPS(X) \
@@ -150,9 +150,9 @@
     X(SecurityFirewallIpv6Get, 8) \
     X(SecurityFirewallIpv6Update, 10) \
     X(SecurityFirewallAlertGet, 12) \
-    X(SecurityFirewallLogClear, 14) \
-    X(SecurityFirewallAlertUpdate, 16) \
-    X(SecurityFirewallLogGet, 18) \
+    X(SecurityFirewallLogClear, 18) \
+    X(SecurityFirewallAlertUpdate, 14) \
+    X(SecurityFirewallLogGet, 16) \
     X(SecurityParentalcontrolGet, 20) \
     X(SecurityParentalcontrolRuleGet, 22) \
     X(SecurityParentalcontrolFilterGet, 24) \
@@ -259,7 +259,7 @@
     X(ServiceUpnpPortmappingGet, 108) \
     X(ServiceLogGet, 110) \
     X(ServiceLogChange, 112) \
-    X(ServiceLogSave, 114) \
+    X(ServiceLogSave, 114) /* answers 111, the log read's id */ \
     X(ServiceDiagnosticsPing, 116) \
     X(ServiceDiagnosticsTraceroute, 118) \
     X(ServiceDiagnosticsRoutehops, 120) \
@@ -285,8 +285,8 @@
     X(ServicePortIpFilteringDeleteOne, 160) \
     X(ServicePortIpFilteringDeleteAll, 162) \
     X(ServicePortIpfilteringActive, 164) \
-    X(ServiceLogClear, 166) \
-    X(ServicePortforwardingDeleteSome, 168) \
+    X(ServiceLogClear, 168) \
+    X(ServicePortforwardingDeleteSome, 166) \
     X(ServicePorttriggeringDeleteSome, 170) \
     X(ServiceAccessADMGet, 172) \
     X(ServiceAccessADMChange, 174) \
