@@ -215,7 +215,7 @@ void BM_ChangeSaveCycle(benchmark::State& state)
         delete h;
         int rc = LocalDbCtrl::saveDbObject(kGateway, kRequester);
         LocalDbCtrl::unlockDbObject(kGateway, kRequester);
-        if (rc < 0) {
+        if (rc != 0) {
             state.SkipWithError("saveDbObject failed");
             break;
         }
