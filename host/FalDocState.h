@@ -13,7 +13,7 @@ struct FalDocState {
     // Lock state, guarded by the controller's table mutex.
     std::thread::id owner;
     unsigned depth = 0;
-    const char* requester = nullptr;
+    char requester[48] = {};      // who took the lock first (for log messages; truncated)
     std::condition_variable released;
 
     unsigned failLocks = 0;

@@ -2,10 +2,9 @@
 
 #include <json-c/json.h>
 
-#include <cstring>
 #include <string>
 
-int falWriteFileAtomic(const std::string& path, const char* text, size_t size);
+#include "host/FalFile.h"
 
 TreeMapObject* JsonData::createObjectFromFile(const char* path)
 {
@@ -19,9 +18,10 @@ TreeMapObject* JsonData::createObjectFromFile(const char* path)
 
 int JsonData::saveObjectToFile(const char* path, TreeMapObject* obj)
 {
-    if (!path)
+    if (!path || !*path)
         return -1;
     std::string text = obj ? obj->toJsonString(true) : "null";
     text += '\n';
-    return falWriteFileAtomic(path, text.data(), text.size());
+    // Request threads may write the same file at once: each uses a temporary file of its own.
+    return falWriteFileAtomic(path, text.data(), text.size(), true);
 }

@@ -17,8 +17,13 @@ struct State {
     Logger::Capture capture;
     State()
     {
-        if (const char* level = getenv("FAL_LOG_LEVEL"))
-            minType = atoi(level);
+        // The minimum type may be chosen from the environment; anything but a number is ignored.
+        if (const char* level = getenv("FAL_LOG_LEVEL")) {
+            char* end = nullptr;
+            long value = strtol(level, &end, 10);
+            if (end != level && *end == '\0')
+                minType = int(value);
+        }
     }
 };
 

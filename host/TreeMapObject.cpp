@@ -60,6 +60,13 @@ bool child(json_object* node, const Step& step, json_object** out)
     }
     if (!json_object_is_type(node, json_type_object))
         return false;
+    // Short names are terminated in a stack buffer: lookups on the lock path do not allocate.
+    char buffer[128];
+    if (step.length < sizeof(buffer)) {
+        memcpy(buffer, step.begin, step.length);
+        buffer[step.length] = '\0';
+        return json_object_object_get_ex(node, buffer, out);
+    }
     std::string name(step.begin, step.length);
     return json_object_object_get_ex(node, name.c_str(), out);
 }
@@ -198,53 +205,76 @@ bool TreeMapObject::get_ex<int>(const char* path, int& out)
     return true;
 }
 
-// Stores `owned` (one reference, taken over) at path, creating missing objects on the way.
+namespace {
+
+// Whether every step from cursor on is a member name.
+bool onlyNames(const char* cursor)
+{
+    Step step;
+    while (nextStep(cursor, step))
+        if (step.isIndex)
+            return false;
+    return true;
+}
+
+// Puts `owned` under `parent` for the last step of a path; false (and nothing changed) when the
+// parent cannot take it. Takes over `owned` only on success.
+bool store(json_object* parent, const Step& step, json_object* owned)
+{
+    if (step.isIndex) {
+        if (!json_object_is_type(parent, json_type_array))
+            return false;
+        size_t n = json_object_array_length(parent);
+        if (step.index > n)
+            return false;
+        return (step.index == n ? json_object_array_add(parent, owned)
+                                : json_object_array_put_idx(parent, step.index, owned)) == 0;
+    }
+    if (!json_object_is_type(parent, json_type_object))
+        return false;
+    return json_object_object_add(parent, std::string(step.begin, step.length).c_str(), owned) == 0;
+}
+
+}  // namespace
+
+// Stores `owned` (one reference, taken over) at path, creating missing objects on the way. When
+// the path cannot be completed, nothing changes and `owned` is released.
 void TreeMapObject::setNode(const char* path, json_object* owned)
 {
     const char* cursor = path ? path : "";
     Step step;
-    json_object* node = node_;
-    if (!node || !nextStep(cursor, step)) {
+    json_object* parent = node_;
+    if (!parent || !nextStep(cursor, step)) {
         json_object_put(owned);
         return;
     }
-    for (;;) {
-        Step next;
-        const char* after = cursor;
-        bool last = !nextStep(after, next);
-        if (last) {
-            if (step.isIndex) {
-                if (json_object_is_type(node, json_type_array) && step.index <= json_object_array_length(node)) {
-                    if (step.index == json_object_array_length(node))
-                        json_object_array_add(node, owned);
-                    else
-                        json_object_array_put_idx(node, step.index, owned);
-                    touch();
-                    return;
-                }
-            } else if (json_object_is_type(node, json_type_object)) {
-                json_object_object_add(node, std::string(step.begin, step.length).c_str(), owned);
-                touch();
-                return;
-            }
+    // Follow the steps that exist; `cursor` is just past `step`.
+    while (*cursor) {
+        json_object* inner = nullptr;
+        if (!child(parent, step, &inner) || !inner)
+            break;
+        parent = inner;
+        nextStep(cursor, step);
+    }
+    if (*cursor) {
+        // `step` is missing (or JSON null) and more steps follow: only a member of an object can be
+        // created, and a new object has no array items for the steps below it.
+        if (step.isIndex || !json_object_is_type(parent, json_type_object) || !onlyNames(cursor)) {
             json_object_put(owned);
             return;
         }
-        json_object* inner = nullptr;
-        if (!child(node, step, &inner) || !inner) {
-            // Only a missing (or null) member of an object can be created.
-            if (step.isIndex || !json_object_is_type(node, json_type_object)) {
-                json_object_put(owned);
-                return;
-            }
-            inner = json_object_new_object();
-            json_object_object_add(node, std::string(step.begin, step.length).c_str(), inner);
-            touch();
+        while (*cursor) {
+            json_object* inner = json_object_new_object();
+            json_object_object_add(parent, std::string(step.begin, step.length).c_str(), inner);
+            parent = inner;
+            nextStep(cursor, step);
         }
-        node = inner;
-        step = next;
-        cursor = after;
     }
+    if (!store(parent, step, owned)) {
+        json_object_put(owned);
+        return;
+    }
+    touch();
 }
 
 void TreeMapObject::set(const char* path, TreeMapObject* value) { setNode(path, copyOf(value)); }
@@ -367,11 +397,11 @@ std::list<TreeMapObject*> TreeMapObject::find<const char*>(const char* key, cons
 
 void TreeMapObject::dump(const char* text)
 {
-    if (text)
-        fputs(text, stdout);
-    fputs(toJsonString(true).c_str(), stdout);
-    fputc('\n', stdout);
-    fflush(stdout);
+    std::string out = text ? text : "";
+    out += toJsonString(true);
+    out += '\n';
+    std::fwrite(out.data(), 1, out.size(), stdout);
+    std::fflush(stdout);
 }
 
 TreeMapObject* TreeMapObject::parse(const char* text)
@@ -379,7 +409,8 @@ TreeMapObject* TreeMapObject::parse(const char* text)
     if (!text)
         return nullptr;
     json_tokener* tok = json_tokener_new();
-    json_object* node = json_tokener_parse_ex(tok, text, int(strlen(text)));
+    // -1: the text ends at its terminator, which also ends a bare number or literal ("12", "null").
+    json_object* node = json_tokener_parse_ex(tok, text, -1);
     bool ok = json_tokener_get_error(tok) == json_tokener_success;
     // Only blanks may follow the value.
     if (ok) {
