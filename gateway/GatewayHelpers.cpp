@@ -1,0 +1,106 @@
+#include "gateway/GatewayHelpers.h"
+
+#include <cstdio>
+#include <cstring>
+
+#include "frame/BeHelpers.h"
+#include "frame/FalResponse.h"
+#include "host/LocalDbCtrl.h"
+
+GatewayParam::GatewayParam(const _FAL_REQ_T* req, const char* name) : text_(BE_PairVal2(req->params, name)) {}
+
+GatewayParam::~GatewayParam()
+{
+    delete[] text_;
+}
+
+void gatewayAnswer(_FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message)
+{
+    rsp->status = status;
+    rsp->message = message;
+}
+
+TreeMapObject* gatewayLock(_FAL_RSP_T* rsp, unsigned apiType, const char* key, const char* requester,
+                           const char* failMessage)
+{
+    TreeMapObject* obj = LocalDbCtrl::lockDbObject(apiType, key, requester);
+    if (!obj)
+        gatewayAnswer(rsp, FAL_DB_ERROR, failMessage);
+    return obj;
+}
+
+bool gatewaySave(_FAL_RSP_T* rsp, unsigned apiType, const char* requester, const char* failMessage)
+{
+    if (LocalDbCtrl::saveDbObject(apiType, requester) == 0)
+        return true;
+    gatewayAnswer(rsp, FAL_DB_ERROR, failMessage);
+    return false;
+}
+
+void gatewayRelease(unsigned apiType, const char* requester, TreeMapObject* handle)
+{
+    delete handle;
+    LocalDbCtrl::unlockDbObject(apiType, requester);
+}
+
+bool gatewayLacksType(_FAL_RSP_T* rsp, const char* type)
+{
+    if (type)
+        return false;
+    gatewayAnswer(rsp, FAL_BAD_REQUEST, "Wrong URI");
+    return true;
+}
+
+bool sameText(const char* a, const char* b)
+{
+    return a && b && strcmp(a, b) == 0;
+}
+
+const char* printable(const char* text)
+{
+    return text ? text : "(null)";
+}
+
+void gatewayCopyPresent(TreeMapObject* to, TreeMapObject* from, std::initializer_list<const char*> paths)
+{
+    for (const char* path : paths) {
+        TreeMapObject* value = from->clone(path);
+        if (value)
+            to->set(path, value);
+        delete value;
+    }
+}
+
+_FAL_RSP_T* gatewayProbeLock(unsigned apiType, unsigned rspId)
+{
+    _FAL_RSP_T* rsp = newFalResponse(apiType, rspId, false);
+    if (!rsp)
+        return nullptr;
+    TreeMapObject* doc = gatewayLock(rsp, apiType, "", "default", "failed to get database");
+    gatewayRelease(apiType, "default", doc);
+    return rsp;
+}
+
+bool gatewayCommandOutput(const char* command, std::string& out)
+{
+    FILE* pipe = popen(command, "r");
+    if (!pipe)
+        return false;
+    char block[128];
+    size_t n;
+    while ((n = fread(block, 1, sizeof(block), pipe)) > 0)
+        out.append(block, n);
+    pclose(pipe);
+    return true;
+}
+
+std::string gatewayBackupFileName(time_t when)
+{
+    struct tm utc;
+    gmtime_r(&when, &utc);
+    char year[16];
+    snprintf(year, sizeof(year), "%02d", (utc.tm_year + 1900) % 100);
+    char date[48];
+    snprintf(date, sizeof(date), "%02d%02d%s", utc.tm_mday, utc.tm_mon + 1, year);
+    return std::string("www/files/configuration/qr451.") + date + ".conf";
+}

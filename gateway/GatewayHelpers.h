@@ -1,0 +1,83 @@
+// Steps shared by the gateway operations.
+#pragma once
+
+#include <ctime>
+#include <initializer_list>
+#include <string>
+
+#include "frame/FalTypes.h"
+#include "host/Logger.h"
+
+class TreeMapObject;
+
+constexpr LOG_GROUP_T GW_LOG = LOG_GROUP_GATEWAY;
+
+// A request parameter (BE_PairVal2), freed when it goes out of scope; null when absent or empty.
+class GatewayParam {
+public:
+    GatewayParam(const _FAL_REQ_T* req, const char* name);
+    ~GatewayParam();
+    GatewayParam(const GatewayParam&) = delete;
+    GatewayParam& operator=(const GatewayParam&) = delete;
+
+    const char* get() const { return text_; }
+
+private:
+    char* text_;
+};
+
+// Sets the status and message of a response.
+void gatewayAnswer(_FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message);
+
+// Locks `key` of the document `apiType` as `requester`; on failure answers 8 with `failMessage`
+// and yields null.
+TreeMapObject* gatewayLock(_FAL_RSP_T* rsp, unsigned apiType, const char* key, const char* requester,
+                           const char* failMessage);
+
+// Saves the document `apiType`; on failure answers 8 with `failMessage` and yields false.
+bool gatewaySave(_FAL_RSP_T* rsp, unsigned apiType, const char* requester, const char* failMessage);
+
+// Deletes the handle and releases the requester's lock on the document.
+void gatewayRelease(unsigned apiType, const char* requester, TreeMapObject* handle);
+
+// Answers 10 "Wrong URI" and yields true when the request lacks "@type".
+bool gatewayLacksType(_FAL_RSP_T* rsp, const char* type);
+
+// Whether both texts are present and equal.
+bool sameText(const char* a, const char* b);
+// The text, or "(null)" for printing.
+const char* printable(const char* text);
+
+// Calls visit(index, item) for each item of the array in order until it returns false; the item
+// handle (null when it cannot be had) is deleted after each call. True when a visit stopped the walk.
+template <typename Visit>
+bool gatewayWalk(TreeMapObject* array, Visit visit);
+
+// Stores in `to` a copy of each member of `from` named by a path, where `from` has it.
+void gatewayCopyPresent(TreeMapObject* to, TreeMapObject* from, std::initializer_list<const char*> paths);
+
+// The probe of the firmware and management stubs: locks the whole gateway document as "default"
+// and releases it at once; 8 "failed to get database" when it cannot be locked.
+_FAL_RSP_T* gatewayProbeLock(unsigned apiType, unsigned rspId);
+
+// Runs a shell command and collects its output; false when it cannot be started.
+bool gatewayCommandOutput(const char* command, std::string& out);
+
+// Backup file name for a moment: "www/files/configuration/qr451." + DDMMYY (UTC) + ".conf".
+std::string gatewayBackupFileName(time_t when);
+
+#include "host/TreeMapObject.h"
+
+template <typename Visit>
+bool gatewayWalk(TreeMapObject* array, Visit visit)
+{
+    unsigned n = array->len();
+    for (unsigned i = 0; i < n; ++i) {
+        TreeMapObject* item = array->at(i);
+        bool goOn = visit(i, item);
+        delete item;
+        if (!goOn)
+            return true;
+    }
+    return false;
+}

@@ -1,0 +1,423 @@
+// System status and maintenance: device information, CPU and memory figures, LED, date and time,
+// languages, power saving, firmware probes and the long operations (upgrade, reset, reboot,
+// backup, restore).
+#include <cctype>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <fstream>
+#include <string>
+
+#include "frame/FalResponse.h"
+#include "gateway/FalGatewayLdb.h"
+#include "gateway/GatewayHelpers.h"
+#include "host/LocalDbCtrl.h"
+#include "host/TreeMapObject.h"
+
+namespace {
+
+const char* const CPU_COMMAND =
+    "top -bn1 | grep \"Cpu(s)\" | sed \"s/.*, *\\([0-9.]*\\)%* id.*/\\1/\" | awk '{print 100 - $1}'";
+const char* const MEMORY_COMMAND = "top -bn1 | grep \"KiB Mem\"";
+
+bool startsWithNumber(const std::string& text)
+{
+    size_t i = text.find_first_not_of(" \t\r\n");
+    return i != std::string::npos && (isdigit(static_cast<unsigned char>(text[i])) || text[i] == '-');
+}
+
+// CPU use in percent since boot, from /proc/stat (for systems whose top prints other headings).
+int cpuUsageFromProcStat()
+{
+    std::ifstream in("/proc/stat");
+    std::string cpu;
+    unsigned long long v[8] = {0, 0, 0, 0, 0, 0, 0, 0};
+    in >> cpu;
+    for (unsigned long long& x : v)
+        in >> x;
+    unsigned long long total = 0;
+    for (unsigned long long x : v)
+        total += x;
+    unsigned long long idle = v[3] + v[4];
+    return total ? static_cast<int>(100 - idle * 100 / total) : 0;
+}
+
+// A figure in KiB of /proc/meminfo ("MemTotal", "MemFree").
+int meminfoKib(const char* name)
+{
+    std::ifstream in("/proc/meminfo");
+    std::string key;
+    long long kib = 0;
+    std::string unit;
+    while (in >> key >> kib >> unit)
+        if (key == std::string(name) + ":")
+            return static_cast<int>(kib);
+    return 0;
+}
+
+// The "total" and "free" figures of top's "KiB Mem" line: the token before each word.
+void parseMemoryLine(std::string text, int& total, int& freeKib)
+{
+    char prev[20] = "";
+    char* save = nullptr;
+    for (char* tok = strtok_r(&text[0], " ,:.", &save); tok; tok = strtok_r(nullptr, " ,:.", &save)) {
+        if (strcmp(tok, "total") == 0)
+            total = atoi(prev);
+        else if (strcmp(tok, "free") == 0)
+            freeKib = atoi(prev);
+        snprintf(prev, sizeof(prev), "%s", tok);
+    }
+}
+
+// Position of the first language entry whose "id" text is `id`, or -1; `fn` names the caller in
+// the log.
+int findLanguage(TreeMapObject* languages, const char* id, const char* fn)
+{
+    int found = -1;
+    gatewayWalk(languages, [&](unsigned i, TreeMapObject* entry) {
+        if (!entry) {
+            Logger::print(LOG_TYPE_INFO, GW_LOG, "%s: [%d] failed to get language\n", fn, static_cast<int>(i));
+            return true;
+        }
+        if (!sameText(entry->get<const char*>("id"), id))
+            return true;
+        found = static_cast<int>(i);
+        return false;
+    });
+    return found;
+}
+
+// Locks the language list: 8 "failed to get database" when it cannot be locked, "incorrect
+// database" (and null) when it is no list. The caller releases the lock.
+TreeMapObject* lockLanguages(_FAL_REQ_T* req, _FAL_RSP_T* rsp, unsigned apiType)
+{
+    TreeMapObject* languages = gatewayLock(rsp, apiType, "language", req->requester, "failed to get database");
+    if (languages && !languages->isArray()) {
+        gatewayAnswer(rsp, FAL_DB_ERROR, "incorrect database");
+        delete languages;
+        return nullptr;
+    }
+    return languages;
+}
+
+// The language entry whose "id" text is `id`, without its "id", as the response data.
+void readLanguage(_FAL_REQ_T* req, _FAL_RSP_T* rsp, unsigned apiType, const char* id, const char* fn)
+{
+    TreeMapObject* languages = lockLanguages(req, rsp, apiType);
+    int index = languages ? findLanguage(languages, id, fn) : -1;
+    TreeMapObject* entry = index < 0 ? nullptr : languages->at(static_cast<unsigned>(index));
+    if (entry) {
+        rsp->data = entry->clone(nullptr);
+        rsp->data->del("id");
+    } else if (languages) {
+        gatewayAnswer(rsp, FAL_DB_ERROR, "cannot found user id");
+    }
+    delete entry;
+    gatewayRelease(apiType, req->requester, languages);
+}
+
+}  // namespace
+
+_FAL_RSP_T* FalGatewayLdb::GatewayAbout(_FAL_REQ_T* req)
+{
+    return handleGeneralDbGet(req, "about");
+}
+
+_FAL_RSP_T* FalGatewayLdb::GatewayRegistrationCode(_FAL_REQ_T*)
+{
+    _FAL_RSP_T* rsp = newFalResponse(apiType, 29, true);
+    if (!rsp)
+        return nullptr;
+    char code[16];
+    snprintf(code, sizeof(code), "%06d", rand() % 1000000);
+    rsp->data->set("regCode", code);
+    return rsp;
+}
+
+_FAL_RSP_T* FalGatewayLdb::GatewayCpuUsage(_FAL_REQ_T* req)
+{
+    _FAL_RSP_T* rsp = handleGeneralDbGet(req, "cpuUsage");
+    std::string out;
+    if (!rsp || rsp->status != FAL_OK || !rsp->data || !gatewayCommandOutput(CPU_COMMAND, out))
+        return rsp;
+    int percent = startsWithNumber(out) ? atoi(out.c_str()) : cpuUsageFromProcStat();
+    rsp->data->set("[0].percentage", percent);
+    rsp->data->set("[1].percentage", percent);
+    return rsp;
+}
+
+_FAL_RSP_T* FalGatewayLdb::GatewayMemoryUsage(_FAL_REQ_T* req)
+{
+    _FAL_RSP_T* rsp = handleGeneralDbGet(req, "memoryUsage");
+    std::string out;
+    if (!rsp || rsp->status != FAL_OK || !rsp->data || !gatewayCommandOutput(MEMORY_COMMAND, out))
+        return rsp;
+    int total = 0, freeKib = 0;
+    if (out.empty()) {
+        total = meminfoKib("MemTotal");
+        freeKib = meminfoKib("MemFree");
+    } else {
+        parseMemoryLine(out, total, freeKib);
+    }
+    rsp->data->set("total", total);
+    rsp->data->set("free", freeKib);
+    return rsp;
+}
+
+_FAL_RSP_T* FalGatewayLdb::GatewayLedGet(_FAL_REQ_T* req)
+{
+    return handleGeneralDbGet(req, "led");
+}
+
+_FAL_RSP_T* FalGatewayLdb::GatewayLedUpdate(_FAL_REQ_T* req)
+{
+    _FAL_RSP_T* rsp = newFalResponse(apiType, 43, false);
+    if (!rsp) {
+        Logger::print(LOG_TYPE_ERROR, GW_LOG, "Memory allocation error, cannot create response\n");
+        return nullptr;
+    }
+    if (!req->body) {
+        Logger::print(LOG_TYPE_ERROR, GW_LOG, "Received wrong request\n");
+        gatewayAnswer(rsp, FAL_BAD_REQUEST, "Wrong request");
+        return rsp;
+    }
+    TreeMapObject* led = LocalDbCtrl::lockDbObject(apiType, "led", req->requester);
+    if (!led) {
+        Logger::print(LOG_TYPE_ERROR, GW_LOG, "Cannot load databse\n");
+        gatewayAnswer(rsp, FAL_DB_ERROR, "Database load error");
+    } else {
+        led->set("mode", req->body->get<const char*>("mode"));
+        led->set("power", req->body->get<bool>("power"));
+        gatewayCopyPresent(led, req->body, {"options.day", "options.startTime", "options.duration"});
+        if (!gatewaySave(rsp, apiType, req->requester, "Save databse error"))
+            Logger::print(LOG_TYPE_ERROR, GW_LOG, "Save databse error\n");
+    }
+    gatewayRelease(apiType, req->requester, led);
+    return rsp;
+}
+
+_FAL_RSP_T* FalGatewayLdb::GatewayDatetimeGet(_FAL_REQ_T* req)
+{
+    return handleGeneralDbGet(req, "dateTime");
+}
+
+_FAL_RSP_T* FalGatewayLdb::GatewayDatetimeUpdate(_FAL_REQ_T* req)
+{
+    _FAL_RSP_T* rsp = newFalResponse(apiType, req->msgId + 1, false);
+    if (!rsp)
+        return nullptr;
+    gatewayAnswer(rsp, FAL_FAILED, "Unexpected error");
+    TreeMapObject* dateTime = gatewayLock(rsp, apiType, "dateTime", req->requester, "fail to load database");
+    if (dateTime && req->body) {
+        gatewayCopyPresent(dateTime, req->body,
+                           {"timeZone", "daylightSavingTime.active", "daylightSavingTime.startDate",
+                            "daylightSavingTime.endDate", "ntp.server"});
+        dateTime->set("ntp.active", req->body->get<bool>("ntp.active"));
+        if (gatewaySave(rsp, apiType, req->requester, "failed to save database"))
+            gatewayAnswer(rsp, FAL_OK, "Updated OK");
+    }
+    gatewayRelease(apiType, req->requester, dateTime);
+    return rsp;
+}
+
+_FAL_RSP_T* FalGatewayLdb::GatewayDatetimeDelete(_FAL_REQ_T* req)
+{
+    _FAL_RSP_T* rsp = newFalResponse(apiType, req->msgId + 1, false);
+    if (!rsp)
+        return nullptr;
+    GatewayParam id(req, "@id");
+    if (!id.get()) {
+        gatewayAnswer(rsp, FAL_DB_ERROR, "no request id");
+        return rsp;
+    }
+    int index = atoi(id.get());
+    TreeMapObject* dateTime = gatewayLock(rsp, apiType, "dateTime", req->requester, "fail to load database");
+    TreeMapObject* ntp = dateTime ? dateTime->get("ntp") : nullptr;
+    TreeMapObject* servers = ntp ? ntp->get("server") : nullptr;
+    if (!servers) {
+        gatewayAnswer(rsp, FAL_DB_ERROR, "fail to load database");
+    } else {
+        // An index past the end removes nothing; the answer is the same.
+        servers->delArrayItem(static_cast<unsigned>(index));
+        if (gatewaySave(rsp, apiType, req->requester, "failed to save database"))
+            gatewayAnswer(rsp, FAL_DELETED, "record deleted");
+    }
+    delete servers;
+    delete ntp;
+    gatewayRelease(apiType, req->requester, dateTime);
+    return rsp;
+}
+
+_FAL_RSP_T* FalGatewayLdb::GatewayLanguageGet(_FAL_REQ_T* req)
+{
+    _FAL_RSP_T* rsp = newFalResponse(apiType, 51, false);
+    if (!rsp)
+        return nullptr;
+    GatewayParam id(req, "@id");
+    if (!id.get())
+        gatewayAnswer(rsp, FAL_DB_ERROR, "no request id");
+    else
+        readLanguage(req, rsp, apiType, id.get(), "GatewayLanguageGet");
+    return rsp;
+}
+
+_FAL_RSP_T* FalGatewayLdb::GatewayLanguageSystemGet(_FAL_REQ_T* req)
+{
+    _FAL_RSP_T* rsp = newFalResponse(apiType, req->msgId + 1, false);
+    if (rsp)
+        readLanguage(req, rsp, apiType, "system", "GatewayLanguageSystemGet");
+    return rsp;
+}
+
+_FAL_RSP_T* FalGatewayLdb::GatewayLanguageChange(_FAL_REQ_T* req)
+{
+    _FAL_RSP_T* rsp = newFalResponse(apiType, 53, false);
+    if (!rsp)
+        return nullptr;
+    const char* id = req->body ? req->body->get<const char*>("id") : nullptr;
+    if (!id) {
+        gatewayAnswer(rsp, FAL_DB_ERROR, "no request id");
+        return rsp;
+    }
+    TreeMapObject* languages = lockLanguages(req, rsp, apiType);
+    int index = languages ? findLanguage(languages, id, "GatewayLanguageChange") : -1;
+    TreeMapObject* entry = index < 0 ? nullptr : languages->at(static_cast<unsigned>(index));
+    if (entry) {
+        entry->set("id", id);
+        entry->set("code", req->body->get<const char*>("code"));
+        entry->set("name", req->body->get<const char*>("name"));
+        gatewaySave(rsp, apiType, req->requester, "failed to save database");
+    } else if (languages) {
+        gatewayAnswer(rsp, FAL_DB_ERROR, "cannot found user id");
+    }
+    delete entry;
+    gatewayRelease(apiType, req->requester, languages);
+    return rsp;
+}
+
+_FAL_RSP_T* FalGatewayLdb::GatewayPowersaveModeGet(_FAL_REQ_T* req)
+{
+    _FAL_RSP_T* rsp = newFalResponse(apiType, 77, false);
+    if (!rsp)
+        return nullptr;
+    TreeMapObject* mode = gatewayLock(rsp, API_TYPE_GATEWAY, "powersaveMode", req->requester, "failed to load database");
+    if (mode && !(rsp->data = mode->clone(nullptr)))
+        gatewayAnswer(rsp, FAL_DB_ERROR, "failed to clone database");
+    gatewayRelease(apiType, req->requester, mode);
+    return rsp;
+}
+
+_FAL_RSP_T* FalGatewayLdb::GatewayPowersaveModeChange(_FAL_REQ_T* req)
+{
+    _FAL_RSP_T* rsp = newFalResponse(apiType, 79, false);
+    if (!rsp)
+        return nullptr;
+    TreeMapObject* mode = gatewayLock(rsp, apiType, "powersaveMode", req->requester, "fail to load database");
+    if (mode && req->body) {
+        gatewayCopyPresent(mode, req->body, {"active", "powerTimer"});
+        if (gatewaySave(rsp, apiType, req->requester, "failed to save database"))
+            gatewayAnswer(rsp, FAL_OK, "Updated OK");
+    }
+    gatewayRelease(apiType, req->requester, mode);
+    return rsp;
+}
+
+_FAL_RSP_T* FalGatewayLdb::GatewayFirmwareNewUpdate(_FAL_REQ_T*)
+{
+    return gatewayProbeLock(apiType, 57);
+}
+
+_FAL_RSP_T* FalGatewayLdb::GatewayFirmwareGet(_FAL_REQ_T*)
+{
+    return gatewayProbeLock(apiType, 59);
+}
+
+_FAL_RSP_T* FalGatewayLdb::GatewayFirmwareUpdate(_FAL_REQ_T*)
+{
+    return gatewayProbeLock(apiType, 61);
+}
+
+_FAL_RSP_T* FalGatewayLdb::GatewayCpuTemperature(_FAL_REQ_T*)
+{
+    return gatewayProbeLock(apiType, 83);
+}
+
+_FAL_RSP_T* FalGatewayLdb::GatewayDeviceManagementGet(_FAL_REQ_T*)
+{
+    return gatewayProbeLock(apiType, 85);
+}
+
+_FAL_RSP_T* FalGatewayLdb::GatewayDeviceManagementChange(_FAL_REQ_T*)
+{
+    return gatewayProbeLock(apiType, 87);
+}
+
+_FAL_RSP_T* FalGatewayLdb::acceptLongOperation(_FAL_REQ_T* req, unsigned rspId, unsigned n)
+{
+    _FAL_RSP_T* rsp = newFalResponse(apiType, rspId, true);
+    if (!rsp)
+        return nullptr;
+    simulateAsync(req->msgId, n);
+    rsp->status = FAL_ACCEPTED;
+    return rsp;
+}
+
+_FAL_RSP_T* FalGatewayLdb::GatewayUpgrade(_FAL_REQ_T* req)
+{
+    const char* type = req->body ? req->body->get<const char*>("type") : nullptr;
+    const char* filename = req->body ? req->body->get<const char*>("filename") : nullptr;
+    Logger::print(LOG_TYPE_PROGRESS, GW_LOG, "%s: type=%s filename=%s\n", "GatewayUpgrade", printable(type),
+                  printable(filename));
+    _FAL_RSP_T* rsp = acceptLongOperation(req, 63, 9);
+    if (!rsp)
+        return nullptr;
+    rsp->data->set("retryAfter", 3);
+    rsp->data->set("maxRetry", 3);
+    rsp->data->set("location", "/api/v1/gateway/upgrade/status");
+    pthread_mutex_lock(&upgradeMutex);
+    upgradeProgress = 20;
+    pthread_mutex_unlock(&upgradeMutex);
+    return rsp;
+}
+
+_FAL_RSP_T* FalGatewayLdb::GatewayUpgradeStatus(_FAL_REQ_T*)
+{
+    _FAL_RSP_T* rsp = newFalResponse(apiType, 65, true);
+    if (!rsp)
+        return nullptr;
+    pthread_mutex_lock(&upgradeMutex);
+    rsp->data->set("status", upgradeProgress);
+    upgradeProgress += 20;
+    pthread_mutex_unlock(&upgradeMutex);
+    return rsp;
+}
+
+_FAL_RSP_T* FalGatewayLdb::GatewayFactoryReset(_FAL_REQ_T* req)
+{
+    return acceptLongOperation(req, 67, 10);
+}
+
+_FAL_RSP_T* FalGatewayLdb::GatewayReboot(_FAL_REQ_T* req)
+{
+    return acceptLongOperation(req, 69, 10);
+}
+
+_FAL_RSP_T* FalGatewayLdb::GatewayRestore(_FAL_REQ_T* req)
+{
+    return acceptLongOperation(req, 73, 10);
+}
+
+_FAL_RSP_T* FalGatewayLdb::GatewayBackup(_FAL_REQ_T* req)
+{
+    _FAL_RSP_T* rsp = newFalResponse(apiType, 71, true);
+    if (!rsp)
+        return nullptr;
+    simulateAsync(req->msgId, 5);
+    int made = system("mkdir -p www/files/configuration");
+    (void)made;  // a failed backup is not reported
+    std::string name = gatewayBackupFileName(time(nullptr));
+    std::ofstream(name, std::ios::trunc) << "This is test configuration";
+    rsp->data->set("path", name.c_str() + 3);
+    return rsp;
+}
