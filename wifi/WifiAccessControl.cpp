@@ -1,0 +1,138 @@
+// The MAC access-control list of each SSID ("accessControl" of the SSID entry).
+#include "frame/FalResponse.h"
+#include "host/LocalDbCtrl.h"
+#include "wifi/FalWifiLdb.h"
+#include "wifi/WifiHelpers.h"
+
+namespace {
+
+const char* const NO_SSID_ARRAY = "failed to get ssid array";
+
+// Every list keeps at most this many rules.
+constexpr int kMaxRules = 64;
+
+// How one list change is requested and answered.
+struct ListChange {
+    const char* name;       // operation name for the trace
+    unsigned rspId;         // response message id
+    unsigned params;        // positional parameters required: interface, SSID index, rule id
+    bool needsBody;
+    FAL_STATUS_T okStatus;  // answer after a successful save
+    const char* okMessage;
+};
+
+// The cycle every list change runs: lock "ssid", find the SSID numbered by the second parameter,
+// change it (change(ssid) is not called when there is no such SSID), save in any case, release.
+template <class Change>
+_FAL_RSP_T* changeList(FalWifiLdb& wifi, _FAL_REQ_T* req, const ListChange& how, Change change)
+{
+    Logger::print(LOG_TYPE_TRACE, WIFI_LOG, "%s Enter\n", how.name);
+    _FAL_RSP_T* rsp = nullptr;
+    if (!wifiOpen(rsp, wifi.apiType, how.rspId, false, req, how.params, how.needsBody))
+        return rsp;
+    int interfaceId = wifiIdAt(req, 0);
+    int index = wifiIdAt(req, 1);
+    TreeMapObject* ssidObject = wifiLock(rsp, wifi.apiType, "ssid", req->requester);
+    Tree ssids = wifiLockedBand(rsp, ssidObject, nullptr, interfaceId, FAL_NOT_FOUND, NO_SSID_ARRAY);
+    if (ssids) {
+        Tree ssid = wifiFindItem(ssids.get(), "index", index);
+        if (ssid)
+            change(ssid.get());
+        if (wifiSave(rsp, wifi.apiType, req->requester))
+            wifiAnswer(rsp, how.okStatus, how.okMessage);
+    }
+    wifiRelease(wifi.apiType, req->requester, ssidObject);
+    return rsp;
+}
+
+// A copy of the request body numbered `id`.
+Tree numberedRule(_FAL_REQ_T* req, int id)
+{
+    Tree rule(req->body->clone(nullptr));
+    rule->set("id", id);
+    return rule;
+}
+
+}  // namespace
+
+_FAL_RSP_T* FalWifiLdb::WifiSsidAccesscontrolGet(_FAL_REQ_T* req)
+{
+    Logger::print(LOG_TYPE_TRACE, WIFI_LOG, "%s Enter\n", __func__);
+    _FAL_RSP_T* rsp = nullptr;
+    if (!wifiOpen(rsp, apiType, 29, false, req, 2))
+        return rsp;
+    int interfaceId = wifiIdAt(req, 0);
+    int index = wifiIdAt(req, 1);
+    TreeMapObject* ssidObject = wifiLock(rsp, apiType, "ssid", req->requester, "failed to load database");
+    Tree ssids(GetTreeMapObjectByInterface(ssidObject, interfaceId));
+    Tree ssid = wifiFindItem(ssids.get(), "index", index);
+    TreeMapObject* list = ssid ? ssid->clone("accessControl") : nullptr;
+    if (ssidObject && !ssids)
+        wifiAnswer(rsp, FAL_NOT_FOUND, NO_SSID_ARRAY);
+    else if (ssids && !list)
+        wifiAnswer(rsp, FAL_NOT_FOUND, "No requested ssid");
+    rsp->data = list;
+    wifiRelease(apiType, req->requester, ssidObject);
+    return rsp;
+}
+
+_FAL_RSP_T* FalWifiLdb::WifiSsidAccesscontrolUpdate(_FAL_REQ_T* req)
+{
+    return changeList(*this, req, {__func__, 31, 2, true, FAL_OK, ""}, [&](TreeMapObject* ssid) {
+        Tree list(req->body->clone(nullptr));
+        list->set("maxRules", kMaxRules);
+        ssid->set("accessControl", list.get());
+    });
+}
+
+_FAL_RSP_T* FalWifiLdb::WifiSsidAccesscontrolPatch(_FAL_REQ_T* req)
+{
+    return changeList(*this, req, {__func__, 33, 3, true, FAL_OK, ""}, [&](TreeMapObject* ssid) {
+        int ruleId = wifiIdAt(req, 2);
+        Tree rules(ssid->get("accessControl.rules"));
+        unsigned position = 0;
+        if (wifiFindItem(rules.get(), "id", ruleId, &position))
+            rules->setArrayItem(position, numberedRule(req, ruleId).get());
+    });
+}
+
+_FAL_RSP_T* FalWifiLdb::WifiSsidAccesscontrolCreate(_FAL_REQ_T* req)
+{
+    int id = 0;
+    _FAL_RSP_T* rsp = changeList(*this, req, {__func__, 35, 2, true, FAL_OK, ""}, [&](TreeMapObject* ssid) {
+        int maxRules = ssid->get<int>("accessControl.maxRules");
+        Tree rules(ssid->get("accessControl.rules"));
+        if (!rules || int(rules->len()) >= maxRules)
+            return;
+        id = wifiNextNumber(rules.get(), "id");
+        rules->addArrayItem(numberedRule(req, id).get());
+    });
+    if (rsp && rsp->status == FAL_OK)
+        rsp->data = wifiIdReply(id);
+    return rsp;
+}
+
+_FAL_RSP_T* FalWifiLdb::WifiSsidAccesscontrolDeleteOne(_FAL_REQ_T* req)
+{
+    return changeList(*this, req, {__func__, 37, 3, false, FAL_DELETED, "Record Deleted"}, [&](TreeMapObject* ssid) {
+        Tree rules(ssid->get("accessControl.rules"));
+        unsigned position = 0;
+        if (wifiFindItem(rules.get(), "id", wifiIdAt(req, 2), &position))
+            rules->delArrayItem(position);
+    });
+}
+
+_FAL_RSP_T* FalWifiLdb::WifiSsidAccesscontrolDeleteAll(_FAL_REQ_T* req)
+{
+    return changeList(*this, req, {__func__, 39, 2, false, FAL_DELETED, "Record Deleted"}, [](TreeMapObject* ssid) {
+        TreeMapObject noRules(true);
+        ssid->set("accessControl.rules", &noRules);
+    });
+}
+
+_FAL_RSP_T* FalWifiLdb::WifiSsidAccesscontrolActive(_FAL_REQ_T* req)
+{
+    return changeList(*this, req, {__func__, 41, 2, true, FAL_OK, ""}, [&](TreeMapObject* ssid) {
+        ssid->set("accessControl.active", req->body->get<bool>("active"));
+    });
+}

@@ -1,0 +1,143 @@
+#include "wifi/WifiHelpers.h"
+
+#include <cstdlib>
+#include <cstring>
+
+#include "frame/FalResponse.h"
+#include "host/LocalDbCtrl.h"
+#include "wifi/FalWifiLdb.h"
+
+const char* const WIFI_LOAD_FAILED = "failed to get database wifi";
+const char* const WIFI_SAVE_FAILED = "failed to save database";
+const char* const WIFI_NO_BODY = "null request content";
+
+void wifiAnswer(_FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message)
+{
+    rsp->status = status;
+    rsp->message = message;
+}
+
+const char* wifiParamAt(const _FAL_REQ_T* req, unsigned position)
+{
+    for (const auto& param : req->params) {
+        if (position-- == 0)
+            return param.second.empty() ? nullptr : param.second.c_str();
+    }
+    return nullptr;
+}
+
+bool wifiOpen(_FAL_RSP_T*& rsp, unsigned apiType, unsigned rspId, bool withData, const _FAL_REQ_T* req,
+              unsigned params, bool needsBody)
+{
+    rsp = nullptr;
+    if (!req)
+        return false;
+    rsp = newFalResponse(apiType, rspId, withData);
+    return wifiHasParams(rsp, req, params) && (!needsBody || wifiNeedsBody(rsp, req));
+}
+
+bool wifiHasParams(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, unsigned count)
+{
+    for (unsigned position = 0; position < count; ++position) {
+        if (!wifiParamAt(req, position)) {
+            wifiAnswer(rsp, FAL_BAD_REQUEST, "Wrong URI");
+            return false;
+        }
+    }
+    return true;
+}
+
+int wifiIdAt(const _FAL_REQ_T* req, unsigned position)
+{
+    const char* text = wifiParamAt(req, position);
+    return text ? atoi(text) : 0;
+}
+
+bool wifiNeedsBody(_FAL_RSP_T* rsp, const _FAL_REQ_T* req)
+{
+    if (req->body && req->body->isObject())
+        return true;
+    wifiAnswer(rsp, FAL_BAD_REQUEST, WIFI_NO_BODY);
+    return false;
+}
+
+TreeMapObject* wifiLock(_FAL_RSP_T* rsp, unsigned apiType, const char* key, const char* requester,
+                        const char* failMessage)
+{
+    TreeMapObject* handle = LocalDbCtrl::lockDbObject(apiType, key, requester);
+    if (!handle && failMessage)
+        wifiAnswer(rsp, FAL_DB_ERROR, failMessage);
+    return handle;
+}
+
+bool wifiSave(_FAL_RSP_T* rsp, unsigned apiType, const char* requester)
+{
+    if (LocalDbCtrl::saveDbObject(apiType, requester) == 0)
+        return true;
+    wifiAnswer(rsp, FAL_DB_ERROR, WIFI_SAVE_FAILED);
+    return false;
+}
+
+void wifiRelease(unsigned apiType, const char* requester, TreeMapObject* handle)
+{
+    delete handle;
+    LocalDbCtrl::unlockDbObject(apiType, requester);
+}
+
+Tree wifiLockedBand(_FAL_RSP_T* rsp, TreeMapObject* locked, const char* member, int interfaceId,
+                    FAL_STATUS_T status, const char* missing)
+{
+    if (!locked)
+        return nullptr;
+    Tree band = member ? wifiBand(locked, member, interfaceId)
+                       : Tree(FalWifiLdb::GetTreeMapObjectByInterface(locked, interfaceId));
+    if (!band)
+        wifiAnswer(rsp, status, missing);
+    return band;
+}
+
+Tree wifiBand(TreeMapObject* doc, const char* member, int interfaceId)
+{
+    Tree banded(doc->get(member));
+    return Tree(FalWifiLdb::GetTreeMapObjectByInterface(banded.get(), interfaceId));
+}
+
+Tree wifiFindItem(TreeMapObject* array, const char* member, int value, unsigned* position)
+{
+    unsigned n = array ? array->len() : 0;
+    for (unsigned i = 0; i < n; ++i) {
+        Tree item(array->at(i));
+        int own = 0;
+        if (item && item->get_ex<int>(member, own) && own == value) {
+            if (position)
+                *position = i;
+            return item;
+        }
+    }
+    return nullptr;
+}
+
+int wifiNextNumber(TreeMapObject* array, const char* member)
+{
+    int next = 0;
+    unsigned n = array ? array->len() : 0;
+    for (unsigned i = 0; i < n; ++i) {
+        Tree item(array->at(i));
+        int own = 0;
+        if (item && item->get_ex<int>(member, own) && own >= next)
+            next = own + 1;
+    }
+    return next;
+}
+
+TreeMapObject* wifiIdReply(int id)
+{
+    TreeMapObject* reply = new TreeMapObject(false);
+    reply->set("id", id);
+    return reply;
+}
+
+bool wifiSameText(const char* a, const char* b)
+{
+    return a && b && strcmp(a, b) == 0;
+}

@@ -1,0 +1,75 @@
+// Steps shared by the wifi operations.
+#pragma once
+
+#include <memory>
+
+#include "frame/FalTypes.h"
+#include "host/Logger.h"
+#include "host/TreeMapObject.h"
+
+constexpr LOG_GROUP_T WIFI_LOG = LOG_GROUP_WIFI;
+
+// An owned tree handle.
+using Tree = std::unique_ptr<TreeMapObject>;
+
+extern const char* const WIFI_LOAD_FAILED;  // "failed to get database wifi"
+extern const char* const WIFI_SAVE_FAILED;  // "failed to save database"
+extern const char* const WIFI_NO_BODY;      // "null request content"
+
+// Sets the status and message of a response.
+void wifiAnswer(_FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message);
+
+// The value of the request's parameter at `position` (from 0), or null when the request has fewer
+// parameters or the value is empty. Borrowed from the request.
+const char* wifiParamAt(const _FAL_REQ_T* req, unsigned position);
+
+// Opens an operation: makes the response and checks that the request has its first `params`
+// positional parameters and, when `needsBody`, a body (answering 10 "Wrong URI" or
+// "null request content"). Yields whether the operation goes on; `rsp` is the answer to return
+// either way (null for a null request).
+bool wifiOpen(_FAL_RSP_T*& rsp, unsigned apiType, unsigned rspId, bool withData, const _FAL_REQ_T* req,
+              unsigned params, bool needsBody = false);
+
+// Whether the request has its first `count` positional parameters. When one is missing, answers
+// 10 "Wrong URI".
+bool wifiHasParams(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, unsigned count);
+
+// The positional parameter at `position` read as a decimal number (0 when it is not one).
+int wifiIdAt(const _FAL_REQ_T* req, unsigned position);
+
+// Whether the request carries a JSON object as body. When it does not, answers 10
+// "null request content".
+bool wifiNeedsBody(_FAL_RSP_T* rsp, const _FAL_REQ_T* req);
+
+// Locks `key` of the document `apiType` as the requester. On failure answers 8 with `failMessage`
+// (unless it is null) and yields null.
+TreeMapObject* wifiLock(_FAL_RSP_T* rsp, unsigned apiType, const char* key, const char* requester,
+                        const char* failMessage = WIFI_LOAD_FAILED);
+
+// Saves the document `apiType`; on failure answers 8 "failed to save database" and yields false.
+bool wifiSave(_FAL_RSP_T* rsp, unsigned apiType, const char* requester);
+
+// Deletes the locked handle and releases the requester's lock on the document.
+void wifiRelease(unsigned apiType, const char* requester, TreeMapObject* handle);
+
+// The interface's part of the band-keyed member `member` of the locked object (of the locked
+// object itself for a null member). When it is absent from an object that did lock, answers
+// `status` with `missing`.
+Tree wifiLockedBand(_FAL_RSP_T* rsp, TreeMapObject* locked, const char* member, int interfaceId,
+                    FAL_STATUS_T status, const char* missing);
+
+// The interface's part of the band-keyed member `member` of `doc`, or null.
+Tree wifiBand(TreeMapObject* doc, const char* member, int interfaceId);
+
+// The first item of `array` whose integer `member` equals `value`, or null; its position goes to
+// `position` when given.
+Tree wifiFindItem(TreeMapObject* array, const char* member, int value, unsigned* position = nullptr);
+
+// A fresh number for a new item: one more than the highest integer `member` present, 0 for none.
+int wifiNextNumber(TreeMapObject* array, const char* member);
+
+// A new object holding "id".
+TreeMapObject* wifiIdReply(int id);
+
+// Whether both texts are present and equal.
+bool wifiSameText(const char* a, const char* b);

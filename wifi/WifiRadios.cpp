@@ -1,0 +1,286 @@
+// The radios: interface list, radio settings, switching a radio, its defaults and network types.
+#include <algorithm>
+#include <iterator>
+
+#include "frame/FalResponse.h"
+#include "host/LocalDbCtrl.h"
+#include "wifi/FalWifiLdb.h"
+#include "wifi/WifiHelpers.h"
+
+namespace {
+
+const char* const NO_RADIO = "failed to get radio object";
+const char* const NO_NETWORK_TYPE = "failed to get network type";
+
+// The settings a radio change may carry, in the order they are applied.
+const char kRadioSettings[17][64] = {
+    "active",
+    "basic.channel",
+    "basic.wirelessMode",
+    "basic.bandwidth",
+    "basic.sideband",
+    "basic.outputPower",
+    "basic.hideSSID",
+    "advanced.obssCoexistence",
+    "advanced.802dot11Protection",
+    "advanced.regulatoryMode",
+    "advanced.beamforming",
+    "advanced.shortGuardInterval",
+    "advanced.beaconInterval",
+    "advanced.dtimInterval",
+    "advanced.fragmentationThreshold",
+    "advanced.rstThreshold",
+    "advanced.countryCode",
+};
+
+// The sections of a radio that a read may be narrowed to.
+const char* const kRadioSections[] = {"active", "basic", "advanced", "channelList"};
+
+// The restored part of a radio.
+const char* const kRestoredMembers[] = {"active", "basic", "advanced"};
+
+// Gateway connectivity level of an output power: 1 high, 2 medium, 3 low, 0 for anything else.
+int powerLevel(const char* outputPower)
+{
+    if (wifiSameText(outputPower, "high"))
+        return 1;
+    if (wifiSameText(outputPower, "medium"))
+        return 2;
+    return wifiSameText(outputPower, "low") ? 3 : 0;
+}
+
+// Sets the gateway's connectivity of the radio from its output power; unknown powers change nothing.
+void followOutputPower(int interfaceId, const char* outputPower, const char* requester)
+{
+    int level = powerLevel(outputPower);
+    if (level)
+        FalWifiLdb::UpdateGatewayConnectivity(interfaceId, level, requester);
+}
+
+// Sets "active" on the first `count` items of the array.
+void setActiveOnFirst(TreeMapObject* array, unsigned count, bool active)
+{
+    for (unsigned i = 0; i < count; ++i) {
+        Tree item(array->at(i));
+        if (item)
+            item->set("active", active);
+    }
+}
+
+// Switches a radio's SSIDs and network types on, and its connectivity to its output power. False
+// when the radio lacks either list (nothing more is done).
+bool radioOn(TreeMapObject* doc, TreeMapObject* radio, int interfaceId, const char* requester)
+{
+    Tree ssids = wifiBand(doc, "ssid", interfaceId);
+    if (!ssids)
+        return false;
+    setActiveOnFirst(ssids.get(), 1, true);
+    Tree networkTypes = wifiBand(doc, "networkType", interfaceId);
+    if (!networkTypes)
+        return false;
+    setActiveOnFirst(networkTypes.get(), 2, true);
+    followOutputPower(interfaceId, radio->get<const char*>("basic.outputPower"), requester);
+    return true;
+}
+
+// Switches off every SSID of a radio (disconnecting their devices), its network types and its
+// connectivity. False when the radio has no network-type list.
+bool radioOff(TreeMapObject* doc, int interfaceId, const char* requester)
+{
+    Tree ssids = wifiBand(doc, "ssid", interfaceId);
+    unsigned n = ssids ? ssids->len() : 0;
+    for (unsigned i = 0; i < n; ++i) {
+        Tree ssid(ssids->at(i));
+        if (ssid)
+            FalWifiLdb::TurnOffSpecificSsid(ssids.get(), ssid->get<int>("index"), requester);
+    }
+    Tree networkTypes = wifiBand(doc, "networkType", interfaceId);
+    if (!networkTypes)
+        return false;
+    setActiveOnFirst(networkTypes.get(), 2, false);
+    FalWifiLdb::UpdateGatewayConnectivity(interfaceId, 0, requester);
+    return true;
+}
+
+}  // namespace
+
+_FAL_RSP_T* FalWifiLdb::WifiInterfaceGet(_FAL_REQ_T* req)
+{
+    Logger::print(LOG_TYPE_TRACE, WIFI_LOG, "%s Enter\n", __func__);
+    if (!req)
+        return nullptr;
+    _FAL_RSP_T* rsp = newFalResponse(apiType, 1, true);
+    TreeMapObject* interfaces = wifiLock(rsp, apiType, "interfaces", req->requester);
+    if (interfaces) {
+        rsp->data->set("interfaces", interfaces);
+        wifiAnswer(rsp, FAL_OK, "");
+    }
+    wifiRelease(apiType, req->requester, interfaces);
+    return rsp;
+}
+
+_FAL_RSP_T* FalWifiLdb::WifiRadioGet(_FAL_REQ_T* req)
+{
+    Logger::print(LOG_TYPE_TRACE, WIFI_LOG, "%s Enter\n", __func__);
+    _FAL_RSP_T* rsp = nullptr;
+    if (!wifiOpen(rsp, apiType, 3, false, req, 1))
+        return rsp;
+    int interfaceId = wifiIdAt(req, 0);
+    const char* section = wifiParamAt(req, 1);
+    TreeMapObject* radios = wifiLock(rsp, apiType, "radio", req->requester);
+    Tree radio = wifiLockedBand(rsp, radios, nullptr, interfaceId, FAL_NOT_FOUND, NO_RADIO);
+    if (radio) {
+        const char* const* known = std::find_if(std::begin(kRadioSections), std::end(kRadioSections),
+                                                [&](const char* name) { return wifiSameText(name, section); });
+        if (known != std::end(kRadioSections)) {
+            rsp->data = new TreeMapObject(false);
+            Tree member(radio->get(section));
+            if (member)
+                rsp->data->set(section, member.get());
+        } else {
+            rsp->data = radio->clone(nullptr);
+        }
+        wifiAnswer(rsp, FAL_OK, "");
+    }
+    wifiRelease(apiType, req->requester, radios);
+    return rsp;
+}
+
+_FAL_RSP_T* FalWifiLdb::WifiRadioChange(_FAL_REQ_T* req)
+{
+    Logger::print(LOG_TYPE_TRACE, WIFI_LOG, "%s Enter\n", __func__);
+    _FAL_RSP_T* rsp = nullptr;
+    if (!wifiOpen(rsp, apiType, 5, false, req, 1, true))
+        return rsp;
+    int interfaceId = wifiIdAt(req, 0);
+    wifiAnswer(rsp, FAL_FAILED, "");
+    TreeMapObject* doc = wifiLock(rsp, apiType, "", req->requester);
+    Tree radio = wifiLockedBand(rsp, doc, "radio", interfaceId, FAL_NOT_FOUND, NO_RADIO);
+    Tree actualUsed(radio ? doc->get("actualUsed") : nullptr);
+    if (radio) {
+        for (const char* path : kRadioSettings) {
+            Tree value(req->body->get(path));
+            if (value)
+                radio->set(path, value.get());
+        }
+        if (!actualUsed)
+            wifiAnswer(rsp, FAL_NOT_FOUND, "failed to get 'actualUsed'");
+    }
+    if (actualUsed) {
+        rsp->data = actualUsed->clone(nullptr);
+        if (wifiSave(rsp, apiType, req->requester)) {
+            wifiAnswer(rsp, FAL_OK, "");
+            const char* outputPower = req->body->get<const char*>("basic.outputPower");
+            if (!outputPower)
+                Logger::print(LOG_TYPE_INFO, WIFI_LOG, "No outputPower parameter found\n");
+            followOutputPower(interfaceId, outputPower, req->requester);
+        }
+    }
+    wifiRelease(apiType, req->requester, doc);
+    return rsp;
+}
+
+_FAL_RSP_T* FalWifiLdb::WifiRadioActive(_FAL_REQ_T* req)
+{
+    Logger::print(LOG_TYPE_TRACE, WIFI_LOG, "%s Enter\n", __func__);
+    _FAL_RSP_T* rsp = nullptr;
+    if (!wifiOpen(rsp, apiType, 7, false, req, 1, true))
+        return rsp;
+    int interfaceId = wifiIdAt(req, 0);
+    bool active = req->body->get<bool>("active");
+    TreeMapObject* doc = wifiLock(rsp, apiType, "", req->requester);
+    Tree radio = wifiLockedBand(rsp, doc, "radio", interfaceId, FAL_DB_ERROR, WIFI_LOAD_FAILED);
+    if (radio) {
+        radio->set("active", active);
+        bool switched = active ? radioOn(doc, radio.get(), interfaceId, req->requester)
+                               : radioOff(doc, interfaceId, req->requester);
+        if (switched && wifiSave(rsp, apiType, req->requester))
+            wifiAnswer(rsp, FAL_OK, "");
+    }
+    wifiRelease(apiType, req->requester, doc);
+    return rsp;
+}
+
+_FAL_RSP_T* FalWifiLdb::WifiRadioRestoreDefault(_FAL_REQ_T* req)
+{
+    Logger::print(LOG_TYPE_TRACE, WIFI_LOG, "%s Enter\n", __func__);
+    _FAL_RSP_T* rsp = nullptr;
+    if (!wifiOpen(rsp, apiType, 9, false, req, 1))
+        return rsp;
+    int interfaceId = wifiIdAt(req, 0);
+    TreeMapObject* doc = wifiLock(rsp, apiType, "", req->requester);
+    Tree radio = wifiLockedBand(rsp, doc, "radio", interfaceId, FAL_DB_ERROR, WIFI_LOAD_FAILED);
+    Tree factory = wifiLockedBand(rsp, doc, "radioDefault", interfaceId, FAL_DB_ERROR, WIFI_LOAD_FAILED);
+    if (radio && factory) {
+        rsp->data = new TreeMapObject(false);
+        for (const char* member : kRestoredMembers) {
+            Tree value(factory->get(member));
+            if (!value)
+                continue;
+            radio->set(member, value.get());
+            rsp->data->set(member, value.get());
+        }
+        if (wifiSave(rsp, apiType, req->requester))
+            wifiAnswer(rsp, FAL_OK, "");
+    }
+    wifiRelease(apiType, req->requester, doc);
+    return rsp;
+}
+
+_FAL_RSP_T* FalWifiLdb::WifiNetworkTypeGet(_FAL_REQ_T* req)
+{
+    Logger::print(LOG_TYPE_TRACE, WIFI_LOG, "%s Enter\n", __func__);
+    _FAL_RSP_T* rsp = nullptr;
+    if (!wifiOpen(rsp, apiType, 11, false, req, 1))
+        return rsp;
+    int interfaceId = wifiIdAt(req, 0);
+    TreeMapObject* doc = wifiLock(rsp, apiType, "", req->requester);
+    Tree networkTypes = wifiLockedBand(rsp, doc, "networkType", interfaceId, FAL_NOT_FOUND, NO_NETWORK_TYPE);
+    Tree reply(networkTypes ? networkTypes->clone(nullptr) : nullptr);
+    if (networkTypes && !reply)
+        Logger::print(LOG_TYPE_ERROR, WIFI_LOG, "%s: memory allocation error\n", __func__);
+    if (reply) {
+        // The guest entry lists every SSID of the radio but the primary one.
+        Tree guest(reply->at(1));
+        Tree guestSsids(guest ? guest->get("ssid") : nullptr);
+        Tree ssids = wifiBand(doc, "ssid", interfaceId);
+        for (unsigned i = 1; guestSsids && ssids && i < ssids->len(); ++i) {
+            Tree ssid(ssids->at(i));
+            Tree index(ssid ? ssid->get("index") : nullptr);
+            guestSsids->addArrayItem(index.get());
+        }
+        rsp->data = reply.release();
+        wifiAnswer(rsp, FAL_OK, "OK");
+    }
+    wifiRelease(apiType, req->requester, doc);
+    return rsp;
+}
+
+_FAL_RSP_T* FalWifiLdb::WifiNetworkTypeChange(_FAL_REQ_T* req)
+{
+    Logger::print(LOG_TYPE_TRACE, WIFI_LOG, "%s Enter\n", __func__);
+    _FAL_RSP_T* rsp = nullptr;
+    if (!wifiOpen(rsp, apiType, 13, false, req, 2, true))
+        return rsp;
+    int interfaceId = wifiIdAt(req, 0);
+    const char* name = wifiParamAt(req, 1);
+    bool active = req->body->get<bool>("active");
+    TreeMapObject* doc = wifiLock(rsp, apiType, "", req->requester);
+    Tree networkTypes = wifiLockedBand(rsp, doc, "networkType", interfaceId, FAL_NOT_FOUND, NO_NETWORK_TYPE);
+    if (networkTypes) {
+        if (wifiSameText(name, "primary")) {
+            setActiveOnFirst(networkTypes.get(), 1, active);
+            Tree ssids = wifiBand(doc, "ssid", interfaceId);
+            if (ssids)
+                setActiveOnFirst(ssids.get(), 1, active);
+        } else if (wifiSameText(name, "guest")) {
+            Tree guest(networkTypes->at(1));
+            if (guest)
+                guest->set("active", active);
+        }
+        if (wifiSave(rsp, apiType, req->requester))
+            wifiAnswer(rsp, FAL_OK, "");
+    }
+    wifiRelease(apiType, req->requester, doc);
+    return rsp;
+}

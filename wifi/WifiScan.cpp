@@ -1,0 +1,72 @@
+// The neighbourhood scan: an accepted start, then a result location that answers the retry hints
+// and the access points found on alternate polls.
+#include <atomic>
+#include <string>
+
+#include "frame/FalResponse.h"
+#include "host/LocalDbCtrl.h"
+#include "wifi/FalWifiLdb.h"
+#include "wifi/WifiHelpers.h"
+
+namespace {
+
+// Where the scan results of an interface are polled.
+std::string resultLocation(int interfaceId)
+{
+    const char* id = interfaceId == 0 ? "0" : interfaceId == 1 ? "1" : "";
+    return std::string("/api/v1/wifi/") + id + "/scanResult";
+}
+
+// Flips the toggle and yields the value it had.
+bool flipScanToggle(std::atomic<bool>& toggle)
+{
+    bool was = toggle.load();
+    while (!toggle.compare_exchange_weak(was, !was)) {
+    }
+    return was;
+}
+
+}  // namespace
+
+_FAL_RSP_T* FalWifiLdb::WifiScan(_FAL_REQ_T* req)
+{
+    _FAL_RSP_T* rsp = nullptr;
+    if (!wifiOpen(rsp, apiType, 75, true, req, 1))
+        return rsp;
+    TreeMapObject* scan = wifiLock(rsp, apiType, "wifiScan", req->requester);
+    if (scan) {
+        rsp->data->set("location", resultLocation(wifiIdAt(req, 0)));
+        rsp->data->set("retryAfter", scan->get<int>("retryAfter"));
+        rsp->data->set("maxRetry", scan->get<int>("maxRetry"));
+        wifiAnswer(rsp, FAL_ACCEPTED, "OK");
+    }
+    wifiRelease(apiType, req->requester, scan);
+    return rsp;
+}
+
+_FAL_RSP_T* FalWifiLdb::WifiScanResult(_FAL_REQ_T* req)
+{
+    _FAL_RSP_T* rsp = nullptr;
+    if (!wifiOpen(rsp, apiType, 77, false, req, 1))
+        return rsp;
+    int interfaceId = wifiIdAt(req, 0);
+    if (!flipScanToggle(scanResultToggle)) {
+        rsp->data = new TreeMapObject(apiType, 77);
+        TreeMapObject* scan = wifiLock(rsp, apiType, "wifiScan", req->requester);
+        if (scan) {
+            int retryAfter = scan->get<int>("retryAfter");
+            int maxRetry = scan->get<int>("maxRetry");
+            rsp->data->set("location", resultLocation(interfaceId));
+            rsp->data->set("retryAfter", retryAfter / 2);
+            rsp->data->set("maxRetry", maxRetry > 1 ? maxRetry - 1 : maxRetry);
+        }
+        wifiRelease(apiType, req->requester, scan);
+    } else {
+        TreeMapObject* results = wifiLock(rsp, apiType, "scanApResult", req->requester);
+        Tree found(GetTreeMapObjectByInterface(results, interfaceId));
+        if (found)
+            rsp->data = found->clone(nullptr);
+        wifiRelease(apiType, req->requester, results);
+    }
+    return rsp;
+}

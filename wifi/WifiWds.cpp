@@ -1,0 +1,237 @@
+// The WDS peer table of each radio ("wds": per band "active", "master" and the peers in "rules").
+#include <cstdlib>
+#include <memory>
+
+#include "frame/BeHelpers.h"
+#include "frame/FalResponse.h"
+#include "host/LocalDbCtrl.h"
+#include "wifi/FalWifiLdb.h"
+#include "wifi/WifiHelpers.h"
+
+namespace {
+
+// A table never grows past this many peers through slaves.
+constexpr unsigned kMaxPeers = 4;
+
+// What a WDS operation insists on before its cycle.
+enum WdsNeeds { WDS_NEEDS_BODY, WDS_NEEDS_REQUEST };
+
+// Logs the entry and exit of a WDS operation around its work.
+template <class Work>
+_FAL_RSP_T* traced(const char* name, Work work)
+{
+    Logger::print(LOG_TYPE_TRACE, WIFI_LOG, "%s Enter\n", name);
+    _FAL_RSP_T* rsp = work();
+    Logger::print(LOG_TYPE_TRACE, WIFI_LOG, "%s Exit\n", name);
+    return rsp;
+}
+
+// The opening every WDS operation shares; yields whether the operation goes on, and `rsp` is the
+// answer to return either way. A request without what `needs` asks for gets no answer at all
+// (null); a missing "@interfaceId" gets 10 "Wrong URI". Otherwise the status is preset to 4.
+bool openWds(FalWifiLdb& wifi, _FAL_REQ_T* req, WdsNeeds needs, bool withData, _FAL_RSP_T*& rsp,
+             int& interfaceId)
+{
+    rsp = nullptr;
+    if (!req || (needs == WDS_NEEDS_BODY && !req->body)) {
+        Logger::print(LOG_TYPE_ERROR, WIFI_LOG, "Error received null request\n");
+        return false;
+    }
+    rsp = newFalResponse(wifi.apiType, req->msgId + 1, withData);
+    std::unique_ptr<char[]> id(BE_PairVal2(req->params, "@interfaceId"));
+    if (!id) {
+        wifiAnswer(rsp, FAL_BAD_REQUEST, "Wrong URI");
+        return false;
+    }
+    interfaceId = atoi(id.get());
+    rsp->status = FAL_FAILED;
+    return true;
+}
+
+// Locks "wds"; a failure is logged, and answered with `failMessage` when it is not null.
+TreeMapObject* lockWds(_FAL_RSP_T* rsp, FalWifiLdb& wifi, _FAL_REQ_T* req, const char* failMessage)
+{
+    TreeMapObject* wds = wifiLock(rsp, wifi.apiType, "wds", req->requester, failMessage);
+    if (!wds)
+        Logger::print(LOG_TYPE_ERROR, WIFI_LOG, "Cannot load object %s in local database\n", "wds");
+    return wds;
+}
+
+// Answers 10 with `message` after logging `logged`.
+void refuse(_FAL_RSP_T* rsp, const char* logged, const char* message)
+{
+    Logger::print(LOG_TYPE_ERROR, WIFI_LOG, "%s", logged);
+    wifiAnswer(rsp, FAL_BAD_REQUEST, message);
+}
+
+// Whether a peer of the table already carries the MAC address.
+bool macTaken(TreeMapObject* rules, const char* mac)
+{
+    unsigned n = rules->len();
+    for (unsigned i = 0; i < n; ++i) {
+        Tree peer(rules->at(i));
+        if (peer && wifiSameText(peer->get<const char*>("mac"), mac))
+            return true;
+    }
+    return false;
+}
+
+// The structure rules of a new peer of type `type` on a table of `peers` peers. False, with the
+// refusal answered, when the peer does not fit.
+bool fitsStructure(_FAL_RSP_T* rsp, const char* type, unsigned peers, bool master)
+{
+    bool isMaster = wifiSameText(type, "master");
+    bool isSlave = wifiSameText(type, "slave");
+    if (isMaster && master && peers >= 1) {
+        refuse(rsp, "Child type is master but parent type is also master.\n", "failed to get master");
+        return false;
+    }
+    if (isSlave && !master && peers >= 1) {
+        refuse(rsp, "Child type is slave but parent type is not master.\n", "failed to get slave");
+        return false;
+    }
+    if (isMaster && peers >= 1) {
+        refuse(rsp, "Exceed limit of child type master.\n", "incorrect structure");
+        return false;
+    }
+    if (isSlave && peers >= kMaxPeers) {
+        refuse(rsp, "Exceed limit of child type slave.\n", "incorrect structure");
+        return false;
+    }
+    return true;
+}
+
+// Adds the peer of the request to the radio's table, within the structure rules.
+void addPeer(_FAL_RSP_T* rsp, FalWifiLdb& wifi, _FAL_REQ_T* req, TreeMapObject* radio)
+{
+    Tree rules(radio->get("rules"));
+    if (!rules) {
+        wifiAnswer(rsp, FAL_DB_ERROR, "failed to get rules");
+        return;
+    }
+    const char* type = req->body->get<const char*>("type");
+    unsigned peers = rules->len();
+    if (!fitsStructure(rsp, type, peers, radio->get<bool>("master")))
+        return;
+    Tree peer(req->body->clone(nullptr));
+    int index = wifiNextNumber(rules.get(), "index");
+    peer->set("index", index);
+    bool isSlave = wifiSameText(type, "slave");
+    if (peers == 0 && (isSlave || wifiSameText(type, "master")))
+        radio->set("master", isSlave);
+    if (peers > 0 && isSlave && macTaken(rules.get(), req->body->get<const char*>("mac"))) {
+        refuse(rsp, "Mac address is duplicated.\n", "Mac address is duplicated");
+        return;
+    }
+    rules->addArrayItem(peer.get());
+    if (wifiSave(rsp, wifi.apiType, req->requester)) {
+        rsp->status = FAL_CREATED;
+        rsp->data->set("id", index);
+    }
+}
+
+}  // namespace
+
+_FAL_RSP_T* FalWifiLdb::WifiWdsGet(_FAL_REQ_T* req)
+{
+    return traced(__func__, [&]() -> _FAL_RSP_T* {
+        _FAL_RSP_T* rsp = nullptr;
+        int interfaceId = 0;
+        if (!openWds(*this, req, WDS_NEEDS_BODY, false, rsp, interfaceId))
+            return rsp;
+        TreeMapObject* wds = lockWds(rsp, *this, req, nullptr);
+        Tree radio(GetTreeMapObjectByInterface(wds, interfaceId));
+        if (radio) {
+            rsp->data = radio->clone(nullptr);
+            rsp->status = FAL_OK;
+        }
+        wifiRelease(apiType, req->requester, wds);
+        return rsp;
+    });
+}
+
+_FAL_RSP_T* FalWifiLdb::WifiWdsUpdate(_FAL_REQ_T* req)
+{
+    return traced(__func__, [&]() -> _FAL_RSP_T* {
+        _FAL_RSP_T* rsp = nullptr;
+        int interfaceId = 0;
+        if (!openWds(*this, req, WDS_NEEDS_BODY, false, rsp, interfaceId))
+            return rsp;
+        TreeMapObject* wds = lockWds(rsp, *this, req, "failed to load database");
+        Tree radio(GetTreeMapObjectByInterface(wds, interfaceId));
+        if (radio)
+            radio->set("active", req->body->get<bool>("active"));
+        if (wds && LocalDbCtrl::saveDbObject(apiType, req->requester) == 0)
+            rsp->status = FAL_OK;
+        wifiRelease(apiType, req->requester, wds);
+        return rsp;
+    });
+}
+
+_FAL_RSP_T* FalWifiLdb::WifiWdsCreate(_FAL_REQ_T* req)
+{
+    return traced(__func__, [&]() -> _FAL_RSP_T* {
+        _FAL_RSP_T* rsp = nullptr;
+        int interfaceId = 0;
+        if (!openWds(*this, req, WDS_NEEDS_BODY, true, rsp, interfaceId))
+            return rsp;
+        Tree ext(req->body->get("ext"));
+        if (wifiSameText(req->body->get<const char*>("type"), "slave") && !ext) {
+            refuse(rsp, "ext field should not be NULL.\n", "failed to get slave");
+            return rsp;
+        }
+        TreeMapObject* wds = lockWds(rsp, *this, req, "failed to get wds");
+        Tree radio(GetTreeMapObjectByInterface(wds, interfaceId));
+        if (radio)
+            addPeer(rsp, *this, req, radio.get());
+        wifiRelease(apiType, req->requester, wds);
+        return rsp;
+    });
+}
+
+_FAL_RSP_T* FalWifiLdb::WifiWdsDelete(_FAL_REQ_T* req)
+{
+    return traced(__func__, [&]() -> _FAL_RSP_T* {
+        _FAL_RSP_T* rsp = nullptr;
+        int interfaceId = 0;
+        if (!openWds(*this, req, WDS_NEEDS_REQUEST, false, rsp, interfaceId))
+            return rsp;
+        std::unique_ptr<char[]> ruleId(BE_PairVal2(req->params, "@ruleId"));
+        if (!ruleId) {
+            wifiAnswer(rsp, FAL_BAD_REQUEST, "Wrong URI");
+            return rsp;
+        }
+        TreeMapObject* wds = lockWds(rsp, *this, req, "Failed to load database");
+        Tree radio(GetTreeMapObjectByInterface(wds, interfaceId));
+        Tree rules(radio ? radio->get("rules") : nullptr);
+        if (rules) {
+            unsigned position = 0;
+            if (wifiFindItem(rules.get(), "index", atoi(ruleId.get()), &position))
+                rules->delArrayItem(position);
+            if (LocalDbCtrl::saveDbObject(apiType, req->requester) == 0)
+                rsp->status = FAL_DELETED;
+        }
+        wifiRelease(apiType, req->requester, wds);
+        return rsp;
+    });
+}
+
+_FAL_RSP_T* FalWifiLdb::WifiWdsDeleteAll(_FAL_REQ_T* req)
+{
+    return traced(__func__, [&]() -> _FAL_RSP_T* {
+        _FAL_RSP_T* rsp = nullptr;
+        int interfaceId = 0;
+        if (!openWds(*this, req, WDS_NEEDS_REQUEST, false, rsp, interfaceId))
+            return rsp;
+        TreeMapObject* wds = lockWds(rsp, *this, req, "failed to load database");
+        Tree radio = wifiLockedBand(rsp, wds, nullptr, interfaceId, FAL_NOT_FOUND, "cannot find object");
+        if (radio) {
+            TreeMapObject noPeers(true);
+            radio->set("rules", &noPeers);
+            if (wifiSave(rsp, apiType, req->requester))
+                rsp->status = FAL_OK;
+        }
+        wifiRelease(apiType, req->requester, wds);
+        return rsp;
+    });
+}

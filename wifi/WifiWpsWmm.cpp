@@ -1,0 +1,158 @@
+// WPS pairing and PINs, WMM settings per radio, and the whole-wifi restore and restart.
+#include <cstdlib>
+#include <ctime>
+
+#include "frame/FalResponse.h"
+#include "host/LocalDbCtrl.h"
+#include "wifi/FalWifiLdb.h"
+#include "wifi/WifiHelpers.h"
+
+namespace {
+
+const char* const NO_WMM = "failed to get wmm";
+
+// The WMM settings an update may carry, in order.
+const char* const kWmmSettings[] = {"active", "option", "noAck", "powersave"};
+
+// Locks `key`, copies it into the reply and releases it: a plain read of one wifi object.
+_FAL_RSP_T* readObject(FalWifiLdb& wifi, _FAL_REQ_T* req, unsigned rspId, const char* key)
+{
+    if (!req)
+        return nullptr;
+    _FAL_RSP_T* rsp = newFalResponse(wifi.apiType, rspId, false);
+    TreeMapObject* object = wifiLock(rsp, wifi.apiType, key, req->requester);
+    if (object)
+        rsp->data = object->clone(nullptr);
+    wifiRelease(wifi.apiType, req->requester, object);
+    return rsp;
+}
+
+// Locks "wps", stores the body's `member` there (read by `read`) and saves.
+template <class Read>
+_FAL_RSP_T* changeWps(FalWifiLdb& wifi, _FAL_REQ_T* req, unsigned rspId, const char* member, Read read)
+{
+    _FAL_RSP_T* rsp = nullptr;
+    if (!wifiOpen(rsp, wifi.apiType, rspId, false, req, 0, true))
+        return rsp;
+    TreeMapObject* wps = wifiLock(rsp, wifi.apiType, "wps", req->requester);
+    if (wps) {
+        wps->set(member, read(req->body, member));
+        if (wifiSave(rsp, wifi.apiType, req->requester))
+            wifiAnswer(rsp, FAL_OK, "");
+    }
+    wifiRelease(wifi.apiType, req->requester, wps);
+    return rsp;
+}
+
+// An answer with fixed data and nothing stored: status 0 with the message "".
+_FAL_RSP_T* answerOk(FalWifiLdb& wifi, _FAL_REQ_T* req, unsigned rspId, const char* pin = nullptr)
+{
+    if (!req)
+        return nullptr;
+    _FAL_RSP_T* rsp = newFalResponse(wifi.apiType, rspId, pin != nullptr);
+    if (pin)
+        rsp->data->set("pin", pin);
+    wifiAnswer(rsp, FAL_OK, "");
+    return rsp;
+}
+
+}  // namespace
+
+_FAL_RSP_T* FalWifiLdb::WifiWpsGet(_FAL_REQ_T* req)
+{
+    return readObject(*this, req, 43, "wps");
+}
+
+_FAL_RSP_T* FalWifiLdb::WifiWpsUpdate(_FAL_REQ_T* req)
+{
+    return changeWps(*this, req, 45, "active",
+                     [](TreeMapObject* body, const char* member) { return body->get<bool>(member); });
+}
+
+_FAL_RSP_T* FalWifiLdb::WifiWpsActivate(_FAL_REQ_T* req)
+{
+    if (!req)
+        return nullptr;
+    _FAL_RSP_T* rsp = newFalResponse(apiType, 47, true);
+    rsp->data->set("retryAfter[1]", 60);
+    rsp->data->set("retryAfter[2]", 40);
+    rsp->data->set("retryAfter[3]", 20);
+    rsp->data->set("retryAfter[4]", 10);
+    rsp->data->set("maxRetry", 4);
+    rsp->data->set("location", "/api/v1/wifi/wps/connection");
+    rsp->status = FAL_ACCEPTED;
+    return rsp;
+}
+
+_FAL_RSP_T* FalWifiLdb::WifiWpsActivateDevicepin(_FAL_REQ_T* req)
+{
+    return changeWps(*this, req, 49, "pin",
+                     [](TreeMapObject* body, const char* member) { return body->get<const char*>(member); });
+}
+
+_FAL_RSP_T* FalWifiLdb::WifiWpsActivateRouterpin(_FAL_REQ_T* req)
+{
+    srand(time(nullptr));
+    char pin[9];
+    for (int i = 0; i < 8; ++i)
+        pin[i] = char('0' + rand() % 10);
+    pin[8] = '\0';
+    return answerOk(*this, req, 51, pin);
+}
+
+_FAL_RSP_T* FalWifiLdb::WifiWpsCancel(_FAL_REQ_T* req)
+{
+    return answerOk(*this, req, 53);
+}
+
+_FAL_RSP_T* FalWifiLdb::WifiWpsRestoreDefault(_FAL_REQ_T* req)
+{
+    return answerOk(*this, req, 55, "40592718");
+}
+
+_FAL_RSP_T* FalWifiLdb::WifiWmmGet(_FAL_REQ_T* req)
+{
+    _FAL_RSP_T* rsp = nullptr;
+    if (!wifiOpen(rsp, apiType, 57, false, req, 1))
+        return rsp;
+    TreeMapObject* wmm = wifiLock(rsp, apiType, "wmm", req->requester);
+    Tree radio = wifiLockedBand(rsp, wmm, nullptr, wifiIdAt(req, 0), FAL_NOT_FOUND, NO_WMM);
+    if (radio)
+        rsp->data = radio->clone(nullptr);
+    wifiRelease(apiType, req->requester, wmm);
+    return rsp;
+}
+
+_FAL_RSP_T* FalWifiLdb::WifiWmmUpdate(_FAL_REQ_T* req)
+{
+    _FAL_RSP_T* rsp = nullptr;
+    if (!wifiOpen(rsp, apiType, 59, false, req, 1, true))
+        return rsp;
+    TreeMapObject* wmm = wifiLock(rsp, apiType, "wmm", req->requester);
+    Tree radio = wifiLockedBand(rsp, wmm, nullptr, wifiIdAt(req, 0), FAL_NOT_FOUND, NO_WMM);
+    if (radio) {
+        for (const char* member : kWmmSettings) {
+            Tree value(req->body->get(member));
+            if (value)
+                radio->set(member, value.get());
+        }
+        wifiSave(rsp, apiType, req->requester);
+    }
+    wifiRelease(apiType, req->requester, wmm);
+    return rsp;
+}
+
+_FAL_RSP_T* FalWifiLdb::WifiRestoreDefault(_FAL_REQ_T* req)
+{
+    return answerOk(*this, req, 71);
+}
+
+_FAL_RSP_T* FalWifiLdb::WifiRestart(_FAL_REQ_T* req)
+{
+    return answerOk(*this, req, 73);
+}
+
+_FAL_RSP_T* FalWifiLdb::WifiWpsGetConnection(_FAL_REQ_T* req)
+{
+    return readObject(*this, req, 79, "wpsConnected");
+}
