@@ -1,0 +1,140 @@
+#include "mediashare/MediashareHelpers.h"
+
+#include <cstring>
+
+#include "frame/BeHelpers.h"
+#include "frame/FalGeneric.h"
+#include "frame/FalResponse.h"
+#include "host/LocalDbCtrl.h"
+#include "host/TreeMapObject.h"
+
+MediashareTrace::MediashareTrace(const char* name) : name_(name)
+{
+    Logger::print(LOG_TYPE_TRACE, LOG_GROUP_MEDIASHARE, "%s Enter\n", name_);
+}
+
+MediashareTrace::~MediashareTrace()
+{
+    Logger::print(LOG_TYPE_TRACE, LOG_GROUP_MEDIASHARE, "%s Exit\n", name_);
+}
+
+bool mediashareNullRequest(_FAL_REQ_T* req)
+{
+    if (req)
+        return false;
+    Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "A null request has been received\n");
+    return true;
+}
+
+_FAL_RSP_T* mediashareResponse(unsigned msgId, bool withData, const char* failLog)
+{
+    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_MEDIASHARE, msgId, withData);
+    if (!rsp)
+        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "%s", failLog);
+    return rsp;
+}
+
+_FAL_RSP_T* mediashareBegin(_FAL_REQ_T* req, unsigned msgId, bool withData, const char* failLog)
+{
+    if (mediashareNullRequest(req))
+        return nullptr;
+    return mediashareResponse(msgId, withData, failLog);
+}
+
+_FAL_RSP_T* mediashareQuietReply(_FAL_REQ_T* req)
+{
+    if (!req)
+        return nullptr;
+    return mediashareResponse(req->msgId + 1, false, "Cannot allocate response due to memory error\n");
+}
+
+bool mediashareLacksBody(_FAL_REQ_T* req, _FAL_RSP_T* rsp, const char* message, bool logIt)
+{
+    if (req->body && !req->body->isNull())
+        return false;
+    if (logIt)
+        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "%s\n", message);
+    mediashareAnswer(rsp, FAL_BAD_REQUEST, message);
+    return true;
+}
+
+void mediashareAnswer(_FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message, const char* log)
+{
+    if (log)
+        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "%s", log);
+    rsp->status = status;
+    rsp->message = message;
+}
+
+// The family's object read.
+static _FAL_RSP_T* getDbObjectResponse(unsigned apiType, unsigned msgId, const char* key, const char* requester)
+{
+    return falDbObjectResponse(FAL_FORM_MEDIASHARE, apiType, msgId, key, requester);
+}
+
+_FAL_RSP_T* mediashareObjectGet(_FAL_REQ_T* req, const char* key)
+{
+    if (mediashareNullRequest(req))
+        return nullptr;
+    return getDbObjectResponse(API_TYPE_MEDIASHARE, req->msgId, key, req->requester);
+}
+
+TreeMapObject* mediashareLock(_FAL_REQ_T* req, const char* key)
+{
+    return LocalDbCtrl::lockDbObject(API_TYPE_MEDIASHARE, key, req->requester);
+}
+
+bool mediashareSave(_FAL_REQ_T* req)
+{
+    return LocalDbCtrl::saveDbObject(API_TYPE_MEDIASHARE, req->requester) == 0;
+}
+
+void mediashareRelease(_FAL_REQ_T* req, std::initializer_list<TreeMapObject*> handles)
+{
+    for (TreeMapObject* handle : handles)
+        delete handle;
+    LocalDbCtrl::unlockDbObject(API_TYPE_MEDIASHARE, req->requester);
+}
+
+TreeMapObject* mediashareArray(TreeMapObject* obj, const char* key)
+{
+    TreeMapObject* array = obj ? obj->get(key) : nullptr;
+    if (array && !array->isArray()) {
+        delete array;
+        return nullptr;
+    }
+    return array;
+}
+
+bool mediashareHasId(TreeMapObject* obj, const char* path, int id)
+{
+    int value = 0;
+    return obj && obj->get_ex<int>(path, value) && value == id;
+}
+
+int mediashareFindId(TreeMapObject* array, int id)
+{
+    for (unsigned i = 0; i < array->len(); ++i) {
+        TreeMapObject* item = array->at(i);
+        bool match = mediashareHasId(item, "id", id);
+        delete item;
+        if (match)
+            return static_cast<int>(i);
+    }
+    return -1;
+}
+
+bool mediashareSameDevice(TreeMapObject* a, TreeMapObject* b)
+{
+    int id = 0;
+    if (!a || !b || !a->get_ex<int>("id", id) || !mediashareHasId(b, "id", id))
+        return false;
+    const char* nameA = a->get<const char*>("name");
+    const char* nameB = b->get<const char*>("name");
+    return nameA && nameB && strcmp(nameA, nameB) == 0;
+}
+
+std::unique_ptr<char[]> mediashareParam(_FAL_REQ_T* req, const char* name)
+{
+    return std::unique_ptr<char[]>(BE_PairVal2(req->params, name));
+}

@@ -1,0 +1,68 @@
+// Steps shared by the media-share operations.
+#pragma once
+
+#include <initializer_list>
+#include <memory>
+
+#include "frame/FalTypes.h"
+#include "host/Logger.h"
+
+class TreeMapObject;
+
+// Writes "<name> Enter" when made and "<name> Exit" when it goes out of scope (log type 0).
+class MediashareTrace {
+public:
+    explicit MediashareTrace(const char* name);
+    ~MediashareTrace();
+    MediashareTrace(const MediashareTrace&) = delete;
+    MediashareTrace& operator=(const MediashareTrace&) = delete;
+
+private:
+    const char* name_;
+};
+
+// True, after logging "A null request has been received", when there is no request.
+bool mediashareNullRequest(_FAL_REQ_T* req);
+
+// A new media-share response; logs `failLog` (type 3) and yields null when it cannot be made.
+_FAL_RSP_T* mediashareResponse(unsigned msgId, bool withData, const char* failLog);
+
+// The response of a request, as mediashareResponse; null, after logging "A null request has been
+// received", when there is no request.
+_FAL_RSP_T* mediashareBegin(_FAL_REQ_T* req, unsigned msgId, bool withData, const char* failLog);
+
+// The response of a request that answers its msgId + 1 without data; null, without a log line,
+// when there is no request.
+_FAL_RSP_T* mediashareQuietReply(_FAL_REQ_T* req);
+
+// True, with the answer 10 and `message` (also logged when `logIt`), when the request has no body
+// (a JSON null body counts as none).
+bool mediashareLacksBody(_FAL_REQ_T* req, _FAL_RSP_T* rsp, const char* message, bool logIt);
+
+// Sets the status and message of a response, after logging `log` (type 3) when there is one.
+void mediashareAnswer(_FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message, const char* log = nullptr);
+
+// A copy of the object under `key` (status 8 with the creation message when it cannot be locked).
+_FAL_RSP_T* mediashareObjectGet(_FAL_REQ_T* req, const char* key);
+
+// Locks the media-share document for the requester and returns a handle onto `key`, or null.
+TreeMapObject* mediashareLock(_FAL_REQ_T* req, const char* key);
+// Saves the media-share document; true on success.
+bool mediashareSave(_FAL_REQ_T* req);
+// Deletes the handles (nulls allowed), then releases the requester's lock.
+void mediashareRelease(_FAL_REQ_T* req, std::initializer_list<TreeMapObject*> handles);
+
+// Handle onto the array member `key` of `obj`, or null when it is missing or not an array.
+TreeMapObject* mediashareArray(TreeMapObject* obj, const char* key);
+
+// Whether the integer at `path` of `obj` is `id`.
+bool mediashareHasId(TreeMapObject* obj, const char* path, int id);
+
+// Position of the first item of `array` whose integer "id" is `id`, or -1.
+int mediashareFindId(TreeMapObject* array, int id);
+
+// Whether two records carry the same integer "id" and the same "name" text.
+bool mediashareSameDevice(TreeMapObject* a, TreeMapObject* b);
+
+// A request parameter as BE_PairVal2 returns it (null when absent or empty), freed on scope exit.
+std::unique_ptr<char[]> mediashareParam(_FAL_REQ_T* req, const char* name);

@@ -1,0 +1,90 @@
+// Fixture of the family tests: runs operations by name, checks their answers and what is stored.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "support/FalTest.h"
+
+using OpRsp = std::unique_ptr<_FAL_RSP_T, RspDeleter>;
+
+constexpr const char* kFine = "FAL processed fine!";
+
+template <class Family, unsigned ApiType>
+class FamilyTest : public FalDbTest {
+protected:
+    OpRsp call(const char* op, const FAL_PARAMS_T& params = {}, const char* body = nullptr)
+    {
+        return OpRsp(run(family_, falFamilyByApiType(ApiType)->findOp(op)->requestId, params, body));
+    }
+
+    // The response id of an operation that answers its request id + 1.
+    static unsigned replyTo(const char* op) { return falFamilyByApiType(ApiType)->findOp(op)->requestId + 1; }
+
+    // Status, message and response id of an answer.
+    static void expectAnswer(const OpRsp& rsp, unsigned status, const char* message, unsigned msgId)
+    {
+        ASSERT_NE(rsp, nullptr);
+        EXPECT_EQ(rsp->apiType, ApiType);
+        EXPECT_EQ(rsp->status, status);
+        EXPECT_STREQ(rsp->message, message);
+        EXPECT_EQ(rsp->msgId, msgId);
+    }
+
+    // JSON text of a tree in the form canon() gives ("null" for null).
+    static std::string text(TreeMapObject* tree) { return canon(json(tree)); }
+
+    // The stored member `path` of the family document (canonical JSON; "null" when absent).
+    std::string stored(const char* path)
+    {
+        TreeMapObject* doc = LocalDbCtrl::copyDocument(ApiType);
+        TreeMapObject* node = doc ? doc->get(path) : nullptr;
+        std::string text = this->text(node);
+        delete node;
+        delete doc;
+        return text;
+    }
+
+    // A request that must leave the document as it is, and its answer; `fault` makes the next
+    // lock or save of the family document fail.
+    enum Fault { NONE, LOCK, SAVE };
+    struct Refusal {
+        const char* op;
+        FAL_PARAMS_T params;
+        const char* body;
+        Fault fault;
+        unsigned status;
+        const char* message;
+        unsigned msgId;
+    };
+
+    // Runs each refusal on the seeded document and checks that nothing was stored.
+    void expectRefusals(const char* document, const std::vector<Refusal>& refusals)
+    {
+        seed(ApiType, document);
+        const std::string before = onDisk(ApiType);
+        for (const auto& r : refusals) {
+            const char* fault = r.fault == LOCK ? " (lock fails)" : r.fault == SAVE ? " (save fails)" : "";
+            SCOPED_TRACE(std::string(r.op) + fault);
+            if (r.fault == LOCK)
+                LocalDbCtrl::failNextLocks(ApiType, 1);
+            if (r.fault == SAVE)
+                LocalDbCtrl::failNextSaves(ApiType, 1);
+            OpRsp rsp = call(r.op, r.params, r.body);
+            expectAnswer(rsp, r.status, r.message, r.msgId);
+            EXPECT_EQ(onDisk(ApiType), before);
+            EXPECT_EQ(canon(inMemory(ApiType)), before);
+        }
+    }
+
+    bool logged(const std::string& text) const
+    {
+        for (const auto& record : logs_)
+            if (record.text == text)
+                return true;
+        return false;
+    }
+
+    Family family_;
+};

@@ -1,0 +1,143 @@
+// USB storage and printers.
+#include "mediashare/MediashareFixture.h"
+
+namespace {
+
+const char* kDevices = R"({
+  "usb": {"usbs": [{"id": 1, "name": "disk"}, {"id": 2, "name": "stick"}, {"id": 2, "name": "other"}]},
+  "printer": {"active": true, "printers": [
+    {"id": 1, "name": "laser"}, {"id": 1, "name": "laser"}, {"id": 2, "name": "inkjet"}]}
+})";
+
+struct RemoveCase {
+    const char* title;
+    const char* body;
+    unsigned status;
+    const char* message;
+    const char* usbsAfter;
+};
+
+}  // namespace
+
+TEST_F(MediashareTest, UsbAndPrinterGettersCopyTheirObjects)
+{
+    seed(API_TYPE_MEDIASHARE, kDevices);
+    OpRsp usb = call("MediashareUsbGet");
+    expectAnswer(usb, FAL_OK, kFine, replyTo("MediashareUsbGet"));
+    EXPECT_EQ(text(usb->data), stored("usb"));
+    OpRsp printer = call("MediasharePrinterGet");
+    expectAnswer(printer, FAL_OK, kFine, replyTo("MediasharePrinterGet"));
+    EXPECT_EQ(text(printer->data), stored("printer"));
+
+    LocalDbCtrl::failNextLocks(API_TYPE_MEDIASHARE, 1);
+    OpRsp failed = call("MediashareUsbGet");
+    expectAnswer(failed, FAL_DB_ERROR, kFine, replyTo("MediashareUsbGet"));
+    EXPECT_EQ(failed->data, nullptr);
+    EXPECT_TRUE(logged("Found no object or database is being corrupted for path usb \n"));
+}
+
+TEST_F(MediashareTest, UsbRemoveMatchesIdAndNameTogether)
+{
+    const RemoveCase cases[] = {
+        {"id and name match", R"({"usbs": [{"id": 2, "name": "other"}]})", FAL_OK, "Record Deleted",
+         R"([{"id":1,"name":"disk"},{"id":2,"name":"stick"}])"},
+        {"first of each entry only", R"({"usbs": [{"id": 1, "name": "disk"}, {"id": 2, "name": "stick"}]})",
+         FAL_OK, "Record Deleted", R"([{"id":2,"name":"other"}])"},
+        {"name differs: still saved", R"({"usbs": [{"id": 1, "name": "DISK"}]})", FAL_OK, "Record Deleted",
+         R"([{"id":1,"name":"disk"},{"id":2,"name":"stick"},{"id":2,"name":"other"}])"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.title);
+        seed(API_TYPE_MEDIASHARE, kDevices);
+        OpRsp rsp = call("MediashareUsbRemove", {}, c.body);
+        expectAnswer(rsp, c.status, c.message, 3);
+        EXPECT_EQ(rsp->data, nullptr);
+        EXPECT_EQ(stored("usb.usbs"), canon(c.usbsAfter));
+    }
+}
+
+TEST_F(MediashareTest, UsbUpdateRenamesTheFirstDeviceWithTheId)
+{
+    seed(API_TYPE_MEDIASHARE, kDevices);
+    OpRsp rsp = call("MediashareUsbUpdate", {{"@id", "2"}}, R"({"name": "backup"})");
+    expectAnswer(rsp, FAL_OK, "Record updated", replyTo("MediashareUsbUpdate"));
+    EXPECT_EQ(onDisk(API_TYPE_MEDIASHARE).find("stick"), std::string::npos);
+    EXPECT_EQ(stored("usb.usbs"),
+              canon(R"([{"id":1,"name":"disk"},{"id":2,"name":"backup"},{"id":2,"name":"other"}])"));
+    EXPECT_TRUE(logged("USB id 2 is updated\n"));
+}
+
+TEST_F(MediashareTest, PrinterSwitchOffForgetsThePrinters)
+{
+    seed(API_TYPE_MEDIASHARE, kDevices);
+    expectAnswer(call("MediasharePrinterUpdate", {}, R"({"active": true})"), FAL_OK, kFine, 39);
+    EXPECT_NE(stored("printer.printers").find("inkjet"), std::string::npos);
+    expectAnswer(call("MediasharePrinterUpdate", {}, R"({"active": false})"), FAL_OK, kFine, 39);
+    EXPECT_EQ(stored("printer"), canon(R"({"active": false, "printers": []})"));
+    expectAnswer(call("MediasharePrinterUpdate", {}, R"({"active": true})"), FAL_OK, kFine, 39);
+    EXPECT_EQ(stored("printer"), canon(R"({"active": true, "printers": []})"));
+}
+
+TEST_F(MediashareTest, PrinterRemoveTakesOnePrinterPerEntry)
+{
+    struct Case {
+        const char* title;
+        const char* body;
+        const char* after;
+    } cases[] = {
+        {"one entry, two identical printers", R"({"printers": [{"id": 1, "name": "laser"}]})",
+         R"([{"id":1,"name":"laser"},{"id":2,"name":"inkjet"}])"},
+        {"two identical entries", R"({"printers": [{"id": 1, "name": "laser"}, {"id": 1, "name": "laser"}]})",
+         R"([{"id":2,"name":"inkjet"}])"},
+        {"no match", R"({"printers": [{"id": 2, "name": "laser"}]})",
+         R"([{"id":1,"name":"laser"},{"id":1,"name":"laser"},{"id":2,"name":"inkjet"}])"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.title);
+        seed(API_TYPE_MEDIASHARE, kDevices);
+        expectAnswer(call("MediasharePrinterRemove", {}, c.body), FAL_DELETED, "Record Deleted", 41);
+        EXPECT_EQ(stored("printer.printers"), canon(c.after));
+    }
+}
+
+TEST_F(MediashareTest, DeviceRefusalsStoreNothing)
+{
+    const char* usb = R"({"usbs": [{"id": 1, "name": "disk"}]})";
+    const char* name = R"({"name": "x"})";
+    const char* printer = R"({"printers": [{"id": 2, "name": "inkjet"}]})";
+    const unsigned usbUpdate = replyTo("MediashareUsbUpdate");
+    std::string many = R"({"printers": [)";
+    for (int i = 0; i < 257; ++i)
+        many += std::string(i ? "," : "") + R"({"id": 2, "name": "inkjet"})";
+    many += "]}";
+    expectRefusals(kDevices, {
+        {"MediashareUsbRemove", {}, R"({"usbs": []})", NONE, FAL_FAILED, kFine, 3},
+        {"MediashareUsbRemove", {}, R"({"devices": [{"id": 1, "name": "disk"}]})", NONE, FAL_FAILED, kFine, 3},
+        {"MediashareUsbRemove", {}, nullptr, NONE, FAL_BAD_REQUEST, "A null message request received", 3},
+        {"MediashareUsbRemove", {}, usb, LOCK, FAL_DB_ERROR, "Error reading database", 3},
+        {"MediashareUsbRemove", {}, usb, SAVE, FAL_FAILED, kFine, 3},
+        {"MediashareUsbUpdate", {{"@id", "7"}}, name, NONE, FAL_BAD_REQUEST, "No record found for updated", usbUpdate},
+        {"MediashareUsbUpdate", {}, name, NONE, FAL_BAD_REQUEST, "invalid requested parameter", usbUpdate},
+        {"MediashareUsbUpdate", {{"@id", ""}}, name, NONE, FAL_BAD_REQUEST, "invalid requested parameter", usbUpdate},
+        {"MediashareUsbUpdate", {{"@id", "1"}}, nullptr, NONE, FAL_BAD_REQUEST, "invalid request body", usbUpdate},
+        {"MediashareUsbUpdate", {{"@id", "1"}}, name, SAVE, FAL_DB_ERROR, "Record cannot be updated", usbUpdate},
+        {"MediashareUsbUpdate", {{"@id", "1"}}, name, LOCK, FAL_DB_ERROR, "database error", usbUpdate},
+        {"MediasharePrinterUpdate", {}, nullptr, NONE, FAL_BAD_REQUEST, "A null message request received", 39},
+        {"MediasharePrinterUpdate", {}, R"({"on": false})", NONE, FAL_BAD_REQUEST, "Wrong request body received", 39},
+        {"MediasharePrinterUpdate", {}, R"({"active": false})", LOCK, FAL_DB_ERROR, "No object found", 39},
+        {"MediasharePrinterUpdate", {}, R"({"active": false})", SAVE, FAL_FAILED, kFine, 39},
+        {"MediasharePrinterRemove", {}, nullptr, NONE, FAL_BAD_REQUEST, "A null message request received", 41},
+        {"MediasharePrinterRemove", {}, usb, NONE, FAL_BAD_REQUEST, "A null message request received", 41},
+        {"MediasharePrinterRemove", {}, many.c_str(), NONE, FAL_BAD_REQUEST, "A wrong message request received", 41},
+        {"MediasharePrinterRemove", {}, printer, LOCK, FAL_DB_ERROR, "No object found", 41},
+        {"MediasharePrinterRemove", {}, printer, SAVE, FAL_FAILED, kFine, 41},
+    });
+    EXPECT_TRUE(logged("No object found for key printer\n"));
+
+    expectRefusals(R"({"usb": {"usbs": {"id": 1}}, "printer": {"active": true}})", {
+        {"MediashareUsbUpdate", {{"@id", "1"}}, name, NONE, FAL_DB_ERROR, "database error", usbUpdate},
+        {"MediasharePrinterRemove", {}, printer, NONE, FAL_FAILED, "Cannot get list of printers", 41},
+    });
+    EXPECT_TRUE(logged("Cannot get database array for usb.usbs\n"));
+    EXPECT_TRUE(logged("No object found for key printer.printers\n"));
+}

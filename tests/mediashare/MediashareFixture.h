@@ -1,0 +1,7 @@
+// Fixture of the media-share tests.
+#pragma once
+
+#include "mediashare/FamilyFixture.h"
+
+class MediashareTest : public FamilyTest<FalMediaShareLdb, API_TYPE_MEDIASHARE> {};
+
