@@ -1,0 +1,67 @@
+// Known services, services in use, IPTV and the port groups of the LAN ports.
+#include "frame/FalResponse.h"
+#include "host/LocalDbCtrl.h"
+#include "host/Logger.h"
+#include "host/TreeMapObject.h"
+#include "qos/FalQosLdb.h"
+#include "qos/QosHelpers.h"
+
+namespace {
+
+// The port-group settings that an IPTV update takes from the body when it carries them.
+const char* const kPortGroupPaths[] = {
+    "iptv.lanPort",     "iptv.vlanID",     "iptv.vlanPriority",
+    "ipPhone.lanPort",  "ipPhone.vlanID",  "ipPhone.vlanPriority",
+    "internet.lanPort", "internet.vlanID", "internet.vlanPriority",
+};
+
+}  // namespace
+
+_FAL_RSP_T* FalQosLdb::QosServiceList(_FAL_REQ_T* req)
+{
+    return handleGeneralDbGet(req, "services");
+}
+
+_FAL_RSP_T* FalQosLdb::QosServiceInuse(_FAL_REQ_T* req)
+{
+    return handleGeneralDbGet(req, "servicesInuse");
+}
+
+_FAL_RSP_T* FalQosLdb::QosIptvGet(_FAL_REQ_T* req)
+{
+    return handleGeneralDbGet(req, "iptv");
+}
+
+_FAL_RSP_T* FalQosLdb::QosIptvUpdate(_FAL_REQ_T* req)
+{
+    if (!req)
+        return nullptr;
+    _FAL_RSP_T* rsp = newFalResponse(apiType, 19, false);
+    if (!qosHasBody(req)) {
+        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_QOS, "Received wrong request\n");
+        qosAnswer(rsp, FAL_BAD_REQUEST, "Wrong request");
+        return rsp;
+    }
+    TreeMapObject* body = req->body->clone(nullptr);
+    TreeMapObject* iptv = LocalDbCtrl::lockDbObject(apiType, "iptv", req->requester);
+    if (!iptv) {
+        qosAnswer(rsp, FAL_DB_ERROR, "failed to get database");
+    } else {
+        iptv->set("active", body->get<bool>("active"));
+        iptv->set("serviceID", body->get<int>("serviceID"));
+        for (const char* path : kPortGroupPaths) {
+            TreeMapObject* value = body->get(path);
+            if (value)
+                iptv->set(path, value);
+            delete value;
+        }
+        if (LocalDbCtrl::saveDbObject(apiType, req->requester) != 0) {
+            Logger::print(LOG_TYPE_ERROR, LOG_GROUP_QOS, "Save databse error\n");
+            qosAnswer(rsp, FAL_DB_ERROR, "Save databse error");
+        }
+    }
+    delete iptv;
+    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    delete body;
+    return rsp;
+}
