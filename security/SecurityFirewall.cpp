@@ -1,0 +1,216 @@
+// Firewall settings, alerts, the firewall log, intelSecurity and the managed operations.
+#include "frame/BeHelpers.h"
+#include "frame/FalResponse.h"
+#include "host/LocalDbCtrl.h"
+#include "security/FalSecurityLdb.h"
+#include "security/SecurityHelpers.h"
+
+namespace {
+
+// Puts the stored IPv4 rules, when there are any, into the new "ipv4" object: once stored, they
+// outlive every update.
+void keepStoredRules(TreeMapObject* firewall, TreeMapObject* ipv4)
+{
+    SecTree rules(firewall->get("ipv4.rules"));
+    if (rules)
+        ipv4->set("rules", rules.get());
+}
+
+// Whether the body's "ipv4" (when given) is an object that can carry the stored rules.
+bool ipv4Acceptable(TreeMapObject* body)
+{
+    SecTree ipv4(body->get("ipv4"));
+    return !ipv4 || ipv4->isObject();
+}
+
+// The traced probe of the firewall log: the network document must be lockable.
+_FAL_RSP_T* firewallLogProbe(unsigned apiType, unsigned msgId, const char* name)
+{
+    Logger::print(LOG_TYPE_TRACE, SEC_LOG, "%s Enter\n", name);
+    _FAL_RSP_T* rsp = secProbeDocument(apiType, msgId, API_TYPE_NETWORK);
+    Logger::print(LOG_TYPE_TRACE, SEC_LOG, "%s Exit\n", name);
+    return rsp;
+}
+
+}  // namespace
+
+_FAL_RSP_T* FalSecurityLdb::SecurityFirewallGet(_FAL_REQ_T* req)
+{
+    if (!req)
+        return nullptr;
+    _FAL_RSP_T* rsp = newFalResponse(apiType, 1, false);
+    std::unique_ptr<char[]> filter(BE_PairVal2(req->params, "!filter"));
+    SecTree firewall = secLock(apiType, "firewall", req->requester);
+    if (!firewall) {
+        secAnswer(rsp, FAL_DB_ERROR, "failed to get database firewall");
+    } else if (!(rsp->data = firewall->clone(nullptr))) {
+        secAnswer(rsp, FAL_FAILED, "fail to get data entry");
+    } else {
+        // Without a filter both families are shown.
+        if (secSameText(filter.get(), "ipv4"))
+            rsp->data->del("ipv6");
+        else if (secSameText(filter.get(), "ipv6"))
+            rsp->data->del("ipv4");
+        else if (filter)
+            secAnswer(rsp, FAL_DB_ERROR, "Wrong 'filter' query variable");
+        rsp->data->del("ipv4.rules");
+    }
+    firewall.reset();
+    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    return rsp;
+}
+
+_FAL_RSP_T* FalSecurityLdb::SecurityFirewallUpdate(_FAL_REQ_T* req)
+{
+    static const char* const name = "SecurityFirewallUpdate";
+    if (!req)
+        return nullptr;
+    _FAL_RSP_T* rsp = newFalResponse(apiType, 3, false);
+    if (!secHasObjectBody(req) || !ipv4Acceptable(req->body)) {
+        secAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
+        return rsp;
+    }
+    SecTree firewall = secLock(apiType, "firewall", req->requester);
+    if (!firewall) {
+        secAnswer(rsp, FAL_DB_ERROR, "failed to load database");
+    } else {
+        Logger::print(LOG_TYPE_PROGRESS, SEC_LOG, "%s: get database %s: %p\n", name, "firewall",
+                      static_cast<void*>(firewall.get()));
+        SecTree ipv4(req->body->clone("ipv4"));
+        SecTree ipv6(req->body->clone("ipv6"));
+        if (ipv4) {
+            Logger::print(LOG_TYPE_PROGRESS, SEC_LOG, "%s: set ipv4 information %p\n", name,
+                          static_cast<void*>(ipv4.get()));
+            keepStoredRules(firewall.get(), ipv4.get());
+            firewall->set("ipv4", ipv4.get());
+        }
+        if (ipv6) {
+            Logger::print(LOG_TYPE_PROGRESS, SEC_LOG, "%s: set ipv6 information ipv6\n", name);
+            firewall->set("ipv6", ipv6.get());
+        }
+        if ((ipv4 || ipv6) && !secSave(apiType, req->requester))
+            secAnswer(rsp, FAL_DB_ERROR, "failed to save database");
+    }
+    firewall.reset();
+    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    return rsp;
+}
+
+_FAL_RSP_T* FalSecurityLdb::SecurityFirewallIpv4Get(_FAL_REQ_T* req)
+{
+    return handleGeneralDbGet(req, "firewall.ipv4");
+}
+
+_FAL_RSP_T* FalSecurityLdb::SecurityFirewallIpv4Update(_FAL_REQ_T* req)
+{
+    if (!req)
+        return nullptr;
+    _FAL_RSP_T* rsp = newFalResponse(apiType, req->msgId + 1, false);
+    if (secLacksBody(req, rsp))
+        return rsp;
+    SecTree firewall = secLock(apiType, "firewall", req->requester);
+    if (!firewall) {
+        secAnswer(rsp, FAL_DB_ERROR, "fail to load database");
+    } else {
+        SecTree ipv4(req->body->clone(nullptr));
+        keepStoredRules(firewall.get(), ipv4.get());
+        firewall->set("ipv4", ipv4.get());
+        if (!secSave(apiType, req->requester))
+            secAnswer(rsp, FAL_DB_ERROR, "failed to save database");
+    }
+    firewall.reset();
+    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    return rsp;
+}
+
+_FAL_RSP_T* FalSecurityLdb::SecurityFirewallIpv6Get(_FAL_REQ_T* req)
+{
+    return handleGeneralDbGet(req, "firewall.ipv6");
+}
+
+_FAL_RSP_T* FalSecurityLdb::SecurityFirewallIpv6Update(_FAL_REQ_T* req)
+{
+    return handleGeneralDbUpdate(req, "firewall.ipv6");
+}
+
+_FAL_RSP_T* FalSecurityLdb::SecurityFirewallAlertGet(_FAL_REQ_T* req)
+{
+    return handleGeneralDbGet(req, "firewallAlert");
+}
+
+_FAL_RSP_T* FalSecurityLdb::SecurityFirewallAlertUpdate(_FAL_REQ_T* req)
+{
+    if (!req)
+        return nullptr;
+    _FAL_RSP_T* rsp = newFalResponse(apiType, 15, false);
+    if (secLacksBody(req, rsp))
+        return rsp;
+    SecTree alert = secLock(apiType, "firewallAlert", req->requester);
+    if (!alert) {
+        secAnswer(rsp, FAL_DB_ERROR, "failed to load database");
+    } else {
+        SecTree active(req->body->get("active"));
+        SecTree option(req->body->get("option"));
+        alert->set("active", active.get());
+        alert->set("option", option.get());
+        alert->set("alert.email", req->body->get<const char*>("alert.email"));
+        alert->set("alert.smtp", req->body->get<const char*>("alert.smtp"));
+        // An omitted account or password keeps the stored one.
+        for (const char* path : {"alert.username", "alert.password"}) {
+            SecTree value(req->body->get(path));
+            if (value)
+                alert->set(path, value.get());
+        }
+        if (!secSave(apiType, req->requester))
+            secAnswer(rsp, FAL_DB_ERROR, "failed to save database");
+    }
+    alert.reset();
+    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    return rsp;
+}
+
+_FAL_RSP_T* FalSecurityLdb::SecurityFirewallLogGet(_FAL_REQ_T*)
+{
+    return firewallLogProbe(apiType, 17, "SecurityFirewallLogGet");
+}
+
+_FAL_RSP_T* FalSecurityLdb::SecurityFirewallLogClear(_FAL_REQ_T*)
+{
+    return firewallLogProbe(apiType, 19, "SecurityFirewallLogClear");
+}
+
+_FAL_RSP_T* FalSecurityLdb::SecurityIntelSecurityGet(_FAL_REQ_T* req)
+{
+    return handleGeneralDbGet(req, "intelSecurity");
+}
+
+_FAL_RSP_T* FalSecurityLdb::SecurityIntelSecurityUpdate(_FAL_REQ_T* req)
+{
+    return handleGeneralDbUpdate(req, "intelSecurity");
+}
+
+// Managed sites, services and devices answer once the security document can be locked.
+#define SEC_MANAGED(name, msgId) \
+    _FAL_RSP_T* FalSecurityLdb::name(_FAL_REQ_T*) { return secProbeDocument(apiType, msgId, API_TYPE_SECURITY); }
+
+SEC_MANAGED(SecurityManagedSitesGet, 75)
+SEC_MANAGED(SecurityManagedSitesSet, 77)
+SEC_MANAGED(SecurityManagedSitesCreate, 79)
+SEC_MANAGED(SecurityManagedSitesUpdate, 81)
+SEC_MANAGED(SecurityManagedSitesDelete, 83)
+SEC_MANAGED(SecurityManagedSitesTrustComputerAdd, 85)
+SEC_MANAGED(SecurityManagedSitesTrustComputerDelete, 87)
+SEC_MANAGED(SecurityManagedServicesGet, 89)
+SEC_MANAGED(SecurityManagedServicesSet, 91)
+SEC_MANAGED(SecurityManagedServicesCreate, 93)
+SEC_MANAGED(SecurityManagedServicesUpdate, 95)
+SEC_MANAGED(SecurityManagedServicesDelete, 97)
+SEC_MANAGED(SecurityManagedServicesTrustComputerAdd, 99)
+SEC_MANAGED(SecurityManagedServicesTrustComputerDelete, 101)
+SEC_MANAGED(SecurityManagedDevicesGet, 103)
+SEC_MANAGED(SecurityManagedDevicesSet, 105)
+SEC_MANAGED(SecurityManagedDevicesCreate, 107)
+SEC_MANAGED(SecurityManagedDevicesUpdate, 109)
+SEC_MANAGED(SecurityManagedDevicesDelete, 111)
+
+#undef SEC_MANAGED

@@ -1,0 +1,135 @@
+#include "security/SecurityHelpers.h"
+
+#include <cstring>
+
+#include "frame/BeHelpers.h"
+#include "frame/FalResponse.h"
+#include "host/LocalDbCtrl.h"
+
+void secAnswer(_FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message)
+{
+    rsp->status = status;
+    rsp->message = message;
+}
+
+bool secHasObjectBody(const _FAL_REQ_T* req)
+{
+    return req && req->body && req->body->isObject();
+}
+
+bool secLacksBody(const _FAL_REQ_T* req, _FAL_RSP_T* rsp)
+{
+    if (secHasObjectBody(req))
+        return false;
+    secAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
+    return true;
+}
+
+bool secIntParam(const _FAL_REQ_T* req, const char* name, int& value)
+{
+    std::unique_ptr<char[]> text(BE_PairVal2(req->params, name));
+    if (!text)
+        return false;
+    value = BE_StrTo<int>(text.get());
+    return true;
+}
+
+bool secSameText(const char* a, const char* b)
+{
+    return a && b && strcmp(a, b) == 0;
+}
+
+bool secBlank(const char* text)
+{
+    return !text || !*text;
+}
+
+namespace {
+
+bool hasId(TreeMapObject* array, unsigned i, const char* member, int value)
+{
+    SecTree item(array->at(i));
+    int own = 0;
+    return item && item->get_ex<int>(member, own) && own == value;
+}
+
+}  // namespace
+
+int secFindItem(TreeMapObject* array, const char* member, int value)
+{
+    for (unsigned i = 0; array && i < array->len(); ++i)
+        if (hasId(array, i, member, value))
+            return static_cast<int>(i);
+    return -1;
+}
+
+int secFindLastItem(TreeMapObject* array, const char* member, int value)
+{
+    for (unsigned i = array ? array->len() : 0; i > 0; --i)
+        if (hasId(array, i - 1, member, value))
+            return static_cast<int>(i - 1);
+    return -1;
+}
+
+int secNextId(TreeMapObject* array, const char* member, int first)
+{
+    int next = first;
+    for (unsigned i = 0; array && i < array->len(); ++i) {
+        SecTree item(array->at(i));
+        int own = 0;
+        if (item && item->get_ex<int>(member, own) && own >= next)
+            next = own + 1;
+    }
+    return next;
+}
+
+int secRemoveItems(TreeMapObject* array, const char* member, int value, const char* who)
+{
+    int removed = 0;
+    for (unsigned i = 0; array && i < array->len();) {
+        if (!hasId(array, i, member, value)) {
+            ++i;
+            continue;
+        }
+        // The item behind moves up: the same position is examined again.
+        if (array->delArrayItem(i) < 0) {
+            Logger::print(LOG_TYPE_INFO, SEC_LOG, "%s: [%d] Failed to delete array item\n", who, static_cast<int>(i));
+            return -1;
+        }
+        ++removed;
+    }
+    return removed;
+}
+
+SecTree secLock(unsigned apiType, const char* key, const char* requester)
+{
+    return SecTree(LocalDbCtrl::lockDbObject(apiType, key, requester));
+}
+
+bool secSave(unsigned apiType, const char* requester)
+{
+    return LocalDbCtrl::saveDbObject(apiType, requester) == 0;
+}
+
+void secReplyId(_FAL_RSP_T* rsp, const char* member, int id)
+{
+    if (!rsp->data)
+        return;
+    if (rsp->status > FAL_DELETED) {
+        delete rsp->data;
+        rsp->data = nullptr;
+    } else {
+        rsp->data->set(member, id);
+    }
+}
+
+_FAL_RSP_T* secProbeDocument(unsigned apiType, unsigned msgId, unsigned probedType)
+{
+    _FAL_RSP_T* rsp = newFalResponse(apiType, msgId, false);
+    SecTree doc = secLock(probedType, "", "default");
+    if (!doc)
+        secAnswer(rsp, FAL_DB_ERROR, "failed to get database");
+    doc.reset();
+    LocalDbCtrl::unlockDbObject(probedType, "default");
+    return rsp;
+}

@@ -1,0 +1,58 @@
+// Steps shared by the security operations.
+#pragma once
+
+#include <memory>
+
+#include "frame/FalTypes.h"
+#include "host/Logger.h"
+#include "host/TreeMapObject.h"
+
+constexpr LOG_GROUP_T SEC_LOG = LOG_GROUP_SECURITY;
+
+// A handle the operation owns; deleted when it goes out of scope.
+using SecTree = std::unique_ptr<TreeMapObject>;
+
+// Sets the status and message of a response.
+void secAnswer(_FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message);
+
+// Whether the request carries a JSON object as its body.
+bool secHasObjectBody(const _FAL_REQ_T* req);
+
+// Answers 10 "Bad request" and yields true when the request carries no JSON object as its body.
+bool secLacksBody(const _FAL_REQ_T* req, _FAL_RSP_T* rsp);
+
+// Reads the parameter `name` as a decimal number; false when it is absent or empty.
+bool secIntParam(const _FAL_REQ_T* req, const char* name, int& value);
+
+// Whether both texts are present and equal.
+bool secSameText(const char* a, const char* b);
+
+// Whether the text is missing or empty.
+bool secBlank(const char* text);
+
+// Position of the first item of the array whose integer member `member` is `value`, or -1.
+int secFindItem(TreeMapObject* array, const char* member, int value);
+
+// Position of the last such item, or -1.
+int secFindLastItem(TreeMapObject* array, const char* member, int value);
+
+// A fresh number for a new item: `first`, raised past every item whose `member` is at least the
+// value reached so far.
+int secNextId(TreeMapObject* array, const char* member, int first);
+
+// Removes every item whose integer `member` is `value`. The number removed, or -1 when a removal
+// failed (logged as `who`).
+int secRemoveItems(TreeMapObject* array, const char* member, int value, const char* who);
+
+// Locks `key` of the document `apiType` as `requester`: the handle, or null.
+SecTree secLock(unsigned apiType, const char* key, const char* requester);
+
+// Saves the document `apiType`: true on success.
+bool secSave(unsigned apiType, const char* requester);
+
+// Drops the "id"-style data of a reply that failed (status above 3); sets `member` otherwise.
+void secReplyId(_FAL_RSP_T* rsp, const char* member, int id);
+
+// The probe behind the log and managed operations: locks the whole document `apiType` as
+// "default" and releases it at once; 8 "failed to get database" when it cannot be locked.
+_FAL_RSP_T* secProbeDocument(unsigned apiType, unsigned msgId, unsigned probedType);

@@ -1,0 +1,400 @@
+// Parental control: the general switch and PIN, the rules, the filter categories and the
+// per-device flag on the gateway's connected devices.
+#include "frame/FalResponse.h"
+#include "host/LocalDbCtrl.h"
+#include "security/FalSecurityLdb.h"
+#include "security/SecurityHelpers.h"
+
+namespace {
+
+// Reads the ids a rule or filter operation addresses; false, with the answer set, when one is
+// missing ("Bad request") or negative ("wrong index"). Without `entryParam` only the first is read.
+bool readIds(_FAL_REQ_T* req, _FAL_RSP_T* rsp, const char* categoryParam, int& category, const char* entryParam,
+             int& entry)
+{
+    if (!secIntParam(req, categoryParam, category) || (entryParam && !secIntParam(req, entryParam, entry))) {
+        Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Bad param request\n");
+        secAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
+        return false;
+    }
+    if (category < 0 || (entryParam && entry < 0)) {
+        secAnswer(rsp, FAL_DB_ERROR, "wrong index");
+        return false;
+    }
+    return true;
+}
+
+// The "sublist" of the filter category `category` (the last one with that id) of the locked
+// "parentalControlFilters"; null, with the answer set, when a step of the way is missing.
+SecTree filterSublist(TreeMapObject* filters, int category, _FAL_RSP_T* rsp)
+{
+    SecTree list(filters->get("list"));
+    if (!list) {
+        secAnswer(rsp, FAL_DB_ERROR, "failed to get dbfilters");
+        return nullptr;
+    }
+    int at = secFindLastItem(list.get(), "id", category);
+    SecTree found(at >= 0 ? list->at(static_cast<unsigned>(at)) : nullptr);
+    if (!found) {
+        secAnswer(rsp, FAL_DB_ERROR, "failed to find the filter");
+        return nullptr;
+    }
+    SecTree sublist(found->get("sublist"));
+    if (!sublist)
+        secAnswer(rsp, FAL_DB_ERROR, "failed to get service list");
+    return sublist;
+}
+
+// Appends the item at the end of the array; false when the array does not take it.
+bool append(TreeMapObject* array, TreeMapObject* item)
+{
+    return array->setArrayItem(array->len(), item) > 0;
+}
+
+}  // namespace
+
+int FalSecurityLdb::UpdateGatewayParentalControl(bool active, const char* macAddress, const char* requester)
+{
+    static const char* const name = "UpdateGatewayParentalControl";
+    SecTree devices = secLock(API_TYPE_GATEWAY, "connectedDevices", requester);
+    int status = FAL_OK;
+    if (!devices) {
+        Logger::print(LOG_TYPE_INFO, SEC_LOG, "%s: fail to lock gateway database\n", name);
+        status = FAL_DB_ERROR;
+    } else {
+        unsigned changed = 0;
+        for (unsigned i = 0; i < devices->len(); ++i) {
+            SecTree device(devices->at(i));
+            if (!device) {
+                Logger::print(LOG_TYPE_INFO, SEC_LOG, "%s: [%d] null dbdev\n", name, static_cast<int>(i));
+                continue;
+            }
+            const char* mac = device->get<const char*>("macAddress");
+            if (macAddress && !secSameText(mac, macAddress))
+                continue;
+            Logger::print(LOG_TYPE_PROGRESS, SEC_LOG, "%s: updated advanced.parentalContrl mac=%s active=%s\n", name,
+                          mac ? mac : "(null)", active ? "true" : "false");
+            device->set("advanced.parentalContrl", active);
+            ++changed;
+        }
+        if (changed && !secSave(API_TYPE_GATEWAY, requester)) {
+            Logger::print(LOG_TYPE_INFO, SEC_LOG, "%s: fail to save gateway database\n", name);
+            status = FAL_DB_ERROR;
+        }
+    }
+    devices.reset();
+    LocalDbCtrl::unlockDbObject(API_TYPE_GATEWAY, requester);
+    return status;
+}
+
+_FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolGet(_FAL_REQ_T* req)
+{
+    static const char* const name = "SecurityParentalcontrolGet";
+    if (!req)
+        return nullptr;
+    _FAL_RSP_T* rsp = newFalResponse(apiType, 21, false);
+    SecTree control = secLock(apiType, "parentalControl", req->requester);
+    SecTree general(control ? control->get("general") : nullptr);
+    if (!control) {
+        Logger::print(LOG_TYPE_PROGRESS, SEC_LOG, "%s: failed to load database\n", name);
+        secAnswer(rsp, FAL_DB_ERROR, "failed to load database");
+    } else if (!general) {
+        secAnswer(rsp, FAL_DB_ERROR, "failed to get database2");
+    } else {
+        Logger::print(LOG_TYPE_PROGRESS, SEC_LOG, "%s: clone database object\n", name);
+        if (!(rsp->data = general->clone(nullptr)))
+            secAnswer(rsp, FAL_DB_ERROR, "failed to clone database");
+    }
+    general.reset();
+    control.reset();
+    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    return rsp;
+}
+
+_FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolRuleGet(_FAL_REQ_T* req)
+{
+    return handleGeneralDbGet(req, "parentalControlRules");
+}
+
+_FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolFilterGet(_FAL_REQ_T* req)
+{
+    return handleGeneralDbGet(req, "parentalControlFilters");
+}
+
+_FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolSet(_FAL_REQ_T* req)
+{
+    if (!req)
+        return nullptr;
+    _FAL_RSP_T* rsp = newFalResponse(apiType, 27, false);
+    if (secLacksBody(req, rsp))
+        return rsp;
+    bool active = req->body->get<bool>("active");
+    SecTree control = secLock(apiType, "parentalControl", req->requester);
+    SecTree general(control ? control->get("general") : nullptr);
+    if (!control) {
+        secAnswer(rsp, FAL_DB_ERROR, "failed to load database");
+    } else if (!general) {
+        secAnswer(rsp, FAL_DB_ERROR, "failed to get database2");
+    } else {
+        general->set("active", active);
+        general->set("auth.saved", req->body->get<bool>("auth.saved"));
+        if (!secSave(apiType, req->requester))
+            secAnswer(rsp, FAL_DB_ERROR, "failed to save database");
+        else  // the security object stays locked while the devices follow the switch
+            rsp->status = static_cast<uint32_t>(UpdateGatewayParentalControl(active, nullptr, req->requester));
+    }
+    general.reset();
+    control.reset();
+    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    return rsp;
+}
+
+_FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolUpdate(_FAL_REQ_T* req)
+{
+    static const char* const name = "SecurityParentalcontrolUpdate";
+    _FAL_RSP_T* rsp = newFalResponse(apiType, 29, false);
+    if (!secHasObjectBody(req)) {
+        Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Bad request\n");
+        secAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
+        return rsp;
+    }
+    SecTree rule(req->body->clone(nullptr));
+    int index = 0;
+    if (!rule) {
+        Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Memory allocation error occurred\n");
+        secAnswer(rsp, FAL_FAILED, "Memory allocation error occurred");
+        return rsp;
+    }
+    if (!readIds(req, rsp, "@ruleId", index, nullptr, index))
+        return rsp;
+    SecTree control = secLock(apiType, "parentalControlRules", req->requester);
+    SecTree rules(control ? control->get("rules") : nullptr);
+    int at = secFindItem(rules.get(), "index", index);
+    if (!control) {
+        secAnswer(rsp, FAL_DB_ERROR, "failed to load database");
+    } else if (!rules) {
+        secAnswer(rsp, FAL_DB_ERROR, "failed to load dbrules");
+    } else if (at < 0) {
+        secAnswer(rsp, FAL_DB_ERROR, "wrong index");
+    } else {
+        // The rule becomes the body as sent and moves to the end of the list.
+        rules->delArrayItem(static_cast<unsigned>(at));
+        rule->set("index", index);
+        if (!append(rules.get(), rule.get())) {
+            Logger::print(LOG_TYPE_INFO, SEC_LOG, "%s: [%d] Failed to set array item\n", name,
+                          static_cast<int>(rules->len()));
+            secAnswer(rsp, FAL_DB_ERROR, "failed to set array item");
+        } else if (!secSave(apiType, req->requester)) {
+            secAnswer(rsp, FAL_DB_ERROR, "failed to save database");
+        } else {
+            secAnswer(rsp, FAL_OK, "Rule Updated");
+        }
+    }
+    rules.reset();
+    control.reset();
+    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    return rsp;
+}
+
+_FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolAuthUpdate(_FAL_REQ_T* req)
+{
+    if (!req)
+        return nullptr;
+    _FAL_RSP_T* rsp = newFalResponse(apiType, 31, false);
+    if (secLacksBody(req, rsp))
+        return rsp;
+    SecTree control = secLock(apiType, "parentalControl", req->requester);
+    SecTree general(control ? control->get("general") : nullptr);
+    SecTree auth(general ? general->get("auth") : nullptr);
+    if (!control) {
+        secAnswer(rsp, FAL_DB_ERROR, "failed to get database");
+    } else if (!general) {
+        secAnswer(rsp, FAL_DB_ERROR, "failed to get database2");
+    } else if (!auth) {
+        secAnswer(rsp, FAL_DB_ERROR, "failed to get auth");
+    } else {
+        const char* old = req->body->get<const char*>("old");
+        // A wrong old PIN changes nothing and is not reported.
+        if (!old || secSameText(old, control->get<const char*>("pinCode"))) {
+            control->set("pinCode", req->body->get<const char*>("new"));
+            if (!auth->get<bool>("setPin"))
+                auth->set("setPin", true);
+            secSave(apiType, req->requester);
+        }
+    }
+    auth.reset();
+    general.reset();
+    control.reset();
+    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    return rsp;
+}
+
+_FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolAskPermission(_FAL_REQ_T* req)
+{
+    if (!req)
+        return nullptr;
+    _FAL_RSP_T* rsp = newFalResponse(apiType, 43, false);
+    if (secLacksBody(req, rsp))
+        return rsp;
+    SecTree control = secLock(apiType, "parentalControl", req->requester);
+    if (!control)
+        secAnswer(rsp, FAL_DB_ERROR, "failed to get database");
+    else if (secSameText(req->body->get<const char*>("auth.type"), "pin") &&
+             secSameText(req->body->get<const char*>("auth.value"), control->get<const char*>("pinCode")))
+        secAnswer(rsp, FAL_OK, "Access Granted");
+    else
+        secAnswer(rsp, FAL_FAILED, "incorrect PIN");
+    control.reset();
+    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    return rsp;
+}
+
+_FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolCreate(_FAL_REQ_T* req)
+{
+    if (!req)
+        return nullptr;
+    _FAL_RSP_T* rsp = newFalResponse(apiType, 33, true);
+    secAnswer(rsp, FAL_CREATED, "New Created");
+    int index = 1;
+    if (secLacksBody(req, rsp)) {
+        secReplyId(rsp, "id", index);
+        return rsp;
+    }
+    SecTree control = secLock(apiType, "parentalControlRules", req->requester);
+    SecTree rules(control ? control->get("rules") : nullptr);
+    if (!control) {
+        secAnswer(rsp, FAL_DB_ERROR, "failed to get database");
+    } else if (!rules) {
+        secAnswer(rsp, FAL_DB_ERROR, "failed to get dbrules");
+    } else {
+        index = secNextId(rules.get(), "index", 1);
+        SecTree rule(req->body->clone(nullptr));
+        rule->set("index", index);
+        if (!append(rules.get(), rule.get()))
+            secAnswer(rsp, FAL_DB_ERROR, "failed to append new rule");
+        else if (!secSave(apiType, req->requester))
+            secAnswer(rsp, FAL_DB_ERROR, "failed to save database");
+    }
+    rules.reset();
+    control.reset();
+    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    secReplyId(rsp, "id", index);
+    return rsp;
+}
+
+_FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolFilterCreate(_FAL_REQ_T* req)
+{
+    if (!req)
+        return nullptr;
+    _FAL_RSP_T* rsp = newFalResponse(apiType, 35, true);
+    secAnswer(rsp, FAL_CREATED, "New Created");
+    int category = 0;
+    int id = 0;
+    if (!readIds(req, rsp, "@filterId", category, nullptr, id) || secLacksBody(req, rsp)) {
+        secReplyId(rsp, "id", id);
+        return rsp;
+    }
+    SecTree filters = secLock(apiType, "parentalControlFilters", req->requester);
+    SecTree sublist;
+    if (!filters) {
+        secAnswer(rsp, FAL_DB_ERROR, "failed to get database");
+    } else if ((sublist = filterSublist(filters.get(), category, rsp))) {
+        id = secNextId(sublist.get(), "id", 0);
+        SecTree entry(req->body->clone(nullptr));
+        entry->set("id", id);
+        entry->set("address", req->body->get<const char*>("value"));
+        entry->del("type");
+        entry->del("value");
+        if (!append(sublist.get(), entry.get()))
+            secAnswer(rsp, FAL_DB_ERROR, "failed to append new rule");
+        else if (!secSave(apiType, req->requester))
+            secAnswer(rsp, FAL_DB_ERROR, "failed to save database");
+    }
+    sublist.reset();
+    filters.reset();
+    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    secReplyId(rsp, "id", id);
+    return rsp;
+}
+
+_FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolDelete(_FAL_REQ_T* req)
+{
+    if (!req)
+        return nullptr;
+    _FAL_RSP_T* rsp = newFalResponse(apiType, 37, false);
+    int index = 0;
+    if (!secIntParam(req, "@ruleId", index)) {
+        secAnswer(rsp, FAL_BAD_REQUEST, "Wrong parameter request");
+        return rsp;
+    }
+    secAnswer(rsp, FAL_DB_ERROR, "wrong index");
+    SecTree control = secLock(apiType, "parentalControlRules", req->requester);
+    SecTree rules(control ? control->get("rules") : nullptr);
+    if (!control) {
+        secAnswer(rsp, FAL_DB_ERROR, "failed to get database");
+    } else {
+        // Every rule with that index goes.
+        int removed = secRemoveItems(rules.get(), "index", index, "SecurityParentalcontrolDelete");
+        if (removed < 0)
+            secAnswer(rsp, FAL_DB_ERROR, "failed to delete array item");
+        else if (removed > 0 && !secSave(apiType, req->requester))
+            secAnswer(rsp, FAL_DB_ERROR, "failed to save database");
+        else if (removed > 0)
+            secAnswer(rsp, FAL_DELETED, "Record Deleted");
+    }
+    rules.reset();
+    control.reset();
+    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    return rsp;
+}
+
+_FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolFilterDelete(_FAL_REQ_T* req)
+{
+    if (!req)
+        return nullptr;
+    _FAL_RSP_T* rsp = newFalResponse(apiType, 39, true);
+    int category = 0;
+    int id = 0;
+    if (!readIds(req, rsp, "@categoryId", category, "@filterId", id))
+        return rsp;
+    secAnswer(rsp, FAL_DB_ERROR, "wrong index");
+    SecTree filters = secLock(apiType, "parentalControlFilters", req->requester);
+    SecTree sublist;
+    if (!filters) {
+        secAnswer(rsp, FAL_DB_ERROR, "failed to get database");
+    } else if ((sublist = filterSublist(filters.get(), category, rsp))) {
+        int removed = secRemoveItems(sublist.get(), "id", id, "SecurityParentalcontrolFilterDelete");
+        if (removed < 0)
+            secAnswer(rsp, FAL_DB_ERROR, "failed to delete sublist item");
+        // Saved whatever was found.
+        if (!secSave(apiType, req->requester))
+            secAnswer(rsp, FAL_DB_ERROR, "failed to save database");
+        else if (removed > 0)
+            secAnswer(rsp, FAL_DELETED, "Record Deleted");
+    }
+    sublist.reset();
+    filters.reset();
+    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    return rsp;
+}
+
+_FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolDeleteAll(_FAL_REQ_T* req)
+{
+    if (!req)
+        return nullptr;
+    _FAL_RSP_T* rsp = newFalResponse(apiType, 41, false);
+    secAnswer(rsp, FAL_OK, "Records Deleted");
+    SecTree control = secLock(apiType, "parentalControlRules", req->requester);
+    if (!control) {
+        secAnswer(rsp, FAL_DB_ERROR, "failed to get database");
+    } else {
+        SecTree rules(control->get("rules"));
+        if (rules)
+            rules->clearArrayItems();
+        if (!secSave(apiType, req->requester))
+            secAnswer(rsp, FAL_DB_ERROR, "failed to save database");
+    }
+    control.reset();
+    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    return rsp;
+}

@@ -1,0 +1,363 @@
+// VPN: the mode, the server switch with its client range, the client settings and the IPsec
+// tunnels.
+#include <initializer_list>
+#include <string>
+
+#include "frame/FalResponse.h"
+#include "host/LocalDbCtrl.h"
+#include "security/FalSecurityLdb.h"
+#include "security/SecurityHelpers.h"
+
+namespace {
+
+// One end of a tunnel as the update checks it: an address unless the type is "single", an
+// identifier unless its type is "auto".
+struct TunnelField {
+    const char* typePath;
+    const char* openType;  // the type that needs no value
+    const char* valuePath;
+    const char* refusal;
+};
+
+const TunnelField kTunnelFields[] = {
+    {"local.addressType", "single", "local.address.second", "Received wrong local update"},
+    {"local.identifierType", "auto", "local.identifier", "Received wrong local indentifier"},
+    {"remote.addressType", "single", "remote.address.second", "Received wrong remote update"},
+    {"remote.identifierType", "auto", "remote.identifier", "Received wrong remote indentifier"},
+};
+
+// The refusal of the first field the tunnel fails, or null when it passes.
+const char* tunnelRefusal(TreeMapObject* tunnel)
+{
+    for (const TunnelField& field : kTunnelFields) {
+        const char* type = tunnel->get<const char*>(field.typePath);
+        if (!type || (!secSameText(type, field.openType) && secBlank(tunnel->get<const char*>(field.valuePath))))
+            return field.refusal;
+    }
+    return nullptr;
+}
+
+// Where the new tunnel has the open type and no value, it keeps the stored tunnel's value.
+void keepStoredValues(TreeMapObject* tunnel, TreeMapObject* stored)
+{
+    for (const TunnelField& field : kTunnelFields) {
+        if (!secSameText(tunnel->get<const char*>(field.typePath), field.openType) ||
+            !secBlank(tunnel->get<const char*>(field.valuePath)))
+            continue;
+        SecTree value(stored->get(field.valuePath));
+        if (value)
+            tunnel->set(field.valuePath, value.get());
+    }
+}
+
+// Copies into `to` each member named by a path that `from` has.
+void copyPresent(TreeMapObject* to, TreeMapObject* from, std::initializer_list<const char*> paths)
+{
+    for (const char* path : paths) {
+        SecTree value(from->get(path));
+        if (value)
+            to->set(path, value.get());
+    }
+}
+
+// The checks shared by the tunnel update and delete: a body and an "@id". False, with the answer
+// set, when one is missing.
+bool readTunnelRequest(_FAL_REQ_T* req, _FAL_RSP_T* rsp, int& id)
+{
+    if (!req->body || req->body->isNull()) {
+        secAnswer(rsp, FAL_BAD_REQUEST, "Received wrong request");
+        return false;
+    }
+    if (!secIntParam(req, "@id", id)) {
+        secAnswer(rsp, FAL_BAD_REQUEST, "Received wrong @id request");
+        return false;
+    }
+    return true;
+}
+
+// Locks the tunnel table; null, with the answer set, when it cannot be had.
+SecTree lockTunnels(unsigned apiType, _FAL_REQ_T* req, _FAL_RSP_T* rsp)
+{
+    SecTree tunnels = secLock(apiType, "vpn.ipsec", req->requester);
+    if (!tunnels) {
+        Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Cannot lock the database\n");
+        secAnswer(rsp, FAL_DB_ERROR, "Database error");
+    }
+    return tunnels;
+}
+
+// Position of the tunnel `id`; -1, with the answer set, when there is none.
+int findTunnel(TreeMapObject* tunnels, int id, _FAL_RSP_T* rsp)
+{
+    int at = secFindItem(tunnels, "id", id);
+    if (at < 0) {
+        Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Requested id is wrong\n");
+        secAnswer(rsp, FAL_BAD_REQUEST, "Requested id is wrong");
+    }
+    return at;
+}
+
+}  // namespace
+
+_FAL_RSP_T* FalSecurityLdb::SecurityVpnModeGet(_FAL_REQ_T* req)
+{
+    if (!req)
+        return nullptr;
+    _FAL_RSP_T* rsp = newFalResponse(apiType, req->msgId + 1, true);
+    SecTree vpn = secLock(apiType, "vpn", req->requester);
+    if (!vpn) {
+        Logger::print(LOG_TYPE_ERROR, SEC_LOG, "failed to load database \n");
+        secAnswer(rsp, FAL_DB_ERROR, "failed to load database");
+    } else {
+        rsp->data->set("mode", vpn->get<const char*>("mode"));
+        Logger::print(LOG_TYPE_PROGRESS, SEC_LOG, "%s: clone database object\n", "SecurityVpnModeGet");
+    }
+    vpn.reset();
+    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    return rsp;
+}
+
+_FAL_RSP_T* FalSecurityLdb::SecurityVpnServerGet(_FAL_REQ_T* req)
+{
+    if (!req)
+        return nullptr;
+    _FAL_RSP_T* rsp = newFalResponse(apiType, 47, true);
+    SecTree vpn = secLock(apiType, "vpn", req->requester);
+    if (!vpn) {
+        secAnswer(rsp, FAL_DB_ERROR, "failed to get database");
+    } else {
+        rsp->data->set("active", vpn->get<bool>("active"));
+        copyPresent(rsp->data, vpn.get(), {"connected", "client"});
+    }
+    vpn.reset();
+    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    return rsp;
+}
+
+_FAL_RSP_T* FalSecurityLdb::SecurityVpnServerUpdate(_FAL_REQ_T* req)
+{
+    if (!req)
+        return nullptr;
+    _FAL_RSP_T* rsp = newFalResponse(apiType, req->msgId + 1, false);
+    if (secLacksBody(req, rsp))
+        return rsp;
+    SecTree vpn = secLock(apiType, "vpn", req->requester);
+    SecTree client(vpn ? vpn->get("client") : nullptr);
+    SecTree body(req->body->clone(nullptr));
+    if (vpn)
+        vpn->set("active", req->body->get<bool>("active"));
+    if (!vpn || !client) {
+        secAnswer(rsp, FAL_DB_ERROR, "fail to load database");
+    } else if (!body) {
+        secAnswer(rsp, FAL_FAILED, "Unexpected error");
+    } else {
+        // The range lands inside "vpn.client": "client.startIP" there, as in the body.
+        copyPresent(client.get(), body.get(), {"client.startIP", "client.endIP"});
+        if (!secSave(apiType, req->requester)) {
+            Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Fail to save database\n");
+            secAnswer(rsp, FAL_DB_ERROR, "fail to save database");
+        }
+    }
+    body.reset();
+    client.reset();
+    vpn.reset();
+    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    return rsp;
+}
+
+_FAL_RSP_T* FalSecurityLdb::SecurityVpnClientGet(_FAL_REQ_T* req)
+{
+    return handleGeneralDbGet(req, "vpn.client");
+}
+
+_FAL_RSP_T* FalSecurityLdb::SecurityVpnClientUpdate(_FAL_REQ_T* req)
+{
+    if (!req)
+        return nullptr;
+    _FAL_RSP_T* rsp = newFalResponse(apiType, req->msgId + 1, false);
+    if (secLacksBody(req, rsp))
+        return rsp;
+    SecTree client = secLock(apiType, "vpn.client", req->requester);
+    SecTree body(client ? req->body->clone(nullptr) : nullptr);
+    if (!client) {
+        secAnswer(rsp, FAL_DB_ERROR, "fail to load database");
+    } else if (!body) {
+        secAnswer(rsp, FAL_FAILED, "Unexpected error");
+    } else {
+        copyPresent(client.get(), body.get(), {"active", "protocol", "server", "username", "password", "option"});
+        if (!secSave(apiType, req->requester)) {
+            Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Fail to save database\n");
+            secAnswer(rsp, FAL_DB_ERROR, "fail to save database");
+        }
+    }
+    body.reset();
+    client.reset();
+    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    return rsp;
+}
+
+_FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecGet(_FAL_REQ_T* req)
+{
+    if (!req)
+        return nullptr;
+    _FAL_RSP_T* rsp = newFalResponse(apiType, req->msgId + 1, false);
+    SecTree list(new TreeMapObject(true));
+    SecTree tunnels = secLock(apiType, "vpn.ipsec", req->requester);
+    if (!tunnels) {
+        Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Cannot get database for %s\n", "vpn.ipsec");
+        secAnswer(rsp, FAL_DB_ERROR, "database error");
+    } else {
+        for (unsigned i = 0; i < tunnels->len(); ++i) {
+            SecTree tunnel(tunnels->clone(("[" + std::to_string(i) + "]").c_str()));
+            list->setArrayItem(list->len(), tunnel.get());
+        }
+        rsp->data = list.release();
+    }
+    tunnels.reset();
+    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    return rsp;
+}
+
+_FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecGetOne(_FAL_REQ_T* req)
+{
+    if (!req)
+        return nullptr;
+    _FAL_RSP_T* rsp = newFalResponse(apiType, req->msgId + 1, false);
+    int id = 0;
+    if (!secIntParam(req, "@id", id)) {
+        Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Wrong parameter\n");
+        secAnswer(rsp, FAL_BAD_REQUEST, "Wrong parameter");
+        return rsp;
+    }
+    SecTree tunnels = secLock(apiType, "vpn.ipsec", req->requester);
+    int at = tunnels ? secFindItem(tunnels.get(), "id", id) : -1;
+    if (!tunnels) {
+        Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Cannot get database for %s\n", "vpn.ipsec");
+        secAnswer(rsp, FAL_DB_ERROR, "database error");
+    } else if (at < 0) {
+        secAnswer(rsp, FAL_BAD_REQUEST, "No record found");
+    } else {
+        rsp->data = tunnels->clone(("[" + std::to_string(at) + "]").c_str());
+        rsp->data->del("id");
+    }
+    tunnels.reset();
+    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    return rsp;
+}
+
+_FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecUpdate(_FAL_REQ_T* req)
+{
+    if (!req)
+        return nullptr;
+    _FAL_RSP_T* rsp = newFalResponse(apiType, req->msgId + 1, false);
+    int id = 0;
+    if (!readTunnelRequest(req, rsp, id))
+        return rsp;
+    if (const char* refusal = tunnelRefusal(req->body)) {
+        secAnswer(rsp, FAL_BAD_REQUEST, refusal);
+        return rsp;
+    }
+    SecTree tunnels = lockTunnels(apiType, req, rsp);
+    int at = tunnels ? findTunnel(tunnels.get(), id, rsp) : -1;
+    if (at >= 0) {
+        // Only a successful save turns the answer to FAL_OK; the text stays as created.
+        rsp->status = FAL_FAILED;
+        SecTree stored(tunnels->at(static_cast<unsigned>(at)));
+        SecTree tunnel(req->body->clone(nullptr));
+        if (!tunnel) {
+            Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Not enough memory for create new object\n");
+        } else {
+            keepStoredValues(tunnel.get(), stored.get());
+            tunnel->set("id", id);
+            tunnels->setArrayItem(static_cast<unsigned>(at), tunnel.get());
+            if (secSave(apiType, req->requester))
+                rsp->status = FAL_OK;
+        }
+    }
+    tunnels.reset();
+    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    return rsp;
+}
+
+_FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecCreate(_FAL_REQ_T* req)
+{
+    static const char* const name = "SecurityVpnIpsecCreate";
+    Logger::print(LOG_TYPE_TRACE, SEC_LOG, "%s Enter\n", name);
+    if (!req) {
+        Logger::print(LOG_TYPE_ERROR, SEC_LOG, "A null request has been received\n");
+        return nullptr;
+    }
+    _FAL_RSP_T* rsp = newFalResponse(apiType, 73, true);
+    if (!secHasObjectBody(req)) {
+        Logger::print(LOG_TYPE_ERROR, SEC_LOG, "A null message request received\n");
+        secAnswer(rsp, FAL_BAD_REQUEST, "A null message request received");
+    } else {
+        rsp->status = FAL_FAILED;
+        SecTree tunnel(req->body->clone(nullptr));
+        SecTree tunnels = secLock(apiType, "vpn.ipsec", req->requester);
+        if (!tunnels) {
+            Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Cannot read network object from file\n");
+            secAnswer(rsp, FAL_DB_ERROR, "Database error");
+        } else {
+            int id = secNextId(tunnels.get(), "id", 0);
+            tunnel->set("id", id);
+            tunnels->setArrayItem(tunnels->len(), tunnel.get());
+            // A failed save still answers with the id, as FAL_FAILED "FAL processed fine!".
+            if (secSave(apiType, req->requester))
+                secAnswer(rsp, FAL_CREATED, "New Created");
+            rsp->data->set("id", id);
+        }
+        tunnels.reset();
+        LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    }
+    Logger::print(LOG_TYPE_TRACE, SEC_LOG, "%s Exit\n", name);
+    return rsp;
+}
+
+_FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecDelete(_FAL_REQ_T* req)
+{
+    if (!req)
+        return nullptr;
+    _FAL_RSP_T* rsp = newFalResponse(apiType, req->msgId + 1, false);
+    int id = 0;
+    if (!readTunnelRequest(req, rsp, id))
+        return rsp;
+    SecTree tunnels = lockTunnels(apiType, req, rsp);
+    int at = tunnels ? findTunnel(tunnels.get(), id, rsp) : -1;
+    if (at >= 0) {
+        tunnels->delArrayItem(static_cast<unsigned>(at));
+        // A failed save leaves the answer as created.
+        if (secSave(apiType, req->requester))
+            rsp->status = FAL_DELETED;
+    }
+    tunnels.reset();
+    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    return rsp;
+}
+
+_FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecDeleteAll(_FAL_REQ_T* req)
+{
+    if (!req)
+        return nullptr;
+    _FAL_RSP_T* rsp = newFalResponse(apiType, req->msgId + 1, false);
+    SecTree tunnels = secLock(apiType, "vpn.ipsec", req->requester);
+    if (tunnels) {
+        tunnels->clearArrayItems();
+        // A failed lock or save leaves the answer as created.
+        if (secSave(apiType, req->requester))
+            secAnswer(rsp, FAL_OK, "Table is deleted");
+    }
+    tunnels.reset();
+    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    return rsp;
+}
+
+_FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecConnect(_FAL_REQ_T*)
+{
+    return newFalResponse(apiType, 69, false);
+}
+
+_FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecDisconnect(_FAL_REQ_T*)
+{
+    return newFalResponse(apiType, 71, false);
+}

@@ -1,0 +1,36 @@
+// The family as a whole: every operation is served and none trips over a malformed request.
+#include "security/SecurityFixture.h"
+
+TEST_F(SecurityTest, EveryOperationIsImplementedAndAnswersItsOwnId)
+{
+    const FalFamilyInfo* family = falFamilyByName("security");
+    ASSERT_EQ(family->ops.size(), 56u);
+    for (const FalOpInfo& op : family->ops) {
+        SCOPED_TRACE(op.name);
+        EXPECT_TRUE(family->implemented(&family_, op.slot));
+        OpRsp rsp = call(op.name, {{"@id", "0"}, {"@ruleId", "1"}, {"@categoryId", "0"}, {"@filterId", "0"}}, "{}");
+        ASSERT_NE(rsp, nullptr);
+        EXPECT_EQ(rsp->msgId, op.requestId + 1);
+        EXPECT_EQ(rsp->apiType, 3u);
+    }
+}
+
+TEST_F(SecurityTest, MalformedRequestsNeverCrash)
+{
+    const FalFamilyInfo* family = falFamilyByName("security");
+    for (const FalOpInfo& op : family->ops) {
+        SCOPED_TRACE(op.name);
+        // A null request: no response, or an answer that owns its data; no lock is left.
+        _FAL_RSP_T* none = family->call(&family_, op.slot, nullptr);
+        EXPECT_EQ(LocalDbCtrl::heldLocks(), 0u);
+        freeFalResponse(none);
+        for (const char* body : {"null", "[1, 2]", "\"text\"", R"({"ipv4": 1, "local": [], "auth": 3, "alert": 4})"}) {
+            SCOPED_TRACE(body);
+            seed(API_TYPE_SECURITY, security_test::kSecurity);
+            OpRsp rsp = call(op.name, {{"@id", "x"}, {"@ruleId", ""}, {"@filterId", "1x"}}, body);
+            ASSERT_NE(rsp, nullptr);
+        }
+    }
+    // Stored IPv4 rules outlive malformed firewall bodies too.
+    EXPECT_NE(stored("firewall.ipv4.rules"), "null");
+}
