@@ -1,0 +1,519 @@
+// Filtering rule lists: MAC filtering, port filtering, IP filtering and port-and-address
+// filtering. MAC rules disconnect their device, IP and port-and-address rules every device with
+// their address.
+#include "frame/FalResponse.h"
+#include "service/FalServiceLdb.h"
+#include "service/ServiceHelpers.h"
+
+namespace {
+
+const char* const NO_RESPONSE_PORT = "Cannot create response due to memory error\n";
+const char* const NO_RESPONSE_PORTIP = "Memory allocation error, cannot create response\n";
+const char* const IP_DEPENDENCIES = "Failed to update dependencies database\n";
+const char* const PORTIP_DEPENDENCIES = "Failed to update dependencies database for connected device\n";
+
+// Touch and save: the body is not applied. With handOver, the object is the response's data.
+_FAL_RSP_T* touchAndSave(_FAL_REQ_T* req, const char* fn, const char* key, unsigned msgId, bool handOver,
+                         FAL_STATUS_T failStatus, const char* failMessage)
+{
+    SvcTrace trace(fn);
+    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, msgId, false);
+    if (!rsp)
+        return nullptr;
+    SvcLock lock(API_TYPE_SERVICE, key, req->requester);
+    svcLockOrAnswer(lock, rsp, failStatus, failMessage);
+    if (!lock)
+        return rsp;
+    svcAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
+    if (handOver)
+        rsp->data = lock->clone(nullptr);
+    return rsp;
+}
+
+// The start of the port-filtering Patch and Create once the body is there: the lock and a copy
+// of the body. Null (the response answered) when either fails.
+SvcTree portFilteringRule(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, SvcLock& lock)
+{
+    svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, "Cannot read database");
+    if (!lock)
+        return nullptr;
+    SvcTree rule(req->body->clone(nullptr));
+    if (!rule)
+        svcAnswer(rsp, FAL_FAILED, "Memory error occurred");
+    return rule;
+}
+
+}  // namespace
+
+// ---- MAC filtering ----------------------------------------------------------------------------
+
+_FAL_RSP_T* FalServiceLdb::ServiceMacfilteringList(_FAL_REQ_T* req)
+{
+    return svcReadObject(req, API_TYPE_SERVICE, 1,
+                         {"ServiceMacfilteringList", "macFiltering", FAL_DB_ERROR, "Failed to load database",
+                          SVC_TRACE_NONE, SVC_NO_OBJECT, nullptr});
+}
+
+_FAL_RSP_T* FalServiceLdb::ServiceMacfilteringUpdate(_FAL_REQ_T* req)
+{
+    return touchAndSave(req, "ServiceMacfilteringUpdate", "macFiltering", 3, false, FAL_DB_ERROR, nullptr);
+}
+
+_FAL_RSP_T* FalServiceLdb::ServiceMacfilteringPatch(_FAL_REQ_T* req)
+{
+    const char* fn = "ServiceMacfilteringPatch";
+    if (!req || !req->body) {
+        Logger::print(LOG_TYPE_ERROR, SVC_LOG, "%s", SVC_NULL_REQUEST);
+        return nullptr;
+    }
+    SvcTrace trace(fn);
+    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, SVC_REQUEST_ID_PLUS_ONE, false);
+    if (!rsp)
+        return nullptr;
+    SvcTree rule(req->body->clone(nullptr));
+    if (!rule) {
+        svcAnswer(rsp, FAL_BAD_REQUEST, "Wrong request");
+        return rsp;
+    }
+    SvcLock lock(API_TYPE_SERVICE, "macFiltering", req->requester);
+    svcLockOrAnswer(lock, rsp, FAL_DB_ERROR);
+    if (!lock)
+        return rsp;
+    int ruleId = svcRuleIdLastWins(req);
+    SvcTree rules = svcArray(lock.get(), "rules");
+    if (!rules) {
+        svcAnswer(rsp, FAL_FAILED);
+        return rsp;
+    }
+    int index = handleFindArrayItemById(rules.get(), "id", ruleId);
+    if (index < 0) {
+        Logger::print(LOG_TYPE_ERROR, SVC_LOG, "Cannot find the request id\n");
+        svcAnswer(rsp, FAL_NOT_FOUND, "Cannot find the request id");
+        return rsp;
+    }
+    if (req->body->get<bool>("active"))
+        ServiceUpdateGatewayConnectedDeviceStatus(req->body->get<int>("deviceId"), false, req->requester);
+    SvcTree stored(rules->at(unsigned(index)));
+    rule->set("id", stored->get<int>("id"));
+    rules->setArrayItem(unsigned(index), rule.get());
+    svcAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
+    return rsp;
+}
+
+_FAL_RSP_T* FalServiceLdb::ServiceMacfilteringCreate(_FAL_REQ_T* req)
+{
+    const char* fn = "ServiceMacfilteringCreate";
+    SvcTrace trace(fn);
+    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, SVC_REQUEST_ID_PLUS_ONE, true);
+    if (!rsp)
+        return nullptr;
+    if (!req->body) {
+        Logger::print(LOG_TYPE_ERROR, SVC_LOG, "%s", SVC_NULL_REQUEST);
+        svcAnswer(rsp, FAL_BAD_REQUEST, "Received invalid request");
+        return rsp;
+    }
+    SvcLock lock(API_TYPE_SERVICE, "macFiltering", req->requester);
+    svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, "Cannot read database");
+    if (!lock)
+        return rsp;
+    SvcTree rules = svcArray(lock.get(), "rules");
+    if (!rules) {
+        svcAnswer(rsp, FAL_FAILED);
+        svcDropData(rsp);
+        return rsp;
+    }
+    if (!svcAppendWithinLimit(rsp, lock, rules.get(), req->body, nullptr))
+        return rsp;
+    if (req->body->get<bool>("active"))
+        ServiceUpdateGatewayConnectedDeviceStatus(req->body->get<int>("deviceId"), false, req->requester);
+    return rsp;
+}
+
+_FAL_RSP_T* FalServiceLdb::ServiceMacfilteringDeleteOne(_FAL_REQ_T* req)
+{
+    SvcTrace trace("ServiceMacfilteringDeleteOne");
+    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 9, false);
+    if (!rsp)
+        return nullptr;
+    int ruleId = svcRuleIdPositional(req);
+    SvcLock lock(API_TYPE_SERVICE, "macFiltering", req->requester);
+    svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, "Cannot read database");
+    if (!lock)
+        return rsp;
+    SvcTree rules = svcArray(lock.get(), "rules");
+    if (!rules) {
+        svcAnswer(rsp, FAL_DB_ERROR);
+        return rsp;
+    }
+    int index = svcFindRule(rules.get(), ruleId);
+    if (index < 0) {
+        svcAnswer(rsp, FAL_NOT_FOUND);
+        return rsp;
+    }
+    rules->delArrayItem(unsigned(index));
+    svcAnswer(rsp, lock.save() ? FAL_DELETED : FAL_FAILED);
+    return rsp;
+}
+
+_FAL_RSP_T* FalServiceLdb::ServiceMacfilteringDeleteAll(_FAL_REQ_T* req)
+{
+    return svcEmptyList(req, "ServiceMacfilteringDeleteAll", "macFiltering", "rules", 11, FAL_DB_ERROR, "Cannot read database");
+}
+
+// ---- Port filtering ---------------------------------------------------------------------------
+
+_FAL_RSP_T* FalServiceLdb::ServicePortfilteringList(_FAL_REQ_T* req)
+{
+    return svcReadObject(req, API_TYPE_SERVICE, 13,
+                         {"ServicePortfilteringList", "portFiltering", FAL_DB_ERROR, "Cannot read database",
+                          SVC_TRACE_NAME_ENTER, SVC_NO_OBJECT_PLAIN, SVC_NO_RESPONSE_PLAIN});
+}
+
+_FAL_RSP_T* FalServiceLdb::ServicePortfilteringUpdate(_FAL_REQ_T* req)
+{
+    return touchAndSave(req, "ServicePortfilteringUpdate", "portFiltering", 15, true, FAL_DB_ERROR,
+                        "Cannot read database");
+}
+
+_FAL_RSP_T* FalServiceLdb::ServicePortfilteringPatch(_FAL_REQ_T* req)
+{
+    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 17, false, NO_RESPONSE_PORT);
+    if (!rsp)
+        return nullptr;
+    if (!req->body) {
+        svcAnswer(rsp, FAL_BAD_REQUEST, "Received invalid request");
+        return rsp;
+    }
+    SvcLock lock(API_TYPE_SERVICE, "portFiltering", req->requester);
+    SvcTree rule = portFilteringRule(rsp, req, lock);
+    if (!rule)
+        return rsp;
+    int ruleId = svcRuleIdPositional(req);
+    SvcTree rules = svcArray(lock.get(), "rules");
+    int index = rules ? svcFindRule(rules.get(), ruleId) : -1;
+    if (index < 0) {
+        svcAnswer(rsp, FAL_NOT_FOUND);
+        return rsp;
+    }
+    rule->set("id", ruleId);
+    rules->setArrayItem(unsigned(index), rule.get());
+    svcAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
+    return rsp;
+}
+
+_FAL_RSP_T* FalServiceLdb::ServicePortfilteringCreate(_FAL_REQ_T* req)
+{
+    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, SVC_REQUEST_ID_PLUS_ONE, true, NO_RESPONSE_PORT);
+    if (!rsp)
+        return nullptr;
+    if (!req->body) {
+        svcAnswer(rsp, FAL_BAD_REQUEST, "Received invalid request");
+        return rsp;
+    }
+    SvcLock lock(API_TYPE_SERVICE, "portFiltering", req->requester);
+    SvcTree rule = portFilteringRule(rsp, req, lock);
+    if (!rule)
+        return rsp;
+    SvcTree rules = svcArray(lock.get(), "rules");
+    if (!rules) {
+        svcAnswer(rsp, FAL_FAILED);
+        return rsp;
+    }
+    int id = svcLargestIdPlusOne(rules.get());
+    rule->set("id", id);
+    rules->addArrayItem(rule.get());
+    if (!lock.save()) {
+        svcAnswer(rsp, FAL_FAILED);
+        return rsp;
+    }
+    svcAnswer(rsp, FAL_CREATED, "New Created");
+    rsp->data->set("id", id);
+    return rsp;
+}
+
+_FAL_RSP_T* FalServiceLdb::ServicePortfilteringDeleteOne(_FAL_REQ_T* req)
+{
+    return svcDeleteOneFirstWins(req, "ServicePortfilteringDeleteOne", "portFiltering", 21,
+                              {"Failed to load database", "cannot load rules", "%s: nul rule at %d\n",
+                               "cannot found ruleId", SVC_TRACE_ENTER_NAME, NO_RESPONSE_PORT});
+}
+
+_FAL_RSP_T* FalServiceLdb::ServicePortfilteringDeleteAll(_FAL_REQ_T* req)
+{
+    return svcEmptyList(req, "ServicePortfilteringDeleteAll", "portFiltering", "rules", 23, FAL_DB_ERROR,
+                     "failed to load database");
+}
+
+// ---- IP filtering -----------------------------------------------------------------------------
+
+_FAL_RSP_T* FalServiceLdb::ServiceIpfilteringList(_FAL_REQ_T* req)
+{
+    return svcReadObject(req, API_TYPE_SERVICE, 25,
+                         {"ServiceIpfilteringList", "ipFiltering", FAL_DB_ERROR, "failed to load database",
+                          SVC_TRACE_NAME_ENTER, SVC_NO_OBJECT, SVC_NO_RESPONSE_PLAIN});
+}
+
+_FAL_RSP_T* FalServiceLdb::ServiceIpfilteringUpdate(_FAL_REQ_T* req)
+{
+    return touchAndSave(req, "ServiceIpfilteringUpdate", "ipFiltering", 27, true, FAL_FAILED, nullptr);
+}
+
+_FAL_RSP_T* FalServiceLdb::ServiceIpfilteringPatch(_FAL_REQ_T* req)
+{
+    // Every outcome keeps the message from creation.
+    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 29, false, "Cannot allocate memory for responding");
+    if (!rsp)
+        return nullptr;
+    if (!req->body) {
+        Logger::print(LOG_TYPE_ERROR, SVC_LOG, "Invalid request\n");
+        svcAnswer(rsp, FAL_BAD_REQUEST);
+        return rsp;
+    }
+    SvcTree rule(req->body->clone(nullptr));
+    int ruleId = svcRuleIdPositional(req);
+    SvcLock lock(API_TYPE_SERVICE, "ipFiltering", req->requester);
+    svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, nullptr, "Database error\n");
+    if (!lock)
+        return rsp;
+    SvcTree rules = svcArray(lock.get(), "rules");
+    if (!rules) {
+        svcAnswer(rsp, FAL_FAILED);
+        return rsp;
+    }
+    int index = svcFindRule(rules.get(), ruleId);
+    if (index < 0) {
+        Logger::print(LOG_TYPE_ERROR, SVC_LOG, "No record found for updating\n");
+        svcAnswer(rsp, FAL_NOT_FOUND);
+        return rsp;
+    }
+    rule->set("id", ruleId);
+    rules->setArrayItem(unsigned(index), rule.get());
+    if (!lock.save()) {
+        Logger::print(LOG_TYPE_ERROR, SVC_LOG, "Failed to update database\n");
+        svcAnswer(rsp, FAL_FAILED);
+        return rsp;
+    }
+    svcAnswer(rsp, FAL_OK);
+    svcDisconnectAddress(req->body->get<const char*>("ipAddress"), rule->get<bool>("active"), req->requester,
+                         IP_DEPENDENCIES);
+    return rsp;
+}
+
+_FAL_RSP_T* FalServiceLdb::ServiceIpfilteringCreate(_FAL_REQ_T* req)
+{
+    SvcTrace trace("ServiceIpfilteringCreate");
+    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 31, true);
+    if (!rsp)
+        return nullptr;
+    if (!req->body) {
+        svcAnswer(rsp, FAL_BAD_REQUEST, "Received invalid response");
+        return rsp;
+    }
+    SvcTree rule(req->body->clone(nullptr));
+    SvcLock lock(API_TYPE_SERVICE, "ipFiltering", req->requester);
+    svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, "Cannot load database");
+    if (!lock)
+        return rsp;
+    SvcTree rules = svcArray(lock.get(), "rules");
+    if (!rules) {
+        // Nothing is added, but the devices with the rule's address are still updated.
+        svcDisconnectAddress(rule->get<const char*>("ipAddress"), rule->get<bool>("active"), req->requester,
+                             IP_DEPENDENCIES);
+        svcAnswer(rsp, FAL_FAILED);
+        svcDropData(rsp);
+        return rsp;
+    }
+    if (!svcAppendWithinLimit(rsp, lock, rules.get(), rule.get(), "Failed to update database\n"))
+        return rsp;
+    svcDisconnectAddress(rule->get<const char*>("ipAddress"), rule->get<bool>("active"), req->requester,
+                         IP_DEPENDENCIES);
+    return rsp;
+}
+
+_FAL_RSP_T* FalServiceLdb::ServiceIpfilteringDeleteOne(_FAL_REQ_T* req)
+{
+    return svcDeleteOneFirstWins(req, "ServiceIpfilteringDeleteOne", "ipFiltering", 33,
+                              {"failed to load database", "failed to get rules", "%s: rule is null at %d\n",
+                               "cannot found ruleId", SVC_TRACE_NONE, SVC_NO_RESPONSE});
+}
+
+_FAL_RSP_T* FalServiceLdb::ServiceIpfilteringDeleteAll(_FAL_REQ_T* req)
+{
+    return svcEmptyList(req, "ServiceIpfilteringDeleteAll", "ipFiltering", "rules", 35, FAL_FAILED, nullptr);
+}
+
+// ---- Port-and-address filtering ---------------------------------------------------------------
+
+namespace {
+
+// Index of the first entry whose integer "id" is ruleId, or -1; logs every id it checks.
+int findPortIpRule(TreeMapObject* rules, int ruleId)
+{
+    for (unsigned i = 0; i < rules->len(); ++i) {
+        SvcTree entry(rules->at(i));
+        int id = 0;
+        if (svcIsNull(entry.get()) || !entry->get_ex<int>("id", id))
+            continue;
+        Logger::print(LOG_TYPE_PROGRESS, SVC_LOG, "Checking rule id = %d\n", id);
+        if (id == ruleId)
+            return int(i);
+    }
+    return -1;
+}
+
+// False (the response answered) when the request has no body.
+bool portIpHasBody(_FAL_RSP_T* rsp, const _FAL_REQ_T* req)
+{
+    if (!req->body)
+        svcAnswer(rsp, FAL_BAD_REQUEST, "Null request received");
+    return req->body != nullptr;
+}
+
+// The first "@ruleId"; false (the response answered) when it is missing.
+bool portIpRuleId(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, int& ruleId)
+{
+    if (!svcRuleIdFirstWins(req, ruleId)) {
+        svcAnswer(rsp, FAL_BAD_REQUEST, "Invalid ruleId received");
+        return false;
+    }
+    Logger::print(LOG_TYPE_PROGRESS, SVC_LOG, "ruleId = %d\n", ruleId);
+    return true;
+}
+
+// Locks "portIpFiltering" and takes its rules; false (the response answered) when either fails.
+bool portIpRules(_FAL_RSP_T* rsp, SvcLock& lock, SvcTree& rules)
+{
+    svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, "Failed to load database");
+    if (!lock)
+        return false;
+    rules = svcArray(lock.get(), "rules");
+    if (!rules)
+        svcAnswer(rsp, FAL_DB_ERROR, "Something wrong in database");
+    return rules != nullptr;
+}
+
+}  // namespace
+
+_FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringList(_FAL_REQ_T* req)
+{
+    return svcReadObject(req, API_TYPE_SERVICE, 153,
+                         {"ServicePortIpFilteringList", "portIpFiltering", FAL_DB_ERROR, "Failed to load database",
+                          SVC_TRACE_NONE, SVC_NO_OBJECT, NO_RESPONSE_PORTIP});
+}
+
+_FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringPatch(_FAL_REQ_T* req)
+{
+    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 157, false, NO_RESPONSE_PORTIP);
+    if (!rsp)
+        return nullptr;
+    if (!portIpHasBody(rsp, req))
+        return rsp;
+    SvcTree rule(req->body->clone(nullptr));
+    const char* address = req->body->get<const char*>("ipAddress");
+    int ruleId = 0;
+    if (!portIpRuleId(rsp, req, ruleId))
+        return rsp;
+    SvcLock lock(API_TYPE_SERVICE, "portIpFiltering", req->requester);
+    SvcTree rules;
+    if (!portIpRules(rsp, lock, rules))
+        return rsp;
+    int index = findPortIpRule(rules.get(), ruleId);
+    if (index < 0) {
+        Logger::print(LOG_TYPE_INFO, SVC_LOG, "No rule ID matched\n");
+        svcAnswer(rsp, FAL_BAD_REQUEST, "No rule ID matched");
+        return rsp;
+    }
+    rule->set("id", ruleId);
+    rules->setArrayItem(unsigned(index), rule.get());
+    if (!lock.save()) {
+        svcAnswer(rsp, FAL_FAILED, "Database is failed to update");
+        return rsp;
+    }
+    Logger::print(LOG_TYPE_TRACE, SVC_LOG, "Database is updated\n");
+    svcAnswer(rsp, FAL_OK, "Database is updated");
+    svcDisconnectAddress(address, rule->get<bool>("active"), req->requester, PORTIP_DEPENDENCIES);
+    return rsp;
+}
+
+_FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringCreate(_FAL_REQ_T* req)
+{
+    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 159, false, NO_RESPONSE_PORTIP);
+    if (!rsp)
+        return nullptr;
+    if (!portIpHasBody(rsp, req))
+        return rsp;
+    SvcTree rule(req->body->clone(nullptr));
+    const char* address = req->body->get<const char*>("ipAddress");
+    bool active = rule->get<bool>("active");
+    SvcLock lock(API_TYPE_SERVICE, "portIpFiltering", req->requester);
+    SvcTree rules;
+    if (!portIpRules(rsp, lock, rules))
+        return rsp;
+    int id = svcLargestIdPlusOne(rules.get(), true);
+    rule->set("id", id);
+    rules->addArrayItem(rule.get());
+    if (lock.save()) {
+        Logger::print(LOG_TYPE_TRACE, SVC_LOG, "Database is updated\n");
+        svcAnswer(rsp, FAL_CREATED, "New rule is created");
+        rsp->data = svcIdObject(id);
+    } else {
+        svcAnswer(rsp, FAL_FAILED, "Database is not updated");
+    }
+    // The devices are updated whether or not the rule was saved.
+    svcDisconnectAddress(address, active, req->requester, PORTIP_DEPENDENCIES);
+    return rsp;
+}
+
+_FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringDeleteOne(_FAL_REQ_T* req)
+{
+    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 161, false, NO_RESPONSE_PORTIP);
+    if (!rsp)
+        return nullptr;
+    int ruleId = 0;
+    if (!portIpRuleId(rsp, req, ruleId))
+        return rsp;
+    SvcLock lock(API_TYPE_SERVICE, "portIpFiltering", req->requester);
+    SvcTree rules;
+    if (!portIpRules(rsp, lock, rules))
+        return rsp;
+    int index = findPortIpRule(rules.get(), ruleId);
+    if (index < 0) {
+        Logger::print(LOG_TYPE_INFO, SVC_LOG, "No rule ID matched\n");
+        svcAnswer(rsp, FAL_DELETED, "No rule ID matched");
+        return rsp;
+    }
+    rules->delArrayItem(unsigned(index));
+    if (!lock.save()) {
+        Logger::print(LOG_TYPE_ERROR, SVC_LOG, "Database is failed to update\n");
+        svcAnswer(rsp, FAL_FAILED, "Database is failed to update");
+        return rsp;
+    }
+    Logger::print(LOG_TYPE_PROGRESS, SVC_LOG, "Record %d is deleted\n", ruleId);
+    svcAnswer(rsp, FAL_DELETED, "Database is updated");
+    return rsp;
+}
+
+_FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringDeleteAll(_FAL_REQ_T* req)
+{
+    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 163, false, NO_RESPONSE_PORTIP);
+    if (!rsp)
+        return nullptr;
+    SvcLock lock(API_TYPE_SERVICE, "portIpFiltering", req->requester);
+    SvcTree rules;
+    if (!portIpRules(rsp, lock, rules))
+        return rsp;
+    rules->clearArrayItems();
+    if (!lock.save()) {
+        Logger::print(LOG_TYPE_ERROR, SVC_LOG, "Database is failed to update\n");
+        svcAnswer(rsp, FAL_FAILED, "Database is failed to update");
+        return rsp;
+    }
+    Logger::print(LOG_TYPE_PROGRESS, SVC_LOG, "Database for port IP filtering is cleared\n");
+    svcAnswer(rsp, FAL_OK, "Database for port IP filtering is cleared");
+    return rsp;
+}
+
+_FAL_RSP_T* FalServiceLdb::ServicePortIpfilteringActive(_FAL_REQ_T* req)
+{
+    return svcProbeLock(req, apiType, 165);
+}

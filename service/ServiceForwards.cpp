@@ -1,0 +1,149 @@
+// Port forwarding and port triggering rule lists. Both take the rule id from the last "@ruleId",
+// give new ids with handleFindNewArrayItemId and refuse a create on a full list.
+#include "service/FalServiceLdb.h"
+#include "service/ServiceHelpers.h"
+
+namespace {
+
+// Replaces the entry with the rule id by the body (keeping the entry's id). With `activeOnly`
+// set, a body without "serviceType" changes only the entry's "active". Not found: 4.
+_FAL_RSP_T* patchLastWins(_FAL_REQ_T* req, const char* fn, const char* key, unsigned msgId, bool activeOnly)
+{
+    if (!req || !req->body) {
+        Logger::print(LOG_TYPE_ERROR, SVC_LOG, "%s", SVC_NULL_REQUEST);
+        return nullptr;
+    }
+    SvcTrace trace(fn);
+    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, msgId, false);
+    if (!rsp)
+        return nullptr;
+    SvcLock lock(API_TYPE_SERVICE, key, req->requester);
+    svcLockOrAnswer(lock, rsp, FAL_FAILED);
+    if (!lock)
+        return rsp;
+    int ruleId = svcRuleIdLastWins(req);
+    SvcTree rules = svcArray(lock.get(), "rules");
+    int index = handleFindArrayItemById(rules.get(), "id", ruleId);
+    if (index < 0) {
+        Logger::print(LOG_TYPE_ERROR, SVC_LOG, "Cannot find the request id\n");
+        svcAnswer(rsp, FAL_FAILED);
+        return rsp;
+    }
+    SvcTree stored(rules->at(unsigned(index)));
+    SvcTree serviceType(req->body->get("serviceType"));
+    if (activeOnly && !serviceType) {
+        stored->set("active", req->body->get<bool>("active"));
+    } else {
+        SvcTree rule(req->body->clone(nullptr));
+        rule->set("id", stored->get<int>("id"));
+        rules->setArrayItem(unsigned(index), rule.get());
+    }
+    svcAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
+    return rsp;
+}
+
+// Appends a copy of the body with a fresh id while the list holds fewer than "maxRules" entries:
+// 1 with the id, or 4 without data.
+_FAL_RSP_T* createLimited(_FAL_REQ_T* req, const char* fn, const char* key, unsigned msgId)
+{
+    if (!req || !req->body)
+        return nullptr;
+    SvcTrace trace(fn);
+    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, msgId, true);
+    if (!rsp)
+        return nullptr;
+    SvcLock lock(API_TYPE_SERVICE, key, req->requester);
+    svcLockOrAnswer(lock, rsp, FAL_FAILED);
+    if (!lock)
+        return rsp;
+    SvcTree rules = svcArray(lock.get(), "rules");
+    if (!rules) {
+        svcAnswer(rsp, FAL_DB_ERROR);
+        svcDropData(rsp);
+        return rsp;
+    }
+    svcAppendWithinLimit(rsp, lock, rules.get(), req->body, nullptr);
+    return rsp;
+}
+
+}  // namespace
+
+// ---- Port forwarding --------------------------------------------------------------------------
+
+_FAL_RSP_T* FalServiceLdb::ServicePortforwardingList(_FAL_REQ_T* req)
+{
+    return svcReadObject(req, API_TYPE_SERVICE, 37,
+                         {"ServicePortforwardingList", "portForwarding", FAL_FAILED, nullptr, SVC_TRACE_NAME_ENTER,
+                          SVC_NO_OBJECT, SVC_NO_RESPONSE_PLAIN});
+}
+
+_FAL_RSP_T* FalServiceLdb::ServicePortforwardingUpdate(_FAL_REQ_T*)
+{
+    return nullptr;
+}
+
+_FAL_RSP_T* FalServiceLdb::ServicePortforwardingPatch(_FAL_REQ_T* req)
+{
+    return patchLastWins(req, "ServicePortforwardingPatch", "portForwarding", SVC_REQUEST_ID_PLUS_ONE, true);
+}
+
+_FAL_RSP_T* FalServiceLdb::ServicePortforwardingCreate(_FAL_REQ_T* req)
+{
+    return createLimited(req, "ServicePortforwardingCreate", "portForwarding", SVC_REQUEST_ID_PLUS_ONE);
+}
+
+_FAL_RSP_T* FalServiceLdb::ServicePortforwardingDeleteOne(_FAL_REQ_T* req)
+{
+    return svcDeleteOneFirstWins(req, "ServicePortforwardingDeleteOne", "portForwarding", 45,
+                                 {"failed to get database", "failed to get rules", "%s: rule is null at %d\n",
+                                  "failed to find ruleId", SVC_TRACE_NONE, SVC_NO_RESPONSE});
+}
+
+_FAL_RSP_T* FalServiceLdb::ServicePortforwardingDeleteAll(_FAL_REQ_T* req)
+{
+    return svcEmptyList(req, "ServicePortforwardingDeleteAll", "portForwarding", "rules", 47, FAL_FAILED, nullptr);
+}
+
+_FAL_RSP_T* FalServiceLdb::ServicePortforwardingActive(_FAL_REQ_T* req)
+{
+    return svcSetActive(req, "ServicePortforwardingActive", "portForwarding", SVC_REQUEST_ID_PLUS_ONE, true);
+}
+
+// ---- Port triggering --------------------------------------------------------------------------
+
+_FAL_RSP_T* FalServiceLdb::ServicePorttriggeringList(_FAL_REQ_T* req)
+{
+    return svcReadObject(req, API_TYPE_SERVICE, 51,
+                         {"ServicePorttriggeringList", "portTriggering", FAL_FAILED, nullptr, SVC_TRACE_NAME_ENTER,
+                          SVC_NO_OBJECT, SVC_NO_RESPONSE_PLAIN});
+}
+
+_FAL_RSP_T* FalServiceLdb::ServicePorttriggeringUpdate(_FAL_REQ_T*)
+{
+    return nullptr;
+}
+
+_FAL_RSP_T* FalServiceLdb::ServicePorttriggeringPatch(_FAL_REQ_T* req)
+{
+    return patchLastWins(req, "ServicePorttriggeringPatch", "portTriggering", 55, false);
+}
+
+_FAL_RSP_T* FalServiceLdb::ServicePorttriggeringCreate(_FAL_REQ_T* req)
+{
+    return createLimited(req, "ServicePorttriggeringCreate", "portTriggering", 57);
+}
+
+_FAL_RSP_T* FalServiceLdb::ServicePorttriggeringDeleteOne(_FAL_REQ_T* req)
+{
+    return svcDeleteOnePositional(req, "ServicePorttriggeringDeleteOne", "portTriggering", "rules", 59);
+}
+
+_FAL_RSP_T* FalServiceLdb::ServicePorttriggeringDeleteAll(_FAL_REQ_T* req)
+{
+    return svcEmptyList(req, "ServicePorttriggeringDeleteAll", "portTriggering", "rules", 61, FAL_FAILED, nullptr);
+}
+
+_FAL_RSP_T* FalServiceLdb::ServicePorttriggeringActive(_FAL_REQ_T* req)
+{
+    return svcSetActive(req, "ServicePorttriggeringActive", "portTriggering", 63, true);
+}

@@ -1,0 +1,314 @@
+#include "service/ServiceHelpers.h"
+
+#include <cstdlib>
+#include <cstring>
+
+#include "frame/BeHelpers.h"
+#include "frame/FalResponse.h"
+#include "service/FalServiceLdb.h"
+
+const char* const SVC_NO_RESPONSE = "Cannot create response due to some memory issue!\n";
+const char* const SVC_NO_RESPONSE_PLAIN = "Cannot create response due to some memory issue\n";
+const char* const SVC_NO_OBJECT = "No object found in txt Repo!\n";
+const char* const SVC_NO_OBJECT_PLAIN = "No object found in txt repo\n";
+const char* const SVC_NULL_REQUEST = "Received NULL request or no request body in case it is needed\n";
+
+SvcTrace::SvcTrace(const char* fn, SvcTraceStyle style) : fn_(fn), style_(style)
+{
+    if (style_ == SVC_TRACE_ENTER_NAME)
+        Logger::print(LOG_TYPE_TRACE, SVC_LOG, "Enter %s\n", fn_);
+    else if (style_ == SVC_TRACE_NAME_ENTER)
+        Logger::print(LOG_TYPE_TRACE, SVC_LOG, "%s Enter\n", fn_);
+}
+
+SvcTrace::~SvcTrace()
+{
+    if (style_ == SVC_TRACE_ENTER_NAME)
+        Logger::print(LOG_TYPE_TRACE, SVC_LOG, "Exit %s\n", fn_);
+    else if (style_ == SVC_TRACE_NAME_ENTER)
+        Logger::print(LOG_TYPE_TRACE, SVC_LOG, "%s Exit\n", fn_);
+}
+
+_FAL_RSP_T* svcResponse(const _FAL_REQ_T* req, unsigned apiType, unsigned msgId, bool withData, const char* failLog)
+{
+    if (!req)
+        return nullptr;
+    _FAL_RSP_T* rsp = newFalResponse(apiType, msgId == SVC_REQUEST_ID_PLUS_ONE ? req->msgId + 1 : msgId, withData);
+    if (!rsp)
+        Logger::print(LOG_TYPE_ERROR, SVC_LOG, "%s", failLog);
+    return rsp;
+}
+
+void svcAnswer(_FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message)
+{
+    rsp->status = status;
+    if (message)
+        rsp->message = message;
+}
+
+void svcDropData(_FAL_RSP_T* rsp)
+{
+    delete rsp->data;
+    rsp->data = nullptr;
+}
+
+bool svcLacksBody(_FAL_RSP_T* rsp, const _FAL_REQ_T* req)
+{
+    if (req->body)
+        return false;
+    svcAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
+    return true;
+}
+
+SvcLock::SvcLock(unsigned apiType, const char* key, const char* requester)
+    : apiType_(apiType), requester_(requester), obj_(LocalDbCtrl::lockDbObject(apiType, key, requester))
+{
+}
+
+SvcLock::~SvcLock()
+{
+    delete obj_;
+    LocalDbCtrl::unlockDbObject(apiType_, requester_);
+}
+
+bool SvcLock::save()
+{
+    return LocalDbCtrl::saveDbObject(apiType_, requester_) == 0;
+}
+
+void svcLockOrAnswer(SvcLock& lock, _FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message, const char* failLog)
+{
+    if (lock)
+        return;
+    if (failLog)
+        Logger::print(LOG_TYPE_ERROR, SVC_LOG, "%s", failLog);
+    svcAnswer(rsp, status, message);
+}
+
+SvcTree svcArray(TreeMapObject* obj, const char* member)
+{
+    SvcTree list(obj ? obj->get(member) : nullptr);
+    if (list && !list->isArray())
+        list.reset();
+    return list;
+}
+
+TreeMapObject* svcIdObject(int id)
+{
+    TreeMapObject* obj = new TreeMapObject(false);
+    obj->set("id", id);
+    return obj;
+}
+
+int svcRuleIdLastWins(const _FAL_REQ_T* req)
+{
+    int id = 0;
+    for (const auto& param : req->params)
+        if (param.first == "@ruleId")
+            id = atoi(param.second.c_str());
+    return id;
+}
+
+bool svcRuleIdFirstWins(const _FAL_REQ_T* req, int& id)
+{
+    char* text = BE_PairVal2(req->params, "@ruleId");
+    id = text ? BE_StrTo<int>(text) : 0;
+    bool present = text != nullptr;
+    delete[] text;
+    return present;
+}
+
+int svcRuleIdPositional(const _FAL_REQ_T* req)
+{
+    return req->params.empty() ? 0 : atoi(req->params.front().second.c_str());
+}
+
+int svcLargestIdPlusOne(TreeMapObject* list, bool integerIdsOnly)
+{
+    int next = 0;
+    for (unsigned i = 0; i < list->len(); ++i) {
+        SvcTree entry(list->at(i));
+        if (svcIsNull(entry.get()))
+            continue;
+        int id = 0;
+        if (integerIdsOnly ? entry->get_ex<int>("id", id) : (id = entry->get<int>("id"), true)) {
+            if (id + 1 > next)
+                next = id + 1;
+        }
+    }
+    return next;
+}
+
+int svcFindRule(TreeMapObject* list, int id, const char* fn, const char* nullLog)
+{
+    for (unsigned i = 0; i < list->len(); ++i) {
+        SvcTree entry(list->at(i));
+        if (svcIsNull(entry.get())) {
+            if (nullLog)
+                Logger::print(LOG_TYPE_INFO, SVC_LOG, nullLog, fn, i);
+            continue;
+        }
+        if (entry->get<int>("id") == id)
+            return int(i);
+    }
+    return -1;
+}
+
+void svcCopyPresent(TreeMapObject* to, TreeMapObject* from, std::initializer_list<const char*> paths)
+{
+    for (const char* path : paths) {
+        SvcTree value(from->get(path));
+        if (value)
+            to->set(path, value.get());
+    }
+}
+
+_FAL_RSP_T* svcReadObject(const _FAL_REQ_T* req, unsigned rspApiType, unsigned msgId, const SvcRead& how)
+{
+    SvcTrace trace(how.fn, how.trace);
+    _FAL_RSP_T* rsp = svcResponse(req, rspApiType, msgId, false, how.noResponseLog ? how.noResponseLog : SVC_NO_RESPONSE);
+    if (!rsp)
+        return nullptr;
+    SvcLock lock(API_TYPE_SERVICE, how.key, req->requester);
+    svcLockOrAnswer(lock, rsp, how.failStatus, how.failMessage, how.failLog);
+    if (lock)
+        rsp->data = lock->clone(nullptr);
+    return rsp;
+}
+
+_FAL_RSP_T* svcProbeLock(const _FAL_REQ_T* req, unsigned apiType, unsigned msgId)
+{
+    _FAL_RSP_T* rsp = svcResponse(req, apiType, msgId, false);
+    if (!rsp)
+        return nullptr;
+    SvcLock lock(API_TYPE_SERVICE, "", "default");
+    svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, "failed to get database", nullptr);
+    return rsp;
+}
+
+bool svcAppendWithinLimit(_FAL_RSP_T* rsp, SvcLock& lock, TreeMapObject* rules, TreeMapObject* body,
+                          const char* saveFailLog)
+{
+    svcAnswer(rsp, FAL_FAILED);
+    if (lock->get<int>("maxRules") <= int(rules->len())) {
+        Logger::print(LOG_TYPE_ERROR, SVC_LOG, "rules list is full\n");
+        svcDropData(rsp);
+        return false;
+    }
+    int id = handleFindNewArrayItemId(rules, "id");
+    SvcTree rule(body->clone(nullptr));
+    rule->set("id", id);
+    rules->addArrayItem(rule.get());
+    if (!lock.save()) {
+        if (saveFailLog)
+            Logger::print(LOG_TYPE_ERROR, SVC_LOG, "%s", saveFailLog);
+        svcDropData(rsp);
+        return false;
+    }
+    svcAnswer(rsp, FAL_CREATED);
+    rsp->data->set("id", id);
+    return true;
+}
+
+_FAL_RSP_T* svcEmptyList(const _FAL_REQ_T* req, const char* fn, const char* key, const char* member, unsigned msgId,
+                         FAL_STATUS_T failStatus, const char* failMessage)
+{
+    SvcTrace trace(fn);
+    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, msgId, false);
+    if (!rsp)
+        return nullptr;
+    SvcLock lock(API_TYPE_SERVICE, key, req->requester);
+    svcLockOrAnswer(lock, rsp, failStatus, failMessage);
+    if (!lock)
+        return rsp;
+    SvcTree empty(new TreeMapObject(true));
+    lock->set(member, empty.get());
+    svcAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
+    return rsp;
+}
+
+_FAL_RSP_T* svcSetActive(const _FAL_REQ_T* req, const char* fn, const char* key, unsigned msgId, bool nullWithoutBody)
+{
+    if (nullWithoutBody && (!req || !req->body))
+        return nullptr;
+    SvcTrace trace(fn);
+    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, msgId, false);
+    if (!rsp || svcLacksBody(rsp, req))
+        return rsp;
+    SvcLock lock(API_TYPE_SERVICE, key, req->requester);
+    svcLockOrAnswer(lock, rsp, FAL_FAILED);
+    if (!lock)
+        return rsp;
+    lock->set("active", req->body->get<bool>("active"));
+    svcAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
+    return rsp;
+}
+
+_FAL_RSP_T* svcDeleteOnePositional(const _FAL_REQ_T* req, const char* fn, const char* key, const char* member,
+                                   unsigned msgId)
+{
+    SvcTrace trace(fn);
+    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, msgId, false);
+    if (!rsp)
+        return nullptr;
+    int ruleId = svcRuleIdPositional(req);
+    SvcLock lock(API_TYPE_SERVICE, key, req->requester);
+    svcLockOrAnswer(lock, rsp, FAL_FAILED);
+    if (!lock)
+        return rsp;
+    SvcTree list = svcArray(lock.get(), member);
+    if (!list) {
+        svcAnswer(rsp, FAL_DB_ERROR);
+        return rsp;
+    }
+    int index = svcFindRule(list.get(), ruleId);
+    if (index >= 0)
+        list->delArrayItem(unsigned(index));
+    svcAnswer(rsp, lock.save() ? FAL_DELETED : FAL_FAILED);
+    return rsp;
+}
+
+_FAL_RSP_T* svcDeleteOneFirstWins(const _FAL_REQ_T* req, const char* fn, const char* key, unsigned msgId,
+                                  const SvcDeleteOneTexts& texts)
+{
+    SvcTrace trace(fn, texts.trace);
+    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, msgId, false, texts.noResponseLog);
+    if (!rsp)
+        return nullptr;
+    svcAnswer(rsp, FAL_DELETED, "Record Deleted");
+    int ruleId = 0;
+    svcRuleIdFirstWins(req, ruleId);
+    SvcLock lock(API_TYPE_SERVICE, key, req->requester);
+    svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, texts.lockFailed);
+    if (!lock)
+        return rsp;
+    SvcTree rules = svcArray(lock.get(), "rules");
+    if (!rules) {
+        svcAnswer(rsp, FAL_DB_ERROR, texts.noRules);
+        return rsp;
+    }
+    int index = svcFindRule(rules.get(), ruleId, fn, texts.nullEntryLog);
+    if (index < 0) {
+        svcAnswer(rsp, FAL_NOT_FOUND, texts.notFound);
+        return rsp;
+    }
+    rules->delArrayItem(unsigned(index));
+    if (!lock.save())
+        svcAnswer(rsp, FAL_DB_ERROR, "failed to save database");
+    return rsp;
+}
+
+void svcDisconnectAddress(const char* address, bool active, const char* requester, const char* saveFailLog)
+{
+    SvcLock devices(API_TYPE_GATEWAY, "connectedDevices", requester);
+    for (unsigned i = 0; devices && i < devices->len(); ++i) {
+        SvcTree device(devices->at(i));
+        if (svcIsNull(device.get()))
+            continue;
+        const char* ip = device->get<const char*>("ipAddress");
+        if (ip && address && strcmp(ip, address) == 0 && active)
+            device->set("connected", false);
+    }
+    if (!devices.save())
+        Logger::print(LOG_TYPE_ERROR, SVC_LOG, "%s", saveFailLog);
+}

@@ -1,0 +1,179 @@
+// Steps shared by the service operations.
+#pragma once
+
+#include <ctime>
+#include <initializer_list>
+#include <memory>
+#include <string>
+
+#include "frame/FalTypes.h"
+#include "host/LocalDbCtrl.h"
+#include "host/Logger.h"
+#include "host/TreeMapObject.h"
+
+constexpr LOG_GROUP_T SVC_LOG = LOG_GROUP_SERVICE;
+
+// An owned tree handle.
+using SvcTree = std::unique_ptr<TreeMapObject>;
+
+// Logged when a response cannot be made.
+extern const char* const SVC_NO_RESPONSE;        // "Cannot create response due to some memory issue!\n"
+extern const char* const SVC_NO_RESPONSE_PLAIN;  // the same without "!"
+// Logged when a lock fails.
+extern const char* const SVC_NO_OBJECT;          // "No object found in txt Repo!\n"
+extern const char* const SVC_NO_OBJECT_PLAIN;    // "No object found in txt repo\n"
+// Logged when a request needed for the operation is missing.
+extern const char* const SVC_NULL_REQUEST;       // "Received NULL request or no request body ...\n"
+
+// Entry and exit traces of an operation, at type 0.
+enum SvcTraceStyle {
+    SVC_TRACE_NONE,
+    SVC_TRACE_ENTER_NAME,  // "Enter %s\n" / "Exit %s\n"
+    SVC_TRACE_NAME_ENTER,  // "%s Enter\n" / "%s Exit\n"
+};
+
+// Logs the entry at construction and the exit when the operation's scope ends.
+class SvcTrace {
+public:
+    explicit SvcTrace(const char* fn, SvcTraceStyle style = SVC_TRACE_ENTER_NAME);
+    ~SvcTrace();
+    SvcTrace(const SvcTrace&) = delete;
+    SvcTrace& operator=(const SvcTrace&) = delete;
+
+private:
+    const char* fn_;
+    SvcTraceStyle style_;
+};
+
+// Response id of the operations that answer with their request's id + 1.
+constexpr unsigned SVC_REQUEST_ID_PLUS_ONE = 0;
+
+// A new response for the request (null for a null request); when it cannot be made, logs
+// `failLog` at type 3 and yields null.
+_FAL_RSP_T* svcResponse(const _FAL_REQ_T* req, unsigned apiType, unsigned msgId, bool withData,
+                        const char* failLog = SVC_NO_RESPONSE);
+
+// Sets the status, and the message when one is given.
+void svcAnswer(_FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message = nullptr);
+// Removes the response's data.
+void svcDropData(_FAL_RSP_T* rsp);
+// Answers 10 "Bad request" and yields true when the request has no body.
+bool svcLacksBody(_FAL_RSP_T* rsp, const _FAL_REQ_T* req);
+
+// One lock of a service (or gateway) object as the request's requester: the handle is deleted and
+// the lock released when the guard goes out of scope, also after a failed lock.
+class SvcLock {
+public:
+    SvcLock(unsigned apiType, const char* key, const char* requester);
+    ~SvcLock();
+    SvcLock(const SvcLock&) = delete;
+    SvcLock& operator=(const SvcLock&) = delete;
+
+    explicit operator bool() const { return obj_ != nullptr; }
+    TreeMapObject* operator->() const { return obj_; }
+    TreeMapObject* get() const { return obj_; }
+    // Saves the document; true when saved.
+    bool save();
+
+private:
+    unsigned apiType_;
+    const char* requester_;
+    TreeMapObject* obj_;
+};
+
+// Locks a service object; on failure logs `failLog` (type 3, when given) and answers the status
+// and message. The caller tests the guard.
+void svcLockOrAnswer(SvcLock& lock, _FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message = nullptr,
+                     const char* failLog = SVC_NO_OBJECT);
+
+// The array member of an object, or null when it is missing or not an array.
+SvcTree svcArray(TreeMapObject* obj, const char* member);
+
+// A new object holding "id".
+TreeMapObject* svcIdObject(int id);
+
+// Rule id of the request: every "@ruleId" through atoi, the last one counting (none: 0).
+int svcRuleIdLastWins(const _FAL_REQ_T* req);
+// Rule id of the request: the first "@ruleId" (BE_PairVal2, BE_StrTo<int>); false when it is
+// missing or empty (id then 0).
+bool svcRuleIdFirstWins(const _FAL_REQ_T* req, int& id);
+// Rule id of the request: the value of its first parameter, whatever its name (none: 0).
+int svcRuleIdPositional(const _FAL_REQ_T* req);
+
+// Largest "id" among the entries + 1 (0 for an empty list). With integerIdsOnly, entries whose
+// "id" is not an integer are skipped; otherwise they count as id 0.
+int svcLargestIdPlusOne(TreeMapObject* list, bool integerIdsOnly = false);
+
+// Index of the first entry whose "id" is `id`, or -1. Null entries are skipped; when `nullLog`
+// is given, each is logged at type 1 with `fn` and its index.
+int svcFindRule(TreeMapObject* list, int id, const char* fn = nullptr, const char* nullLog = nullptr);
+
+// Whether the handle is missing or holds JSON null.
+inline bool svcIsNull(TreeMapObject* entry)
+{
+    return !entry || entry->isNull();
+}
+
+// Stores in `to` a copy of each member of `from` named by a path, where `from` has it.
+void svcCopyPresent(TreeMapObject* to, TreeMapObject* from, std::initializer_list<const char*> paths);
+
+// The read of a whole service object: status 0 and a copy of it as data; a failed lock answers
+// `failStatus` with `failMessage` (when given) after logging `failLog`.
+struct SvcRead {
+    const char* fn;
+    const char* key;
+    FAL_STATUS_T failStatus;
+    const char* failMessage;
+    SvcTraceStyle trace;
+    const char* failLog;
+    const char* noResponseLog;
+};
+_FAL_RSP_T* svcReadObject(const _FAL_REQ_T* req, unsigned rspApiType, unsigned msgId, const SvcRead& how);
+
+// Locks the whole service document as "default" and releases it again: 8 "failed to get
+// database" when it cannot be locked, else 0.
+_FAL_RSP_T* svcProbeLock(const _FAL_REQ_T* req, unsigned apiType, unsigned msgId);
+
+// The create of the lists with a limit: appends a copy of the body with an id from
+// handleFindNewArrayItemId while `rules` holds fewer entries than the object's "maxRules", and
+// saves. Yields true with status 1 and "id" in the data; otherwise answers 4 and drops the data
+// (a full list is logged, a failed save logged with `saveFailLog` when given).
+bool svcAppendWithinLimit(_FAL_RSP_T* rsp, SvcLock& lock, TreeMapObject* rules, TreeMapObject* body,
+                          const char* saveFailLog);
+
+// Whole-list operations shared by the rule lists. Each locks the list object `key`; a failed lock
+// answers `failStatus` (with `failMessage` when given).
+
+// Replaces the list member with a new empty array and saves: 0, or 4 when the save failed.
+_FAL_RSP_T* svcEmptyList(const _FAL_REQ_T* req, const char* fn, const char* key, const char* member, unsigned msgId,
+                         FAL_STATUS_T failStatus, const char* failMessage);
+// Sets the object's "active" to the body's and saves: 0, or 4 when the save failed; a failed lock
+// answers 4. A request without a body gets no response with `nullWithoutBody`, else 10.
+_FAL_RSP_T* svcSetActive(const _FAL_REQ_T* req, const char* fn, const char* key, unsigned msgId, bool nullWithoutBody);
+// Removes the first entry whose "id" is the positional rule id and saves, found or not: 3, or 4
+// when the save failed; a failed lock answers 4, a missing list 8.
+_FAL_RSP_T* svcDeleteOnePositional(const _FAL_REQ_T* req, const char* fn, const char* key, const char* member,
+                                   unsigned msgId);
+
+// The messages of a DeleteOne that takes the first "@ruleId" (missing: 0) and starts as
+// 3 "Record Deleted".
+struct SvcDeleteOneTexts {
+    const char* lockFailed;    // 8
+    const char* noRules;       // 8
+    const char* nullEntryLog;  // type 1, with the operation's name and the index
+    const char* notFound;      // 9
+    SvcTraceStyle trace;
+    const char* noResponseLog;
+};
+// Removes the first entry of "rules" with the rule id and saves (a failed save answers 8
+// "failed to save database").
+_FAL_RSP_T* svcDeleteOneFirstWins(const _FAL_REQ_T* req, const char* fn, const char* key, unsigned msgId,
+                                  const SvcDeleteOneTexts& texts);
+
+// The address pass over the gateway's connected devices: when `active`, every device whose
+// "ipAddress" equals `address` is marked disconnected. The gateway document is saved (a failure
+// is logged with `saveFailLog`) and released.
+void svcDisconnectAddress(const char* address, bool active, const char* requester, const char* saveFailLog);
+
+// Name of the log snapshot written at `when`: "www/files/log/syslog." + DDMMYY (UTC) + ".log".
+std::string serviceLogFileName(time_t when);

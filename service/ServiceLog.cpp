@@ -1,0 +1,165 @@
+// System log (settings, snapshot file, clear) and network diagnostics. Diagnostics run no tool:
+// they mark the test as requested and answer stored or fixed results.
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <ctime>
+#include <string>
+
+#include "host/JsonData.h"
+#include "service/FalServiceLdb.h"
+#include "service/ServiceHelpers.h"
+
+namespace {
+
+const char* const LOG_DIRECTORY = "www/files/log";
+
+// Creates the directory and its parents (as "mkdir -p" does); failures are not reported.
+void makeDirectories(const std::string& path)
+{
+    for (size_t slash = path.find('/'); slash != std::string::npos; slash = path.find('/', slash + 1))
+        mkdir(path.substr(0, slash).c_str(), 0755);
+    mkdir(path.c_str(), 0755);
+}
+
+}  // namespace
+
+std::string serviceLogFileName(time_t when)
+{
+    struct tm utc;
+    gmtime_r(&when, &utc);
+    char year[16];
+    snprintf(year, sizeof year, "%d", utc.tm_year + 1900);
+    std::string yy(year);
+    yy = yy.size() > 2 ? yy.substr(yy.size() - 2) : yy;
+    char date[48];
+    snprintf(date, sizeof date, "%02d%02d%s", utc.tm_mday, utc.tm_mon + 1, yy.c_str());
+    return std::string(LOG_DIRECTORY) + "/syslog." + date + ".log";
+}
+
+// ---- System log -------------------------------------------------------------------------------
+
+_FAL_RSP_T* FalServiceLdb::ServiceLogGet(_FAL_REQ_T* req)
+{
+    _FAL_RSP_T* rsp = svcResponse(req, apiType, 111, true);
+    if (!rsp)
+        return nullptr;
+    SvcLock lock(API_TYPE_SERVICE, "log", req->requester);
+    svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, "cannot load database");
+    if (!lock)
+        return rsp;
+    svcDropData(rsp);
+    rsp->data = lock->clone(nullptr);
+    return rsp;
+}
+
+_FAL_RSP_T* FalServiceLdb::ServiceLogChange(_FAL_REQ_T* req)
+{
+    SvcTrace trace("ServiceLogChange");
+    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 113, false);
+    if (!rsp || svcLacksBody(rsp, req))
+        return rsp;
+    SvcLock lock(API_TYPE_SERVICE, "log", req->requester);
+    svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, nullptr, "Cannot get object from log file.\n");
+    if (!lock)
+        return rsp;
+    // Only settings the stored object already has are changed.
+    for (const char* member : {"type", "minLevel", "class"}) {
+        SvcTree stored(lock->get(member));
+        SvcTree given(req->body->get(member));
+        if (stored && given)
+            lock->set(member, given.get());
+    }
+    svcAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
+    return rsp;
+}
+
+_FAL_RSP_T* FalServiceLdb::ServiceLogSave(_FAL_REQ_T* req)
+{
+    SvcTrace trace("ServiceLogSave");
+    _FAL_RSP_T* rsp = svcResponse(req, apiType, 111, false);
+    if (!rsp)
+        return nullptr;
+    SvcTree reply(new TreeMapObject(false));
+    makeDirectories(LOG_DIRECTORY);
+    std::string file = serviceLogFileName(time(nullptr));
+    {
+        SvcLock log(API_TYPE_SERVICE, "log.log", req->requester);
+        if (log)
+            JsonData::saveObjectToFile(file.c_str(), log.get());
+    }
+    // The reply names the file as the web server serves it, without "www".
+    reply->set("path", file.c_str() + 3);
+    rsp->data = reply.release();
+    return rsp;
+}
+
+_FAL_RSP_T* FalServiceLdb::ServiceLogClear(_FAL_REQ_T* req)
+{
+    SvcTrace trace("ServiceLogClear");
+    return svcProbeLock(req, apiType, 169);
+}
+
+// ---- Diagnostics ------------------------------------------------------------------------------
+
+_FAL_RSP_T* FalServiceLdb::ServiceDiagnosticsPing(_FAL_REQ_T* req)
+{
+    _FAL_RSP_T* rsp = svcResponse(req, apiType, 117, false);
+    if (!rsp || svcLacksBody(rsp, req))
+        return rsp;
+    SvcLock lock(API_TYPE_SERVICE, "diagnostics", req->requester);
+    svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, "failed to load database");
+    if (!lock)
+        return rsp;
+    SvcTree ping(lock->get("ping"));
+    if (!ping) {
+        svcAnswer(rsp, FAL_DB_ERROR, "failed to get ping data");
+        return rsp;
+    }
+    // Every ping succeeds as often as it was asked to.
+    ping->set("status", "Requested");
+    ping->set("IpAddressUsed", req->body->get<const char*>("target"));
+    ping->set("successCount", req->body->get<int>("count"));
+    ping->set("failureCount", 0);
+    ping->set("msg.[0]", "xxx xxx xxx");
+    ping->set("msg.[1]", "bbb bbb bbb");
+    rsp->data = ping->clone(nullptr);
+    if (!lock.save()) {
+        svcAnswer(rsp, FAL_DB_ERROR, "failed to save database");
+        return rsp;
+    }
+    svcAnswer(rsp, FAL_OK);
+    rsp->data->dump("");
+    return rsp;
+}
+
+_FAL_RSP_T* FalServiceLdb::ServiceDiagnosticsTraceroute(_FAL_REQ_T* req)
+{
+    SvcTrace trace("ServiceDiagnosticsTraceroute");
+    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 119, false);
+    if (!rsp || svcLacksBody(rsp, req))
+        return rsp;
+    SvcLock lock(API_TYPE_SERVICE, "diagnostics", req->requester);
+    svcLockOrAnswer(lock, rsp, FAL_FAILED);
+    if (!lock)
+        return rsp;
+    // The target and the maximum TTL are not used: no route is traced.
+    lock->set("traceRoute.status", "Requested");
+    rsp->data = lock->clone("traceRoute");
+    svcAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
+    return rsp;
+}
+
+_FAL_RSP_T* FalServiceLdb::ServiceDiagnosticsRoutehops(_FAL_REQ_T* req)
+{
+    SvcTrace trace("ServiceDiagnosticsRoutehops");
+    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 121, false);
+    if (!rsp)
+        return nullptr;
+    SvcLock lock(API_TYPE_SERVICE, "diagnostics", req->requester);
+    svcLockOrAnswer(lock, rsp, FAL_FAILED);
+    if (lock)
+        rsp->data = lock->clone("routeHops");
+    return rsp;
+}

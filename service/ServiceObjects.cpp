@@ -1,0 +1,201 @@
+// Single service objects: dynamic DNS, DMZ, RIP, UPnP with its port mappings, application-level
+// gateways and network options. Updates copy chosen members of the body into the stored object.
+#include "service/FalServiceLdb.h"
+#include "service/ServiceHelpers.h"
+
+namespace {
+
+// The read of a single object: a failed lock answers 4.
+_FAL_RSP_T* readSingle(_FAL_REQ_T* req, const char* fn, const char* key, unsigned msgId)
+{
+    return svcReadObject(req, API_TYPE_SERVICE, msgId,
+                         {fn, key, FAL_FAILED, nullptr, SVC_TRACE_ENTER_NAME, SVC_NO_OBJECT, SVC_NO_RESPONSE});
+}
+
+// The DDNS and DMZ reads trace and log in the other style.
+_FAL_RSP_T* readSingleNameFirst(_FAL_REQ_T* req, const char* fn, const char* key)
+{
+    return svcReadObject(req, API_TYPE_SERVICE, SVC_REQUEST_ID_PLUS_ONE,
+                         {fn, key, FAL_FAILED, nullptr, SVC_TRACE_NAME_ENTER, SVC_NO_OBJECT_PLAIN,
+                          SVC_NO_RESPONSE_PLAIN});
+}
+
+// Copies the members present in the body into the object and saves: 0, or 4 when the save
+// failed; a failed lock answers 4.
+_FAL_RSP_T* copyMembers(_FAL_REQ_T* req, const char* fn, const char* key, unsigned msgId,
+                        std::initializer_list<const char*> members)
+{
+    SvcTrace trace(fn);
+    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, msgId, false);
+    if (!rsp || svcLacksBody(rsp, req))
+        return rsp;
+    SvcLock lock(API_TYPE_SERVICE, key, req->requester);
+    svcLockOrAnswer(lock, rsp, FAL_FAILED);
+    if (!lock)
+        return rsp;
+    svcCopyPresent(lock.get(), req->body, members);
+    svcAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
+    return rsp;
+}
+
+}  // namespace
+
+// ---- DDNS -------------------------------------------------------------------------------------
+
+_FAL_RSP_T* FalServiceLdb::ServiceDdnsGet(_FAL_REQ_T* req)
+{
+    return readSingleNameFirst(req, "ServiceDdnsGet", "ddns");
+}
+
+_FAL_RSP_T* FalServiceLdb::ServiceDdnsUpdate(_FAL_REQ_T* req)
+{
+    SvcTrace trace("ServiceDdnsUpdate");
+    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 67, false);
+    if (!rsp || svcLacksBody(rsp, req))
+        return rsp;
+    SvcLock lock(API_TYPE_SERVICE, "ddns", req->requester);
+    svcLockOrAnswer(lock, rsp, FAL_DB_ERROR);
+    if (!lock)
+        return rsp;
+    lock->set("active", req->body->get<bool>("active"));
+    svcCopyPresent(lock.get(), req->body,
+                   {"configuration.currentProvider", "configuration.username", "configuration.password",
+                    "configuration.hostname", "configuration.token"});
+    rsp->data = lock->clone("result");
+    svcAnswer(rsp, rsp->data ? FAL_OK : FAL_FAILED);
+    lock.save();
+    return rsp;
+}
+
+// ---- DMZ --------------------------------------------------------------------------------------
+
+_FAL_RSP_T* FalServiceLdb::ServiceDmzGet(_FAL_REQ_T* req)
+{
+    return readSingleNameFirst(req, "ServiceDmzGet", "dmz");
+}
+
+_FAL_RSP_T* FalServiceLdb::ServiceDmzUpdate(_FAL_REQ_T* req)
+{
+    SvcTrace trace("ServiceDmzUpdate");
+    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 85, false);
+    if (!rsp || svcLacksBody(rsp, req))
+        return rsp;
+    SvcLock lock(API_TYPE_SERVICE, "dmz", req->requester);
+    svcLockOrAnswer(lock, rsp, FAL_FAILED);
+    if (!lock)
+        return rsp;
+    lock->set("active", req->body->get<bool>("active"));
+    lock->set("destination", req->body->get<const char*>("destination"));
+    svcAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
+    return rsp;
+}
+
+// ---- RIP --------------------------------------------------------------------------------------
+
+_FAL_RSP_T* FalServiceLdb::ServiceRipGet(_FAL_REQ_T* req)
+{
+    return readSingle(req, "ServiceRipGet", "rip", 87);
+}
+
+_FAL_RSP_T* FalServiceLdb::ServiceRipUpdate(_FAL_REQ_T* req)
+{
+    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 89, false);
+    if (!rsp || svcLacksBody(rsp, req))
+        return rsp;
+    SvcLock document(API_TYPE_SERVICE, "", req->requester);
+    svcLockOrAnswer(document, rsp, FAL_DB_ERROR, "failed to load database");
+    if (!document)
+        return rsp;
+    document->set("rip", req->body);
+    if (!document.save())
+        svcAnswer(rsp, FAL_DB_ERROR, "failed to save database");
+    return rsp;
+}
+
+// ---- UPnP -------------------------------------------------------------------------------------
+
+_FAL_RSP_T* FalServiceLdb::ServiceUpnpGet(_FAL_REQ_T* req)
+{
+    return readSingle(req, "ServiceUpnpGet", "upnp", 105);
+}
+
+_FAL_RSP_T* FalServiceLdb::ServiceUpnpUpdate(_FAL_REQ_T* req)
+{
+    const char* fn = "ServiceUpnpUpdate";
+    SvcTrace trace(fn);
+    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 107, false);
+    if (!rsp || svcLacksBody(rsp, req))
+        return rsp;
+    SvcLock upnp(API_TYPE_SERVICE, "upnp", req->requester);
+    svcLockOrAnswer(upnp, rsp, FAL_FAILED);
+    if (!upnp)
+        return rsp;
+    bool active = req->body->get<bool>("active");
+    svcCopyPresent(upnp.get(), req->body, {"active", "interval", "ttl"});
+    if (!upnp.save()) {
+        svcAnswer(rsp, FAL_FAILED);
+        return rsp;
+    }
+    svcAnswer(rsp, FAL_OK);
+    // Switching UPnP off drops its port mappings.
+    SvcLock mappings(API_TYPE_SERVICE, "upnpPortmapping", req->requester);
+    if (!mappings) {
+        Logger::print(LOG_TYPE_ERROR, SVC_LOG, "%s: Cannot get port mapping from database\n", fn);
+        return rsp;
+    }
+    if (!active) {
+        Logger::print(LOG_TYPE_TRACE, SVC_LOG, "%s: Found port mapping entries, clearing\n", fn);
+        mappings->clearArrayItems();
+    }
+    mappings.save();
+    return rsp;
+}
+
+_FAL_RSP_T* FalServiceLdb::ServiceUpnpPortmappingGet(_FAL_REQ_T* req)
+{
+    return readSingle(req, "ServiceUpnpPortmappingGet", "upnpPortmapping", 109);
+}
+
+// ---- Application-level gateways ---------------------------------------------------------------
+
+_FAL_RSP_T* FalServiceLdb::ServiceAlgGet(_FAL_REQ_T* req)
+{
+    return readSingle(req, "ServiceAlgGet", "alg", 123);
+}
+
+_FAL_RSP_T* FalServiceLdb::ServiceAlgUpdate(_FAL_REQ_T* req)
+{
+    SvcTrace trace("ServiceAlgUpdate");
+    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 125, false);
+    if (!rsp || svcLacksBody(rsp, req))
+        return rsp;
+    SvcLock gateways(API_TYPE_SERVICE, "alg", req->requester);
+    svcLockOrAnswer(gateways, rsp, FAL_FAILED);
+    if (!gateways)
+        return rsp;
+    // Matched entries are replaced whole but keep their stored name; unknown ids are dropped.
+    for (unsigned i = 0; i < req->body->len(); ++i) {
+        SvcTree entry(req->body->at(i));
+        int index = handleFindArrayItemById(gateways.get(), "id", entry->get<int>("id"));
+        if (index < 0)
+            continue;
+        SvcTree stored(gateways->at(unsigned(index)));
+        entry->set("displayName", stored->get<const char*>("displayName"));
+        gateways->setArrayItem(unsigned(index), entry.get());
+    }
+    svcAnswer(rsp, gateways.save() ? FAL_OK : FAL_FAILED);
+    return rsp;
+}
+
+// ---- Network options --------------------------------------------------------------------------
+
+_FAL_RSP_T* FalServiceLdb::ServiceNetworkOptionGet(_FAL_REQ_T* req)
+{
+    return readSingle(req, "ServiceNetworkOptionGet", "networkOption", 149);
+}
+
+_FAL_RSP_T* FalServiceLdb::ServiceNetworkOptionUpdate(_FAL_REQ_T* req)
+{
+    return copyMembers(req, "ServiceNetworkOptionUpdate", "networkOption", 151,
+                       {"wanBlocking", "ipsecPassthrough", "pptpPassthrough", "multicast", "remoteAccess"});
+}

@@ -1,0 +1,340 @@
+// Wake-on-LAN, static routes, reserved addresses and MAC pass-through. These lists take the rule
+// id positionally (first parameter) and give new ids as the largest id + 1.
+#include <unistd.h>
+
+#include "service/FalServiceLdb.h"
+#include "service/ServiceHelpers.h"
+
+// ---- Wake-on-LAN ------------------------------------------------------------------------------
+
+_FAL_RSP_T* FalServiceLdb::ServiceWolList(_FAL_REQ_T* req)
+{
+    return svcReadObject(req, API_TYPE_SERVICE, SVC_REQUEST_ID_PLUS_ONE,
+                         {"ServiceWolList", "wol", FAL_FAILED, nullptr, SVC_TRACE_NAME_ENTER, SVC_NO_OBJECT,
+                          SVC_NO_RESPONSE_PLAIN});
+}
+
+_FAL_RSP_T* FalServiceLdb::ServiceWolUpdate(_FAL_REQ_T* req)
+{
+    SvcTrace trace("ServiceWolUpdate");
+    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 71, true);
+    if (!rsp || svcLacksBody(rsp, req))
+        return rsp;
+    SvcLock lock(API_TYPE_SERVICE, "wol", req->requester);
+    svcLockOrAnswer(lock, rsp, FAL_DB_ERROR);
+    if (!lock)
+        return rsp;
+    SvcTree stored(lock->get("rules"));
+    if (stored && !stored->isArray()) {
+        svcAnswer(rsp, FAL_DB_ERROR);
+        return rsp;
+    }
+    lock->set("active", req->body->get<bool>("active"));
+    SvcTree created(new TreeMapObject(true));
+    SvcTree updated(new TreeMapObject(true));
+    SvcTree given(req->body->get("rules"));
+    if (stored && given) {
+        // Only the entries stored before the update count as found: given entries that share a
+        // new id are all appended.
+        unsigned storedCount = stored->len();
+        for (unsigned i = 0; i < given->len(); ++i) {
+            SvcTree entry(given->at(i));
+            int index = handleFindArrayItemById(stored.get(), "id", entry->get<int>("id"));
+            if (index >= 0 && unsigned(index) < storedCount) {
+                stored->setArrayItem(unsigned(index), entry.get());
+                updated->addArrayItem(entry.get());
+            } else {
+                // A new entry keeps the id it was given.
+                stored->addArrayItem(entry.get());
+                created->addArrayItem(entry.get());
+            }
+        }
+    } else if (!stored) {
+        lock->set("rules", given.get());
+        for (unsigned i = 0; given && i < given->len(); ++i) {
+            SvcTree entry(given->at(i));
+            created->addArrayItem(entry.get());
+        }
+    }
+    if (!lock.save()) {
+        svcAnswer(rsp, FAL_FAILED);
+        svcDropData(rsp);
+        return rsp;
+    }
+    svcAnswer(rsp, FAL_OK);
+    rsp->data->set("created", created.get());
+    rsp->data->set("updated", updated.get());
+    return rsp;
+}
+
+_FAL_RSP_T* FalServiceLdb::ServiceWolCreate(_FAL_REQ_T* req)
+{
+    SvcTrace trace("ServiceWolCreate");
+    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 73, true);
+    if (!rsp || svcLacksBody(rsp, req))
+        return rsp;
+    SvcLock lock(API_TYPE_SERVICE, "wol", req->requester);
+    svcLockOrAnswer(lock, rsp, FAL_FAILED);
+    if (!lock)
+        return rsp;
+    SvcTree rules = svcArray(lock.get(), "rules");
+    if (!rules) {
+        Logger::print(LOG_TYPE_ERROR, SVC_LOG, "list of rules does not exist\n");
+        svcAnswer(rsp, FAL_FAILED);
+        svcDropData(rsp);
+        return rsp;
+    }
+    int id = svcLargestIdPlusOne(rules.get());
+    SvcTree rule(req->body->clone(nullptr));
+    rule->set("id", id);
+    rules->addArrayItem(rule.get());
+    if (!lock.save()) {
+        svcAnswer(rsp, FAL_FAILED);
+        return rsp;
+    }
+    svcAnswer(rsp, FAL_CREATED);
+    rsp->data->set("id", id);
+    return rsp;
+}
+
+_FAL_RSP_T* FalServiceLdb::ServiceWolDeleteOne(_FAL_REQ_T* req)
+{
+    return svcDeleteOnePositional(req, "ServiceWolDeleteOne", "wol", "rules", 75);
+}
+
+_FAL_RSP_T* FalServiceLdb::ServiceWolDeleteAll(_FAL_REQ_T* req)
+{
+    return svcEmptyList(req, "ServiceWolDeleteAll", "wol", "rules", 77, FAL_FAILED, nullptr);
+}
+
+_FAL_RSP_T* FalServiceLdb::ServiceWolWakeon(_FAL_REQ_T* req)
+{
+    SvcTrace trace("ServiceWolWakeon");
+    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 79, false);
+    if (!rsp)
+        return nullptr;
+    sleep(3);
+    return rsp;
+}
+
+_FAL_RSP_T* FalServiceLdb::ServiceWolActive(_FAL_REQ_T* req)
+{
+    return svcSetActive(req, "ServiceWolActive", "wol", 81, false);
+}
+
+// ---- Static routes ----------------------------------------------------------------------------
+
+namespace {
+
+// A route entry: the id and, in this order, "active", "destinationIP", "subnet", "gateway".
+// With `typed`, "active", "destinationIP" and "subnet" are always written from the body's typed
+// reads; otherwise each member is copied only when the body has it.
+SvcTree routeEntry(int id, TreeMapObject* body, bool typed)
+{
+    SvcTree entry(new TreeMapObject(false));
+    entry->set("id", id);
+    if (typed) {
+        entry->set("active", body->get<bool>("active"));
+        entry->set("destinationIP", body->get<const char*>("destinationIP"));
+        entry->set("subnet", body->get<const char*>("subnet"));
+        svcCopyPresent(entry.get(), body, {"gateway"});
+    } else {
+        svcCopyPresent(entry.get(), body, {"active", "destinationIP", "subnet", "gateway"});
+    }
+    return entry;
+}
+
+}  // namespace
+
+_FAL_RSP_T* FalServiceLdb::ServiceStaticrouteList(_FAL_REQ_T* req)
+{
+    return svcReadObject(req, API_TYPE_SERVICE, 91,
+                         {"ServiceStaticrouteList", "staticRoute", FAL_FAILED, nullptr, SVC_TRACE_ENTER_NAME,
+                          SVC_NO_OBJECT, SVC_NO_RESPONSE});
+}
+
+_FAL_RSP_T* FalServiceLdb::ServiceStaticrouteUpdate(_FAL_REQ_T*)
+{
+    return nullptr;
+}
+
+_FAL_RSP_T* FalServiceLdb::ServiceStaticroutePatch(_FAL_REQ_T* req)
+{
+    SvcTrace trace("ServiceStaticroutePatch");
+    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 95, false);
+    if (!rsp || svcLacksBody(rsp, req))
+        return rsp;
+    SvcLock lock(API_TYPE_SERVICE, "staticRoute", req->requester);
+    svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, "No object found in txt Repo!");
+    if (!lock)
+        return rsp;
+    int ruleId = svcRuleIdPositional(req);
+    SvcTree list = svcArray(lock.get(), "list");
+    if (!list) {
+        svcAnswer(rsp, FAL_DB_ERROR);
+        return rsp;
+    }
+    int index = svcFindRule(list.get(), ruleId);
+    if (index < 0) {
+        svcAnswer(rsp, FAL_FAILED);
+        return rsp;
+    }
+    SvcTree entry = routeEntry(ruleId, req->body, true);
+    list->setArrayItem(unsigned(index), entry.get());
+    svcAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
+    return rsp;
+}
+
+_FAL_RSP_T* FalServiceLdb::ServiceStaticrouteCreate(_FAL_REQ_T* req)
+{
+    SvcTrace trace("ServiceStaticrouteCreate");
+    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 97, false);
+    if (!rsp || svcLacksBody(rsp, req))
+        return rsp;
+    SvcLock lock(API_TYPE_SERVICE, "staticRoute", req->requester);
+    svcLockOrAnswer(lock, rsp, FAL_FAILED);
+    if (!lock)
+        return rsp;
+    SvcTree list = svcArray(lock.get(), "list");
+    if (!list) {
+        svcAnswer(rsp, FAL_DB_ERROR);
+        return rsp;
+    }
+    int id = svcLargestIdPlusOne(list.get());
+    SvcTree entry = routeEntry(id, req->body, false);
+    list->addArrayItem(entry.get());
+    rsp->data = svcIdObject(id);
+    svcAnswer(rsp, lock.save() ? FAL_CREATED : FAL_FAILED);
+    return rsp;
+}
+
+_FAL_RSP_T* FalServiceLdb::ServiceStaticrouteDeleteOne(_FAL_REQ_T* req)
+{
+    return svcDeleteOnePositional(req, "ServiceStaticrouteDeleteOne", "staticRoute", "list", 99);
+}
+
+_FAL_RSP_T* FalServiceLdb::ServiceStaticrouteDeleteAll(_FAL_REQ_T* req)
+{
+    return svcEmptyList(req, "ServiceStaticrouteDeleteAll", "staticRoute", "list", 101, FAL_FAILED, nullptr);
+}
+
+_FAL_RSP_T* FalServiceLdb::ServiceStaticrouteActive(_FAL_REQ_T* req)
+{
+    return svcSetActive(req, "ServiceStaticrouteActive", "staticRoute", 103, false);
+}
+
+// ---- Reserved addresses -----------------------------------------------------------------------
+
+_FAL_RSP_T* FalServiceLdb::ServiceReservedipList(_FAL_REQ_T* req)
+{
+    return svcReadObject(req, API_TYPE_SERVICE, 135,
+                         {"ServiceReservedipList", "reservedIp", FAL_FAILED, nullptr, SVC_TRACE_ENTER_NAME,
+                          SVC_NO_OBJECT, SVC_NO_RESPONSE});
+}
+
+_FAL_RSP_T* FalServiceLdb::ServiceReservedipUpdate(_FAL_REQ_T*)
+{
+    return nullptr;
+}
+
+_FAL_RSP_T* FalServiceLdb::ServiceReservedipPatch(_FAL_REQ_T* req)
+{
+    SvcTrace trace("ServiceReservedipPatch");
+    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 139, false);
+    if (!rsp || svcLacksBody(rsp, req))
+        return rsp;
+    SvcLock lock(API_TYPE_SERVICE, "reservedIp", req->requester);
+    svcLockOrAnswer(lock, rsp, FAL_FAILED);
+    if (!lock)
+        return rsp;
+    int ruleId = svcRuleIdPositional(req);
+    SvcTree rules = svcArray(lock.get(), "rules");
+    int index = rules ? svcFindRule(rules.get(), ruleId) : -1;
+    if (index < 0) {
+        svcAnswer(rsp, FAL_FAILED);
+        return rsp;
+    }
+    // The request's own body becomes the entry.
+    req->body->set("id", ruleId);
+    rules->setArrayItem(unsigned(index), req->body);
+    svcAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
+    return rsp;
+}
+
+_FAL_RSP_T* FalServiceLdb::ServiceReservedipCreate(_FAL_REQ_T* req)
+{
+    SvcTrace trace("ServiceReservedipCreate");
+    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 141, false);
+    if (!rsp)
+        return nullptr;
+    if (!req->body) {
+        svcAnswer(rsp, FAL_BAD_REQUEST, "Invalid request");
+        return rsp;
+    }
+    SvcLock lock(API_TYPE_SERVICE, "reservedIp", req->requester);
+    svcLockOrAnswer(lock, rsp, FAL_DB_ERROR);
+    if (!lock)
+        return rsp;
+    SvcTree rules = svcArray(lock.get(), "rules");
+    if (!rules) {
+        Logger::print(LOG_TYPE_ERROR, SVC_LOG, "Database error occurred\n");
+        svcAnswer(rsp, FAL_DB_ERROR, "Database error occurred");
+        return rsp;
+    }
+    int id = svcLargestIdPlusOne(rules.get());
+    SvcTree rule(req->body->get("rule"));
+    if (!rule) {
+        svcAnswer(rsp, FAL_FAILED);
+        return rsp;
+    }
+    SvcTree entry(new TreeMapObject(false));
+    entry->set("id", id);
+    svcCopyPresent(entry.get(), rule.get(), {"macAddress", "ipAddress", "deviceId"});
+    rules->addArrayItem(entry.get());
+    svcAnswer(rsp, lock.save() ? FAL_CREATED : FAL_FAILED);
+    rsp->data = svcIdObject(id);
+    return rsp;
+}
+
+_FAL_RSP_T* FalServiceLdb::ServiceReservedipDeleteOne(_FAL_REQ_T* req)
+{
+    return svcDeleteOnePositional(req, "ServiceReservedipDeleteOne", "reservedIp", "rules", 143);
+}
+
+_FAL_RSP_T* FalServiceLdb::ServiceReservedipDeleteAll(_FAL_REQ_T* req)
+{
+    return svcEmptyList(req, "ServiceReservedipDeleteAll", "reservedIp", "rules", 145, FAL_FAILED, nullptr);
+}
+
+_FAL_RSP_T* FalServiceLdb::ServiceReservedipActive(_FAL_REQ_T* req)
+{
+    return svcSetActive(req, "ServiceReservedipActive", "reservedIp", 147, false);
+}
+
+// ---- MAC pass-through: every operation answers the stored object and changes nothing ----------
+
+namespace {
+
+_FAL_RSP_T* macPassthroughObject(_FAL_REQ_T* req, const char* fn, unsigned msgId)
+{
+    return svcReadObject(req, API_TYPE_SERVICE, msgId,
+                         {fn, "macPassthrough", FAL_DB_ERROR, "Failed to load database", SVC_TRACE_NONE, SVC_NO_OBJECT,
+                          SVC_NO_RESPONSE});
+}
+
+}  // namespace
+
+_FAL_RSP_T* FalServiceLdb::ServiceMacpassthroughList(_FAL_REQ_T* req)
+{
+    return macPassthroughObject(req, "ServiceMacpassthroughList", 127);
+}
+
+_FAL_RSP_T* FalServiceLdb::ServiceMacpassthroughDeleteOne(_FAL_REQ_T* req)
+{
+    return macPassthroughObject(req, "ServiceMacpassthroughDeleteOne", 131);
+}
+
+_FAL_RSP_T* FalServiceLdb::ServiceMacpassthroughDeleteAll(_FAL_REQ_T* req)
+{
+    return macPassthroughObject(req, "ServiceMacpassthroughDeleteAll", 133);
+}

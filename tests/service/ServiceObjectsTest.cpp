@@ -1,0 +1,141 @@
+// Single service objects, the system log and diagnostics.
+#include <unistd.h>
+
+#include <fstream>
+#include <sstream>
+
+#include "service/ServiceFixture.h"
+#include "service/ServiceHelpers.h"
+
+TEST_F(ServiceTest, ServiceSingleObjectsTable)
+{
+    const char* ddns = R"({"active":false,"configuration":{"currentProvider":"a","username":"u"},"result":{"status":"ok"}})";
+    checkAll("ddns", {
+        {"ddns get", "ServiceDdnsGet", {}, nullptr, ddns, NO_FAULT, 0, nullptr, 65, ddns, nullptr},
+        {"ddns get, lock fails", "ServiceDdnsGet", {}, nullptr, ddns, FAIL_LOCK, 4, nullptr, 65, "null", nullptr},
+        {"ddns update copies configuration, answers result", "ServiceDdnsUpdate", {}, R"({"active":true,"configuration":{"username":"v","token":"t","other":1},"x":1})", ddns, NO_FAULT, 0, nullptr, 67,
+         R"({"status":"ok"})", R"({"active":true,"configuration":{"currentProvider":"a","username":"v","token":"t"},"result":{"status":"ok"}})"},
+        {"ddns update without result still saves", "ServiceDdnsUpdate", {}, R"({"active":true})", R"({"active":false})", NO_FAULT, 4, nullptr, 67, "null", R"({"active":true})"},
+        {"ddns update, lock fails", "ServiceDdnsUpdate", {}, R"({"active":true})", ddns, FAIL_LOCK, 8, nullptr, 67, "null", nullptr},
+    });
+    checkAll("dmz", {
+        {"dmz get", "ServiceDmzGet", {}, nullptr, R"({"active":false})", NO_FAULT, 0, nullptr, 83, R"({"active":false})", nullptr},
+        {"dmz update", "ServiceDmzUpdate", {}, R"({"active":true,"destination":"192.168.1.9","x":1})", R"({"active":false,"destination":"192.168.1.2"})", NO_FAULT, 0, nullptr, 85, "null",
+         R"({"active":true,"destination":"192.168.1.9"})"},
+        {"dmz update, save fails", "ServiceDmzUpdate", {}, R"({"active":true})", R"({"active":false})", FAIL_SAVE, 4, nullptr, 85, "null", nullptr},
+        {"dmz update without body", "ServiceDmzUpdate", {}, nullptr, R"({"active":false})", NO_FAULT, 10, "Bad request", 85, "null", nullptr},
+    });
+    checkAll("rip", {
+        {"rip get", "ServiceRipGet", {}, nullptr, R"({"version":2})", NO_FAULT, 0, nullptr, 87, R"({"version":2})", nullptr},
+        {"rip update replaces the object", "ServiceRipUpdate", {}, R"({"active":true})", R"({"version":2,"active":false})", NO_FAULT, 0, nullptr, 89, "null", R"({"active":true})"},
+        {"rip update, save fails", "ServiceRipUpdate", {}, R"({"active":true})", R"({"version":2})", FAIL_SAVE, 8, "failed to save database", 89, "null", nullptr},
+        {"rip update, lock fails", "ServiceRipUpdate", {}, R"({"active":true})", R"({"version":2})", FAIL_LOCK, 8, "failed to load database", 89, "null", nullptr},
+    });
+    const char* alg = R"([{"id":0,"displayName":"FTP","active":true},{"id":1,"displayName":"SIP","active":true}])";
+    checkAll("alg", {
+        {"alg get", "ServiceAlgGet", {}, nullptr, alg, NO_FAULT, 0, nullptr, 123, alg, nullptr},
+        {"alg update keeps names and drops unknown ids", "ServiceAlgUpdate", {}, R"([{"id":1,"displayName":"X","active":false},{"id":9,"displayName":"Y"}])", alg, NO_FAULT, 0, nullptr, 125, "null",
+         R"([{"id":0,"displayName":"FTP","active":true},{"id":1,"displayName":"SIP","active":false}])"},
+        {"alg update, lock fails", "ServiceAlgUpdate", {}, "[]", alg, FAIL_LOCK, 4, nullptr, 125, "null", nullptr},
+    });
+    const char* options = R"({"wanBlocking":true,"multicast":false})";
+    checkAll("networkOption", {
+        {"network options get", "ServiceNetworkOptionGet", {}, nullptr, options, NO_FAULT, 0, nullptr, 149, options, nullptr},
+        {"network options update with an empty body", "ServiceNetworkOptionUpdate", {}, "{}", options, NO_FAULT, 0, nullptr, 151, "null", nullptr},
+        {"network options update copies known members", "ServiceNetworkOptionUpdate", {}, R"({"multicast":true,"remoteAccess":"yes","x":1})", options, NO_FAULT, 0, nullptr, 151, "null",
+         R"({"wanBlocking":true,"multicast":true,"remoteAccess":"yes"})"},
+    });
+}
+
+TEST_F(ServiceTest, ServiceUpnpOffEmptiesPortMappings)
+{
+    const char* doc = R"({"upnp":{"active":true,"interval":30},"upnpPortmapping":[{"port":1},{"port":2}]})";
+    seed(API_TYPE_SERVICE, doc);
+    SvcRsp on = call("ServiceUpnpUpdate", {}, R"({"active":true,"ttl":4})");
+    EXPECT_EQ(on->status, 0u);
+    EXPECT_EQ(on->msgId, 107u);
+    EXPECT_EQ(onDisk(API_TYPE_SERVICE), canon(R"({"upnp":{"active":true,"interval":30,"ttl":4},"upnpPortmapping":[{"port":1},{"port":2}]})"));
+
+    SvcRsp off = call("ServiceUpnpUpdate", {}, R"({"active":false})");
+    EXPECT_EQ(off->status, 0u);
+    EXPECT_EQ(onDisk(API_TYPE_SERVICE), canon(R"({"upnp":{"active":false,"interval":30,"ttl":4},"upnpPortmapping":[]})"));
+
+    seed(API_TYPE_SERVICE, doc);
+    LocalDbCtrl::failNextSaves(API_TYPE_SERVICE, 1);
+    SvcRsp failed = call("ServiceUpnpUpdate", {}, R"({"active":false})");
+    EXPECT_EQ(failed->status, 4u);
+    EXPECT_EQ(onDisk(API_TYPE_SERVICE), canon(doc));
+}
+
+TEST_F(ServiceTest, ServiceLogSettings)
+{
+    const char* log = R"({"log":{"type":"local","minLevel":"info","log":[{"m":"boot"}]}})";
+    seed(API_TYPE_SERVICE, log);
+    SvcRsp got = call("ServiceLogGet");
+    EXPECT_EQ(got->msgId, 111u);
+    EXPECT_EQ(json(got->data), canon(R"({"type":"local","minLevel":"info","log":[{"m":"boot"}]})"));
+
+    SvcRsp changed = call("ServiceLogChange", {}, R"({"type":"remote","class":"all"})");
+    EXPECT_EQ(changed->status, 0u);
+    EXPECT_EQ(changed->msgId, 113u);
+    EXPECT_EQ(onDisk(API_TYPE_SERVICE), canon(R"({"log":{"type":"remote","minLevel":"info","log":[{"m":"boot"}]}})"));
+
+    SvcRsp cleared = call("ServiceLogClear");
+    EXPECT_EQ(cleared->status, 0u);
+    EXPECT_EQ(cleared->msgId, 169u);
+    EXPECT_EQ(onDisk(API_TYPE_SERVICE), canon(R"({"log":{"type":"remote","minLevel":"info","log":[{"m":"boot"}]}})"));
+
+    LocalDbCtrl::failNextLocks(API_TYPE_SERVICE, 1);
+    SvcRsp failed = call("ServiceLogGet");
+    EXPECT_EQ(failed->status, 8u);
+    EXPECT_STREQ(failed->message, "cannot load database");
+    EXPECT_EQ(json(failed->data), "{}");
+}
+
+TEST_F(ServiceTest, ServiceLogSaveWritesTheSnapshot)
+{
+    // 5 January 2027, UTC.
+    EXPECT_EQ(serviceLogFileName(1799150400), "www/files/log/syslog.050127.log");
+
+    char cwd[4096];
+    ASSERT_NE(getcwd(cwd, sizeof cwd), nullptr);
+    ASSERT_EQ(chdir(root_.c_str()), 0);
+    seed(API_TYPE_SERVICE, R"({"log":{"type":"local","log":[{"m":"boot"}]}})");
+    SvcRsp saved = call("ServiceLogSave");
+    std::string file = serviceLogFileName(time(nullptr));
+    std::ifstream in(file);
+    std::stringstream text;
+    text << in.rdbuf();
+    EXPECT_EQ(chdir(cwd), 0);
+    ASSERT_NE(saved, nullptr);
+    EXPECT_EQ(saved->msgId, 111u);
+    ASSERT_NE(saved->data, nullptr);
+    EXPECT_EQ(std::string(saved->data->get<const char*>("path")), file.substr(3));
+    EXPECT_EQ(canon(text.str()), canon(R"([{"m":"boot"}])"));
+}
+
+TEST_F(ServiceTest, ServiceDiagnostics)
+{
+    seed(API_TYPE_SERVICE, R"({"diagnostics":{"ping":{"status":"None","msg":[]},"traceRoute":{"status":"None","hops":[1]},"routeHops":[{"hop":1}]}})");
+    SvcRsp ping = call("ServiceDiagnosticsPing", {}, R"({"target":"8.8.8.8","count":4})");
+    EXPECT_EQ(ping->msgId, 117u);
+    EXPECT_EQ(json(ping->data), canon(R"({"status":"Requested","msg":["xxx xxx xxx","bbb bbb bbb"],"IpAddressUsed":"8.8.8.8","successCount":4,"failureCount":0})"));
+
+    SvcRsp noCount = call("ServiceDiagnosticsPing", {}, R"({"target":"1.1.1.1"})");
+    EXPECT_EQ(noCount->data->get<int>("successCount"), 0);
+
+    SvcRsp trace = call("ServiceDiagnosticsTraceroute", {}, R"({"target":"x","maxTTL":3})");
+    EXPECT_EQ(trace->msgId, 119u);
+    EXPECT_EQ(json(trace->data), canon(R"({"status":"Requested","hops":[1]})"));
+
+    SvcRsp hops = call("ServiceDiagnosticsRoutehops");
+    EXPECT_EQ(hops->msgId, 121u);
+    EXPECT_EQ(json(hops->data), canon(R"([{"hop":1}])"));
+
+    seed(API_TYPE_SERVICE, R"({"diagnostics":{}})");
+    SvcRsp missing = call("ServiceDiagnosticsPing", {}, R"({"count":1})");
+    EXPECT_EQ(missing->status, 8u);
+    EXPECT_STREQ(missing->message, "failed to get ping data");
+    SvcRsp noBody = call("ServiceDiagnosticsPing");
+    EXPECT_EQ(noBody->status, 10u);
+}
