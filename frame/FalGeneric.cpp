@@ -30,7 +30,11 @@ _FAL_RSP_T* falGeneralDbGet(unsigned apiType, LOG_GROUP_T group, _FAL_REQ_T* req
     return rsp;
 }
 
-_FAL_RSP_T* falGeneralDbUpdate(unsigned apiType, LOG_GROUP_T, _FAL_REQ_T* req, const char* key)
+namespace {
+
+// The whole-document write cycle: lock the document, change it, save, unlock.
+template <class Change>
+_FAL_RSP_T* changeWholeDocument(unsigned apiType, _FAL_REQ_T* req, Change change)
 {
     if (!req)
         return nullptr;
@@ -42,7 +46,7 @@ _FAL_RSP_T* falGeneralDbUpdate(unsigned apiType, LOG_GROUP_T, _FAL_REQ_T* req, c
         rsp->status = FAL_DB_ERROR;
         rsp->message = "fail to load database";
     } else {
-        doc->set(key, req->body);
+        change(doc);
         if (LocalDbCtrl::saveDbObject(apiType, req->requester) != 0) {
             rsp->status = FAL_DB_ERROR;
             rsp->message = "failed to save database";
@@ -53,27 +57,16 @@ _FAL_RSP_T* falGeneralDbUpdate(unsigned apiType, LOG_GROUP_T, _FAL_REQ_T* req, c
     return rsp;
 }
 
+}  // namespace
+
+_FAL_RSP_T* falGeneralDbUpdate(unsigned apiType, LOG_GROUP_T, _FAL_REQ_T* req, const char* key)
+{
+    return changeWholeDocument(apiType, req, [&](TreeMapObject* doc) { doc->set(key, req->body); });
+}
+
 _FAL_RSP_T* falGeneralDbDeleteAll(unsigned apiType, LOG_GROUP_T, _FAL_REQ_T* req, const char*)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, req->msgId + 1, false);
-    if (!rsp)
-        return nullptr;
-    TreeMapObject* doc = LocalDbCtrl::lockDbObject(apiType, "", req->requester);
-    if (!doc) {
-        rsp->status = FAL_DB_ERROR;
-        rsp->message = "fail to load database";
-    } else {
-        doc->clearArrayItems();
-        if (LocalDbCtrl::saveDbObject(apiType, req->requester) != 0) {
-            rsp->status = FAL_DB_ERROR;
-            rsp->message = "failed to save database";
-        }
-    }
-    delete doc;
-    LocalDbCtrl::unlockDbObject(apiType, req->requester);
-    return rsp;
+    return changeWholeDocument(apiType, req, [](TreeMapObject* doc) { doc->clearArrayItems(); });
 }
 
 _FAL_RSP_T* falDbObjectResponse(FAL_DB_OBJECT_FORM_T form, unsigned apiType, unsigned msgId,
