@@ -252,7 +252,7 @@ TEST_F(MediashareTest, FolderRefusalsStoreNothing)
         {"MediashareCustomfolderCreate", {}, tree, LOCK, FAL_DB_ERROR, "No object found in txt repo"},
         {"MediashareCustomfolderCreate", {}, tree, SAVE, FAL_FAILED, kFine},
         {"MediashareCustomfolderDelete", {}, R"({"path": "/x/y", "parent": "/x"})", NONE, FAL_OK, kFine},
-        {"MediashareCustomfolderDelete", {}, R"({"path": "/docs/y", "parent": "/docs"})", NONE, FAL_FAILED, kFine},
+        {"MediashareCustomfolderDelete", {}, R"({"path": "/docs/y", "parent": "/docs"})", NONE, FAL_OK, kFine},
         {"MediashareCustomfolderDelete", {}, nullptr, NONE, FAL_BAD_REQUEST, "A null message request received"},
         {"MediashareCustomfolderDelete", {}, tree, LOCK, FAL_DB_ERROR, "No object found in txt repo"},
         {"MediashareCustomfolderDelete", {}, R"({"path": "/docs", "parent": "/"})", SAVE, FAL_FAILED, kFine},
@@ -279,5 +279,10 @@ TEST_F(MediashareTest, FolderRefusalsStoreNothing)
         {"MediashareNetworkfolderUpdate", {{"@id", "5"}}, "{}", NONE, FAL_FAILED,
          "Cannot load child objects or memory issue"},
         {"MediashareNetworkfolderDeleteAll", {}, nullptr, NONE, FAL_OK, "Nothing to be deleted"},
+    });
+
+    // A parent without "children" at all has nothing to delete from.
+    expectRefusals(R"({"customFolder": {"children": [{"path": "/bare", "parent": "/"}]}})", {
+        {"MediashareCustomfolderDelete", {}, R"({"path": "/bare/x", "parent": "/bare"})", NONE, FAL_FAILED, kFine},
     });
 }
