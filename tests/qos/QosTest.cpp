@@ -104,6 +104,38 @@ TEST_F(QosTest, RuleChangeMovesTheRuleToTheEnd)
     EXPECT_EQ(indexes(0), "2,1");
 }
 
+TEST_F(QosTest, RulesOfClassesThatShareAType)
+{
+    // Two "high" classes: the first is full, and both hold a rule numbered 1.
+    const char* twoHigh = R"({"qos": {"active": true, "priority": [
+      {"type": "high", "maxRules": 1, "rules": [{"index": 1, "name": "a"}]},
+      {"type": "high", "maxRules": 8, "rules": [{"index": 1, "name": "b"}, {"index": 2, "name": "c"}]}]}})";
+    const FAL_PARAMS_T first = {{"@priorityType", "high"}, {"@index", "1"}};
+    struct Case {
+        const char* op;
+        FAL_PARAMS_T params;
+        const char* body;
+        unsigned status;
+        const char* message;
+        const char* priority;  // the classes' rules afterwards
+    } cases[] = {
+        // A create stops at the first class of its type, even when that one is full.
+        {"QosRulesCreate", {}, R"({"type": "high", "rule": {"name": "d"}})", FAL_DB_ERROR, "failed to create rule",
+         R"([[{"index": 1, "name": "a"}], [{"index": 1, "name": "b"}, {"index": 2, "name": "c"}]])"},
+        // A change and a delete go on through every class of the type.
+        {"QosRulesChange", first, R"({"rule": {"name": "n"}})", FAL_OK, "Rule Updated",
+         R"([[{"name": "n"}], [{"index": 2, "name": "c"}, {"name": "n"}]])"},
+        {"QosRulesDeleteOne", first, nullptr, FAL_DELETED, "Rule Deleted", R"([[], [{"index": 2, "name": "c"}]])"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.op);
+        seed(API_TYPE_QOS, twoHigh);
+        expectAnswer(call(c.op, c.params, c.body), c.status, c.message, c.op);
+        EXPECT_EQ("[" + stored("qos.priority.[0].rules") + "," + stored("qos.priority.[1].rules") + "]",
+                  canon(c.priority));
+    }
+}
+
 TEST_F(QosTest, RulesDeleteAllEmptiesEveryClass)
 {
     expectAnswer(call("QosRulesDeleteAll"), FAL_DELETED, "Rule Deleted", "QosRulesDeleteAll");
@@ -174,6 +206,8 @@ TEST_F(QosTest, RefusalsStoreNothing)
     EXPECT_TRUE(logged("Bad param request\n"));
     EXPECT_TRUE(logged("Received wrong request\n"));
     EXPECT_TRUE(logged("Save databse error\n"));
+    for (const auto& record : logs_)
+        EXPECT_EQ(record.group, LOG_GROUP_QOS) << record.text;
 }
 
 TEST_F(QosTest, RuleRepliesCarryDataOnlyOnSuccess)
