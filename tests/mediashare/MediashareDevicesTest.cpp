@@ -19,21 +19,34 @@ struct RemoveCase {
 
 }  // namespace
 
-TEST_F(MediashareTest, UsbAndPrinterGettersCopyTheirObjects)
+TEST_F(MediashareTest, GettersCopyTheirObjects)
 {
-    seed(API_TYPE_MEDIASHARE, kDevices);
-    OpRsp usb = call("MediashareUsbGet");
-    expectAnswer(usb, FAL_OK, kFine, replyTo("MediashareUsbGet"));
-    EXPECT_EQ(text(usb->data), stored("usb"));
-    OpRsp printer = call("MediasharePrinterGet");
-    expectAnswer(printer, FAL_OK, kFine, replyTo("MediasharePrinterGet"));
-    EXPECT_EQ(text(printer->data), stored("printer"));
+    const char* document = R"({"usb": {"usbs": [{"id": 1}]}, "printer": {"active": true, "printers": []},
+      "networkFolder": {"networkFolder": [{"id": 0, "status": "-"}]}, "ftp": {"active": true, "port": 21},
+      "samba": {"active": false}, "dlna": {"name": "media"}})";
+    const struct {
+        const char* op;
+        const char* key;
+    } getters[] = {{"MediashareUsbGet", "usb"},
+                   {"MediasharePrinterGet", "printer"},
+                   {"MediashareNetworkfolderGet", "networkFolder"},
+                   {"MediashareFtpGet", "ftp"},
+                   {"MediashareSambaGet", "samba"},
+                   {"MediashareDlnaGet", "dlna"}};
+    for (const auto& g : getters) {
+        SCOPED_TRACE(g.op);
+        seed(API_TYPE_MEDIASHARE, document);
+        OpRsp rsp = call(g.op);
+        expectAnswer(rsp, FAL_OK, kFine, g.op);
+        EXPECT_EQ(text(rsp->data), stored(g.key));
 
-    LocalDbCtrl::failNextLocks(API_TYPE_MEDIASHARE, 1);
-    OpRsp failed = call("MediashareUsbGet");
-    expectAnswer(failed, FAL_DB_ERROR, kFine, replyTo("MediashareUsbGet"));
-    EXPECT_EQ(failed->data, nullptr);
-    EXPECT_TRUE(logged("Found no object or database is being corrupted for path usb \n"));
+        // A failed lock keeps the message from creation and gives no data.
+        LocalDbCtrl::failNextLocks(API_TYPE_MEDIASHARE, 1);
+        OpRsp failed = call(g.op);
+        expectAnswer(failed, FAL_DB_ERROR, kFine, g.op);
+        EXPECT_EQ(failed->data, nullptr);
+        EXPECT_TRUE(logged(std::string("Found no object or database is being corrupted for path ") + g.key + " \n"));
+    }
 }
 
 TEST_F(MediashareTest, UsbRemoveMatchesIdAndNameTogether)

@@ -92,10 +92,6 @@ TEST_F(MediashareTest, NetworkFolderDeleteSwitchesOffTheServiceThatSharesIt)
 TEST_F(MediashareTest, NetworkFolderDeleteAllLeavesTheServicesOn)
 {
     seed(API_TYPE_MEDIASHARE, kFolders);
-    OpRsp get = call("MediashareNetworkfolderGet");
-    expectAnswer(get, FAL_OK, kFine, replyTo("MediashareNetworkfolderGet"));
-    EXPECT_EQ(text(get->data), stored("networkFolder"));
-
     expectAnswer(call("MediashareNetworkfolderDeleteAll"), FAL_OK, "Records Deleted",
                  "MediashareNetworkfolderDeleteAll");
     EXPECT_EQ(stored("networkFolder"), canon(R"({"networkFolder": []})"));
