@@ -177,7 +177,8 @@ _FAL_RSP_T* FalMediaShareLdb::MediashareCustomfolderDelete(_FAL_REQ_T* req)
         Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "No parent folder is found\n");
         rsp->status = FAL_OK;
     } else if (parent) {
-        TreeMapObject* children = mediashareArray(parent, "children");
+        // A leaf's "children" holds the empty value: it has no child to remove, and is saved as it is.
+        TreeMapObject* children = parent->get("children");
         if (children) {
             int at = findChild(children, req->body->get<const char*>("path"));
             if (at >= 0)

@@ -32,6 +32,12 @@ protected:
         EXPECT_EQ(rsp->msgId, msgId);
     }
 
+    // The same, for an operation that answers with its request id + 1.
+    static void expectAnswer(const OpRsp& rsp, unsigned status, const char* message, const char* op)
+    {
+        expectAnswer(rsp, status, message, replyTo(op));
+    }
+
     // JSON text of a tree in the form canon() gives ("null" for null).
     static std::string text(TreeMapObject* tree) { return canon(json(tree)); }
 
@@ -56,7 +62,7 @@ protected:
         Fault fault;
         unsigned status;
         const char* message;
-        unsigned msgId;
+        unsigned msgId = 0;  // 0: the operation's request id + 1
     };
 
     // Runs each refusal on the seeded document and checks that nothing was stored.
@@ -72,7 +78,7 @@ protected:
             if (r.fault == SAVE)
                 LocalDbCtrl::failNextSaves(ApiType, 1);
             OpRsp rsp = call(r.op, r.params, r.body);
-            expectAnswer(rsp, r.status, r.message, r.msgId);
+            expectAnswer(rsp, r.status, r.message, r.msgId ? r.msgId : replyTo(r.op));
             EXPECT_EQ(onDisk(ApiType), before);
             EXPECT_EQ(canon(inMemory(ApiType)), before);
         }

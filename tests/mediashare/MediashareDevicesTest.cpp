@@ -19,21 +19,34 @@ struct RemoveCase {
 
 }  // namespace
 
-TEST_F(MediashareTest, UsbAndPrinterGettersCopyTheirObjects)
+TEST_F(MediashareTest, GettersCopyTheirObjects)
 {
-    seed(API_TYPE_MEDIASHARE, kDevices);
-    OpRsp usb = call("MediashareUsbGet");
-    expectAnswer(usb, FAL_OK, kFine, replyTo("MediashareUsbGet"));
-    EXPECT_EQ(text(usb->data), stored("usb"));
-    OpRsp printer = call("MediasharePrinterGet");
-    expectAnswer(printer, FAL_OK, kFine, replyTo("MediasharePrinterGet"));
-    EXPECT_EQ(text(printer->data), stored("printer"));
+    const char* document = R"({"usb": {"usbs": [{"id": 1}]}, "printer": {"active": true, "printers": []},
+      "networkFolder": {"networkFolder": [{"id": 0, "status": "-"}]}, "ftp": {"active": true, "port": 21},
+      "samba": {"active": false}, "dlna": {"name": "media"}})";
+    const struct {
+        const char* op;
+        const char* key;
+    } getters[] = {{"MediashareUsbGet", "usb"},
+                   {"MediasharePrinterGet", "printer"},
+                   {"MediashareNetworkfolderGet", "networkFolder"},
+                   {"MediashareFtpGet", "ftp"},
+                   {"MediashareSambaGet", "samba"},
+                   {"MediashareDlnaGet", "dlna"}};
+    for (const auto& g : getters) {
+        SCOPED_TRACE(g.op);
+        seed(API_TYPE_MEDIASHARE, document);
+        OpRsp rsp = call(g.op);
+        expectAnswer(rsp, FAL_OK, kFine, g.op);
+        EXPECT_EQ(text(rsp->data), stored(g.key));
 
-    LocalDbCtrl::failNextLocks(API_TYPE_MEDIASHARE, 1);
-    OpRsp failed = call("MediashareUsbGet");
-    expectAnswer(failed, FAL_DB_ERROR, kFine, replyTo("MediashareUsbGet"));
-    EXPECT_EQ(failed->data, nullptr);
-    EXPECT_TRUE(logged("Found no object or database is being corrupted for path usb \n"));
+        // A failed lock keeps the message from creation and gives no data.
+        LocalDbCtrl::failNextLocks(API_TYPE_MEDIASHARE, 1);
+        OpRsp failed = call(g.op);
+        expectAnswer(failed, FAL_DB_ERROR, kFine, g.op);
+        EXPECT_EQ(failed->data, nullptr);
+        EXPECT_TRUE(logged(std::string("Found no object or database is being corrupted for path ") + g.key + " \n"));
+    }
 }
 
 TEST_F(MediashareTest, UsbRemoveMatchesIdAndNameTogether)
@@ -50,7 +63,7 @@ TEST_F(MediashareTest, UsbRemoveMatchesIdAndNameTogether)
         SCOPED_TRACE(c.title);
         seed(API_TYPE_MEDIASHARE, kDevices);
         OpRsp rsp = call("MediashareUsbRemove", {}, c.body);
-        expectAnswer(rsp, c.status, c.message, 3);
+        expectAnswer(rsp, c.status, c.message, "MediashareUsbRemove");
         EXPECT_EQ(rsp->data, nullptr);
         EXPECT_EQ(stored("usb.usbs"), canon(c.usbsAfter));
     }
@@ -70,11 +83,11 @@ TEST_F(MediashareTest, UsbUpdateRenamesTheFirstDeviceWithTheId)
 TEST_F(MediashareTest, PrinterSwitchOffForgetsThePrinters)
 {
     seed(API_TYPE_MEDIASHARE, kDevices);
-    expectAnswer(call("MediasharePrinterUpdate", {}, R"({"active": true})"), FAL_OK, kFine, 39);
+    expectAnswer(call("MediasharePrinterUpdate", {}, R"({"active": true})"), FAL_OK, kFine, "MediasharePrinterUpdate");
     EXPECT_NE(stored("printer.printers").find("inkjet"), std::string::npos);
-    expectAnswer(call("MediasharePrinterUpdate", {}, R"({"active": false})"), FAL_OK, kFine, 39);
+    expectAnswer(call("MediasharePrinterUpdate", {}, R"({"active": false})"), FAL_OK, kFine, "MediasharePrinterUpdate");
     EXPECT_EQ(stored("printer"), canon(R"({"active": false, "printers": []})"));
-    expectAnswer(call("MediasharePrinterUpdate", {}, R"({"active": true})"), FAL_OK, kFine, 39);
+    expectAnswer(call("MediasharePrinterUpdate", {}, R"({"active": true})"), FAL_OK, kFine, "MediasharePrinterUpdate");
     EXPECT_EQ(stored("printer"), canon(R"({"active": true, "printers": []})"));
 }
 
@@ -95,7 +108,8 @@ TEST_F(MediashareTest, PrinterRemoveTakesOnePrinterPerEntry)
     for (const auto& c : cases) {
         SCOPED_TRACE(c.title);
         seed(API_TYPE_MEDIASHARE, kDevices);
-        expectAnswer(call("MediasharePrinterRemove", {}, c.body), FAL_DELETED, "Record Deleted", 41);
+        expectAnswer(call("MediasharePrinterRemove", {}, c.body), FAL_DELETED, "Record Deleted",
+                     "MediasharePrinterRemove");
         EXPECT_EQ(stored("printer.printers"), canon(c.after));
     }
 }
@@ -105,38 +119,37 @@ TEST_F(MediashareTest, DeviceRefusalsStoreNothing)
     const char* usb = R"({"usbs": [{"id": 1, "name": "disk"}]})";
     const char* name = R"({"name": "x"})";
     const char* printer = R"({"printers": [{"id": 2, "name": "inkjet"}]})";
-    const unsigned usbUpdate = replyTo("MediashareUsbUpdate");
     std::string many = R"({"printers": [)";
     for (int i = 0; i < 257; ++i)
         many += std::string(i ? "," : "") + R"({"id": 2, "name": "inkjet"})";
     many += "]}";
     expectRefusals(kDevices, {
-        {"MediashareUsbRemove", {}, R"({"usbs": []})", NONE, FAL_FAILED, kFine, 3},
-        {"MediashareUsbRemove", {}, R"({"devices": [{"id": 1, "name": "disk"}]})", NONE, FAL_FAILED, kFine, 3},
-        {"MediashareUsbRemove", {}, nullptr, NONE, FAL_BAD_REQUEST, "A null message request received", 3},
-        {"MediashareUsbRemove", {}, usb, LOCK, FAL_DB_ERROR, "Error reading database", 3},
-        {"MediashareUsbRemove", {}, usb, SAVE, FAL_FAILED, kFine, 3},
-        {"MediashareUsbUpdate", {{"@id", "7"}}, name, NONE, FAL_BAD_REQUEST, "No record found for updated", usbUpdate},
-        {"MediashareUsbUpdate", {}, name, NONE, FAL_BAD_REQUEST, "invalid requested parameter", usbUpdate},
-        {"MediashareUsbUpdate", {{"@id", ""}}, name, NONE, FAL_BAD_REQUEST, "invalid requested parameter", usbUpdate},
-        {"MediashareUsbUpdate", {{"@id", "1"}}, nullptr, NONE, FAL_BAD_REQUEST, "invalid request body", usbUpdate},
-        {"MediashareUsbUpdate", {{"@id", "1"}}, name, SAVE, FAL_DB_ERROR, "Record cannot be updated", usbUpdate},
-        {"MediashareUsbUpdate", {{"@id", "1"}}, name, LOCK, FAL_DB_ERROR, "database error", usbUpdate},
-        {"MediasharePrinterUpdate", {}, nullptr, NONE, FAL_BAD_REQUEST, "A null message request received", 39},
-        {"MediasharePrinterUpdate", {}, R"({"on": false})", NONE, FAL_BAD_REQUEST, "Wrong request body received", 39},
-        {"MediasharePrinterUpdate", {}, R"({"active": false})", LOCK, FAL_DB_ERROR, "No object found", 39},
-        {"MediasharePrinterUpdate", {}, R"({"active": false})", SAVE, FAL_FAILED, kFine, 39},
-        {"MediasharePrinterRemove", {}, nullptr, NONE, FAL_BAD_REQUEST, "A null message request received", 41},
-        {"MediasharePrinterRemove", {}, usb, NONE, FAL_BAD_REQUEST, "A null message request received", 41},
-        {"MediasharePrinterRemove", {}, many.c_str(), NONE, FAL_BAD_REQUEST, "A wrong message request received", 41},
-        {"MediasharePrinterRemove", {}, printer, LOCK, FAL_DB_ERROR, "No object found", 41},
-        {"MediasharePrinterRemove", {}, printer, SAVE, FAL_FAILED, kFine, 41},
+        {"MediashareUsbRemove", {}, R"({"usbs": []})", NONE, FAL_FAILED, kFine},
+        {"MediashareUsbRemove", {}, R"({"devices": [{"id": 1, "name": "disk"}]})", NONE, FAL_FAILED, kFine},
+        {"MediashareUsbRemove", {}, nullptr, NONE, FAL_BAD_REQUEST, "A null message request received"},
+        {"MediashareUsbRemove", {}, usb, LOCK, FAL_DB_ERROR, "Error reading database"},
+        {"MediashareUsbRemove", {}, usb, SAVE, FAL_FAILED, kFine},
+        {"MediashareUsbUpdate", {{"@id", "7"}}, name, NONE, FAL_BAD_REQUEST, "No record found for updated"},
+        {"MediashareUsbUpdate", {}, name, NONE, FAL_BAD_REQUEST, "invalid requested parameter"},
+        {"MediashareUsbUpdate", {{"@id", ""}}, name, NONE, FAL_BAD_REQUEST, "invalid requested parameter"},
+        {"MediashareUsbUpdate", {{"@id", "1"}}, nullptr, NONE, FAL_BAD_REQUEST, "invalid request body"},
+        {"MediashareUsbUpdate", {{"@id", "1"}}, name, SAVE, FAL_DB_ERROR, "Record cannot be updated"},
+        {"MediashareUsbUpdate", {{"@id", "1"}}, name, LOCK, FAL_DB_ERROR, "database error"},
+        {"MediasharePrinterUpdate", {}, nullptr, NONE, FAL_BAD_REQUEST, "A null message request received"},
+        {"MediasharePrinterUpdate", {}, R"({"on": false})", NONE, FAL_BAD_REQUEST, "Wrong request body received"},
+        {"MediasharePrinterUpdate", {}, R"({"active": false})", LOCK, FAL_DB_ERROR, "No object found"},
+        {"MediasharePrinterUpdate", {}, R"({"active": false})", SAVE, FAL_FAILED, kFine},
+        {"MediasharePrinterRemove", {}, nullptr, NONE, FAL_BAD_REQUEST, "A null message request received"},
+        {"MediasharePrinterRemove", {}, usb, NONE, FAL_BAD_REQUEST, "A null message request received"},
+        {"MediasharePrinterRemove", {}, many.c_str(), NONE, FAL_BAD_REQUEST, "A wrong message request received"},
+        {"MediasharePrinterRemove", {}, printer, LOCK, FAL_DB_ERROR, "No object found"},
+        {"MediasharePrinterRemove", {}, printer, SAVE, FAL_FAILED, kFine},
     });
     EXPECT_TRUE(logged("No object found for key printer\n"));
 
     expectRefusals(R"({"usb": {"usbs": {"id": 1}}, "printer": {"active": true}})", {
-        {"MediashareUsbUpdate", {{"@id", "1"}}, name, NONE, FAL_DB_ERROR, "database error", usbUpdate},
-        {"MediasharePrinterRemove", {}, printer, NONE, FAL_FAILED, "Cannot get list of printers", 41},
+        {"MediashareUsbUpdate", {{"@id", "1"}}, name, NONE, FAL_DB_ERROR, "database error"},
+        {"MediasharePrinterRemove", {}, printer, NONE, FAL_FAILED, "Cannot get list of printers"},
     });
     EXPECT_TRUE(logged("Cannot get database array for usb.usbs\n"));
     EXPECT_TRUE(logged("No object found for key printer.printers\n"));

@@ -25,18 +25,20 @@ TEST_F(MediashareTest, NetworkFolderIdsAreNeverReusedBelowTheLargest)
 {
     seed(API_TYPE_MEDIASHARE, R"({"networkFolder": {"networkFolder": []}})");
     OpRsp first = call("MediashareNetworkfolderCreate", {}, R"({"name": "first", "id": 9})");
-    expectAnswer(first, FAL_CREATED, "New Created", 9);
+    expectAnswer(first, FAL_CREATED, "New Created", "MediashareNetworkfolderCreate");
     EXPECT_EQ(text(first->data), canon(R"({"id": 0})"));
 
     seed(API_TYPE_MEDIASHARE, kFolders);
     OpRsp next = call("MediashareNetworkfolderCreate", {}, R"({"name": "d"})");
-    expectAnswer(next, FAL_CREATED, "New Created", 9);
+    expectAnswer(next, FAL_CREATED, "New Created", "MediashareNetworkfolderCreate");
     EXPECT_EQ(text(next->data), canon(R"({"id": 6})"));
     EXPECT_EQ(stored("networkFolder.networkFolder.[3]"), canon(R"({"name": "d", "id": 6})"));
-    expectAnswer(call("MediashareNetworkfolderDelete", {{"@id", "6"}}), FAL_DELETED, "Record Deleted", 11);
+    expectAnswer(call("MediashareNetworkfolderDelete", {{"@id", "6"}}), FAL_DELETED, "Record Deleted",
+                 "MediashareNetworkfolderDelete");
     OpRsp again = call("MediashareNetworkfolderCreate", {}, R"({"name": "e"})");
     EXPECT_EQ(text(again->data), canon(R"({"id": 6})"));
-    expectAnswer(call("MediashareNetworkfolderDelete", {{"@id", "2"}}), FAL_DELETED, "Record Deleted", 11);
+    expectAnswer(call("MediashareNetworkfolderDelete", {{"@id", "2"}}), FAL_DELETED, "Record Deleted",
+                 "MediashareNetworkfolderDelete");
     OpRsp after = call("MediashareNetworkfolderCreate", {}, R"({"name": "f"})");
     EXPECT_EQ(text(after->data), canon(R"({"id": 7})"));
 }
@@ -45,7 +47,7 @@ TEST_F(MediashareTest, NetworkFolderUpdateReplacesTheRecordWhole)
 {
     seed(API_TYPE_MEDIASHARE, kFolders);
     expectAnswer(call("MediashareNetworkfolderUpdate", {{"@id", "5"}}, R"({"name": "B", "id": 40})"), FAL_OK,
-                 kFine, 7);
+                 kFine, "MediashareNetworkfolderUpdate");
     EXPECT_EQ(stored("networkFolder.networkFolder.[1]"), canon(R"({"name": "B", "id": 5})"));
 
 }
@@ -66,7 +68,8 @@ TEST_F(MediashareTest, NetworkFolderDeleteSwitchesOffTheServiceThatSharesIt)
     for (const auto& c : cases) {
         SCOPED_TRACE(c.title);
         seed(API_TYPE_MEDIASHARE, kFolders);
-        expectAnswer(call("MediashareNetworkfolderDelete", {{"@id", c.id}}), FAL_DELETED, "Record Deleted", 11);
+        expectAnswer(call("MediashareNetworkfolderDelete", {{"@id", c.id}}), FAL_DELETED, "Record Deleted",
+                     "MediashareNetworkfolderDelete");
         EXPECT_EQ(stored("ftp.active"), c.ftpActive);
         EXPECT_EQ(stored("samba.active"), c.sambaActive);
         std::string ids = "[";
@@ -79,7 +82,8 @@ TEST_F(MediashareTest, NetworkFolderDeleteSwitchesOffTheServiceThatSharesIt)
     seed(API_TYPE_MEDIASHARE, R"({"networkFolder": {"networkFolder": [{"id": 0}]},
                                   "ftp": {"active": true, "networkFolder": {"id": 3}},
                                   "samba": {"active": true, "networkFolder": {"id": 3}}})");
-    expectAnswer(call("MediashareNetworkfolderDelete", {{"@id", "3"}}), FAL_DELETED, "Record Deleted", 11);
+    expectAnswer(call("MediashareNetworkfolderDelete", {{"@id", "3"}}), FAL_DELETED, "Record Deleted",
+                 "MediashareNetworkfolderDelete");
     EXPECT_EQ(stored("ftp.active"), "false");
     EXPECT_EQ(stored("samba.active"), "false");
     EXPECT_EQ(stored("networkFolder.networkFolder"), canon(R"([{"id": 0}])"));
@@ -88,11 +92,8 @@ TEST_F(MediashareTest, NetworkFolderDeleteSwitchesOffTheServiceThatSharesIt)
 TEST_F(MediashareTest, NetworkFolderDeleteAllLeavesTheServicesOn)
 {
     seed(API_TYPE_MEDIASHARE, kFolders);
-    OpRsp get = call("MediashareNetworkfolderGet");
-    expectAnswer(get, FAL_OK, kFine, replyTo("MediashareNetworkfolderGet"));
-    EXPECT_EQ(text(get->data), stored("networkFolder"));
-
-    expectAnswer(call("MediashareNetworkfolderDeleteAll"), FAL_OK, "Records Deleted", 13);
+    expectAnswer(call("MediashareNetworkfolderDeleteAll"), FAL_OK, "Records Deleted",
+                 "MediashareNetworkfolderDeleteAll");
     EXPECT_EQ(stored("networkFolder"), canon(R"({"networkFolder": []})"));
     EXPECT_EQ(stored("ftp.active"), "true");
     EXPECT_EQ(stored("samba.active"), "true");
@@ -178,11 +179,11 @@ TEST_F(MediashareTest, CustomFolderCreateUnderTheNamedParent)
 {
     seed(API_TYPE_MEDIASHARE, kTree);
     expectAnswer(call("MediashareCustomfolderCreate", {}, R"({"path": "/new", "parent": "/", "children": [{}]})"),
-                 FAL_CREATED, "New Created", 17);
+                 FAL_CREATED, "New Created", "MediashareCustomfolderCreate");
     EXPECT_EQ(stored("customFolder.children.[3]"), canon(R"({"path": "/new", "parent": "/", "children": null})"));
     // A leaf parent gets its first child in a new list.
     expectAnswer(call("MediashareCustomfolderCreate", {}, R"({"path": "/docs/a", "parent": "/docs"})"), FAL_CREATED,
-                 "New Created", 17);
+                 "New Created", "MediashareCustomfolderCreate");
     EXPECT_EQ(stored("customFolder.children.[1].children"),
               canon(R"([{"path": "/docs/a", "parent": "/docs", "children": null}])"));
 
@@ -192,11 +193,11 @@ TEST_F(MediashareTest, CustomFolderDeleteTakesTheSubTree)
 {
     seed(API_TYPE_MEDIASHARE, kTree);
     expectAnswer(call("MediashareCustomfolderDelete", {}, R"({"path": "/media/music", "parent": "/media"})"), FAL_OK,
-                 kFine, 19);
+                 kFine, "MediashareCustomfolderDelete");
     EXPECT_EQ(stored("customFolder.children.[0].children"),
               canon(R"([{"path": "/media/photos", "parent": "/media", "children": null}])"));
     expectAnswer(call("MediashareCustomfolderDelete", {}, R"({"path": "/media/photos", "parent": "/media"})"), FAL_OK,
-                 kFine, 19);
+                 kFine, "MediashareCustomfolderDelete");
     EXPECT_EQ(stored("customFolder.children.[0].children"), "null");
 
 }
@@ -207,7 +208,7 @@ TEST_F(MediashareTest, CustomFolderChangeKeepsTheParent)
     expectAnswer(call("MediashareCustomfolderChange", {},
                       R"({"old": {"path": "/media/music", "parent": "/media"},
                           "new": {"path": "/media/songs", "parent": "/media", "children": null}})"),
-                 FAL_OK, kFine, 21);
+                 FAL_OK, kFine, "MediashareCustomfolderChange");
     EXPECT_EQ(stored("customFolder.children.[0].children.[0]"),
               canon(R"({"path": "/media/songs", "parent": "/media", "children": null})"));
 
@@ -217,66 +218,67 @@ TEST_F(MediashareTest, FolderRefusalsStoreNothing)
 {
     const char* tree = R"({"path": "/x", "parent": "/"})";
     const char* rename = R"({"old": {"path": "/docs", "parent": "/"}, "new": {"path": "/papers", "parent": "/"}})";
-    const unsigned treeGet = replyTo("MediashareCustomfolderGet");
     std::string document = kFolders;
     document = document.substr(0, document.rfind('}')) + ", " + std::string(kTree).substr(1);
     expectRefusals(document.c_str(), {
-        {"MediashareNetworkfolderCreate", {}, nullptr, NONE, FAL_BAD_REQUEST, "A null message request received", 9},
-        {"MediashareNetworkfolderCreate", {}, "{}", LOCK, FAL_DB_ERROR, "Database error", 9},
-        {"MediashareNetworkfolderCreate", {}, "{}", SAVE, FAL_FAILED, kFine, 9},
-        {"MediashareNetworkfolderUpdate", {{"@id", "4"}}, "{}", NONE, FAL_NOT_FOUND, "Found no object to be updated",
-         7},
-        {"MediashareNetworkfolderUpdate", {}, "{}", NONE, FAL_BAD_REQUEST, "Wrong URI", 7},
+        {"MediashareNetworkfolderCreate", {}, nullptr, NONE, FAL_BAD_REQUEST, "A null message request received"},
+        {"MediashareNetworkfolderCreate", {}, "{}", LOCK, FAL_DB_ERROR, "Database error"},
+        {"MediashareNetworkfolderCreate", {}, "{}", SAVE, FAL_FAILED, kFine},
+        {"MediashareNetworkfolderUpdate", {{"@id", "4"}}, "{}", NONE, FAL_NOT_FOUND, "Found no object to be updated"},
+        {"MediashareNetworkfolderUpdate", {}, "{}", NONE, FAL_BAD_REQUEST, "Wrong URI"},
         {"MediashareNetworkfolderUpdate", {{"@id", "5"}}, nullptr, NONE, FAL_BAD_REQUEST,
-         "A null message request received", 7},
-        {"MediashareNetworkfolderUpdate", {{"@id", "5"}}, "{}", SAVE, FAL_FAILED, "Error in saving", 7},
-        {"MediashareNetworkfolderUpdate", {{"@id", "5"}}, "{}", LOCK, FAL_DB_ERROR, "Database error", 7},
-        {"MediashareNetworkfolderDelete", {}, nullptr, NONE, FAL_BAD_REQUEST, "Wrong URI", 11},
+         "A null message request received"},
+        {"MediashareNetworkfolderUpdate", {{"@id", "5"}}, "{}", SAVE, FAL_FAILED, "Error in saving"},
+        {"MediashareNetworkfolderUpdate", {{"@id", "5"}}, "{}", LOCK, FAL_DB_ERROR, "Database error"},
+        {"MediashareNetworkfolderDelete", {}, nullptr, NONE, FAL_BAD_REQUEST, "Wrong URI"},
         {"MediashareNetworkfolderDelete", {{"@id", "5"}}, nullptr, LOCK, FAL_DB_ERROR,
-         "Cannot read network object from file", 11},
-        {"MediashareNetworkfolderDelete", {{"@id", "5"}}, nullptr, SAVE, FAL_FAILED, kFine, 11},
-        {"MediashareNetworkfolderDeleteAll", {}, nullptr, LOCK, FAL_DB_ERROR, "Cannot read network object from file",
-         13},
-        {"MediashareNetworkfolderDeleteAll", {}, nullptr, SAVE, FAL_FAILED, kFine, 13},
-        {"MediashareCustomfolderGet", {}, nullptr, NONE, FAL_BAD_REQUEST, "invalid request body", treeGet},
-        {"MediashareCustomfolderGet", {}, "{}", LOCK, FAL_DB_ERROR, "database error", treeGet},
+         "Cannot read network object from file"},
+        {"MediashareNetworkfolderDelete", {{"@id", "5"}}, nullptr, SAVE, FAL_FAILED, kFine},
+        {"MediashareNetworkfolderDeleteAll", {}, nullptr, LOCK, FAL_DB_ERROR, "Cannot read network object from file"},
+        {"MediashareNetworkfolderDeleteAll", {}, nullptr, SAVE, FAL_FAILED, kFine},
+        {"MediashareCustomfolderGet", {}, nullptr, NONE, FAL_BAD_REQUEST, "invalid request body"},
+        {"MediashareCustomfolderGet", {}, "{}", LOCK, FAL_DB_ERROR, "database error"},
         {"MediashareCustomfolderCreate", {}, R"({"path": "/x", "parent": ""})", NONE, FAL_BAD_REQUEST,
-         "A null message request received", 17},
+         "A null message request received"},
         {"MediashareCustomfolderCreate", {}, R"({"path": "/x", "parent": "d"})", NONE, FAL_BAD_REQUEST,
-         "A null message request received", 17},
+         "A null message request received"},
         {"MediashareCustomfolderCreate", {}, R"({"path": "/x", "parent": "/none"})", NONE, FAL_BAD_REQUEST,
-         "A null message request received", 17},
-        {"MediashareCustomfolderCreate", {}, nullptr, NONE, FAL_BAD_REQUEST, "A null message request received", 17},
-        {"MediashareCustomfolderCreate", {}, tree, LOCK, FAL_DB_ERROR, "No object found in txt repo", 17},
-        {"MediashareCustomfolderCreate", {}, tree, SAVE, FAL_FAILED, kFine, 17},
-        {"MediashareCustomfolderDelete", {}, R"({"path": "/x/y", "parent": "/x"})", NONE, FAL_OK, kFine, 19},
-        {"MediashareCustomfolderDelete", {}, R"({"path": "/docs/y", "parent": "/docs"})", NONE, FAL_FAILED, kFine, 19},
-        {"MediashareCustomfolderDelete", {}, nullptr, NONE, FAL_BAD_REQUEST, "A null message request received", 19},
-        {"MediashareCustomfolderDelete", {}, tree, LOCK, FAL_DB_ERROR, "No object found in txt repo", 19},
-        {"MediashareCustomfolderDelete", {}, R"({"path": "/docs", "parent": "/"})", SAVE, FAL_FAILED, kFine, 19},
+         "A null message request received"},
+        {"MediashareCustomfolderCreate", {}, nullptr, NONE, FAL_BAD_REQUEST, "A null message request received"},
+        {"MediashareCustomfolderCreate", {}, tree, LOCK, FAL_DB_ERROR, "No object found in txt repo"},
+        {"MediashareCustomfolderCreate", {}, tree, SAVE, FAL_FAILED, kFine},
+        {"MediashareCustomfolderDelete", {}, R"({"path": "/x/y", "parent": "/x"})", NONE, FAL_OK, kFine},
+        {"MediashareCustomfolderDelete", {}, R"({"path": "/docs/y", "parent": "/docs"})", NONE, FAL_OK, kFine},
+        {"MediashareCustomfolderDelete", {}, nullptr, NONE, FAL_BAD_REQUEST, "A null message request received"},
+        {"MediashareCustomfolderDelete", {}, tree, LOCK, FAL_DB_ERROR, "No object found in txt repo"},
+        {"MediashareCustomfolderDelete", {}, R"({"path": "/docs", "parent": "/"})", SAVE, FAL_FAILED, kFine},
         {"MediashareCustomfolderChange", {},
          R"({"old": {"path": "/docs", "parent": "/"}, "new": {"path": "/media/docs", "parent": "/media"}})", NONE,
-         FAL_BAD_REQUEST, "A wrong message request received", 21},
+         FAL_BAD_REQUEST, "A wrong message request received"},
         {"MediashareCustomfolderChange", {}, R"({"old": {"path": "/docs", "parent": "/"}})", NONE, FAL_BAD_REQUEST,
-         "A wrong message request received", 21},
-        {"MediashareCustomfolderChange", {}, nullptr, NONE, FAL_BAD_REQUEST, "A null message request received", 21},
+         "A wrong message request received"},
+        {"MediashareCustomfolderChange", {}, nullptr, NONE, FAL_BAD_REQUEST, "A null message request received"},
         {"MediashareCustomfolderChange", {},
          R"({"old": {"path": "/x/a", "parent": "/x"}, "new": {"path": "/x/b", "parent": "/x"}})", NONE, FAL_NOT_FOUND,
-         "No parent folder is found", 21},
+         "No parent folder is found"},
         {"MediashareCustomfolderChange", {},
-         R"({"old": {"path": "/zz", "parent": "/"}, "new": {"path": "/yy", "parent": "/"}})", NONE, FAL_FAILED, kFine,
-         21},
-        {"MediashareCustomfolderChange", {}, rename, LOCK, FAL_DB_ERROR, "No object found in txt repo", 21},
-        {"MediashareCustomfolderChange", {}, rename, SAVE, FAL_FAILED, kFine, 21},
+         R"({"old": {"path": "/zz", "parent": "/"}, "new": {"path": "/yy", "parent": "/"}})", NONE, FAL_FAILED, kFine},
+        {"MediashareCustomfolderChange", {}, rename, LOCK, FAL_DB_ERROR, "No object found in txt repo"},
+        {"MediashareCustomfolderChange", {}, rename, SAVE, FAL_FAILED, kFine},
     });
     EXPECT_TRUE(logged("Request information wrong\n"));
     EXPECT_TRUE(logged("No parent folder is found\n"));
 
     expectRefusals(R"({"networkFolder": {}, "ftp": {"active": true, "networkFolder": {"id": 1}}})", {
-        {"MediashareNetworkfolderDelete", {{"@id", "1"}}, nullptr, NONE, FAL_OK, "Nothing to be deleted", 11},
-        {"MediashareNetworkfolderCreate", {}, "{}", NONE, FAL_FAILED, "Cannot load child object", 9},
+        {"MediashareNetworkfolderDelete", {{"@id", "1"}}, nullptr, NONE, FAL_OK, "Nothing to be deleted"},
+        {"MediashareNetworkfolderCreate", {}, "{}", NONE, FAL_FAILED, "Cannot load child object"},
         {"MediashareNetworkfolderUpdate", {{"@id", "5"}}, "{}", NONE, FAL_FAILED,
-         "Cannot load child objects or memory issue", 7},
-        {"MediashareNetworkfolderDeleteAll", {}, nullptr, NONE, FAL_OK, "Nothing to be deleted", 13},
+         "Cannot load child objects or memory issue"},
+        {"MediashareNetworkfolderDeleteAll", {}, nullptr, NONE, FAL_OK, "Nothing to be deleted"},
+    });
+
+    // A parent without "children" at all has nothing to delete from.
+    expectRefusals(R"({"customFolder": {"children": [{"path": "/bare", "parent": "/"}]}})", {
+        {"MediashareCustomfolderDelete", {}, R"({"path": "/bare/x", "parent": "/bare"})", NONE, FAL_FAILED, kFine},
     });
 }

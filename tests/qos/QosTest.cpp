@@ -63,58 +63,90 @@ TEST_F(QosTest, ConfigurationUpdateSavesOnlyAChange)
 {
     // The stored value again: nothing is saved, so a failing save goes unnoticed.
     LocalDbCtrl::failNextSaves(API_TYPE_QOS, 1);
-    expectAnswer(call("QosConfigurationUpdate", {}, R"({"active": false})"), FAL_OK, kFine, 3);
+    expectAnswer(call("QosConfigurationUpdate", {}, R"({"active": false})"), FAL_OK, kFine, "QosConfigurationUpdate");
     EXPECT_EQ(LocalDbCtrl::pendingSaveFailures(API_TYPE_QOS), 1u);
     LocalDbCtrl::failNextSaves(API_TYPE_QOS, 0);
-    expectAnswer(call("QosConfigurationUpdate", {}, R"({"active": true})"), FAL_OK, kFine, 3);
+    expectAnswer(call("QosConfigurationUpdate", {}, R"({"active": true})"), FAL_OK, kFine, "QosConfigurationUpdate");
     EXPECT_EQ(stored("qos.active"), "true");
 }
 
 TEST_F(QosTest, RuleNumbersFollowTheLastRule)
 {
     OpRsp created = call("QosRulesCreate", {}, R"({"type": "high", "rule": {"name": "d", "index": 99}})");
-    expectAnswer(created, FAL_CREATED, "New Created", 5);
+    expectAnswer(created, FAL_CREATED, "New Created", "QosRulesCreate");
     EXPECT_EQ(text(created->data), canon(R"({"index": 6})"));
     EXPECT_EQ(stored("qos.priority.[1].rules.[3]"), canon(R"({"name": "d", "index": 6})"));
 
     expectAnswer(call("QosRulesDeleteOne", {{"@priorityType", "high"}, {"@index", "6"}}), FAL_DELETED,
-                 "Rule Deleted", 9);
+                 "Rule Deleted", "QosRulesDeleteOne");
     expectAnswer(call("QosRulesDeleteOne", {{"@priorityType", "high"}, {"@index", "5"}}), FAL_DELETED,
-                 "Rule Deleted", 9);
+                 "Rule Deleted", "QosRulesDeleteOne");
     OpRsp next = call("QosRulesCreate", {}, R"({"type": "high", "rule": {"name": "e"}})");
     EXPECT_EQ(text(next->data), canon(R"({"index": 3})"));
     EXPECT_EQ(indexes(1), "1,2,3");
 
     OpRsp first = call("QosRulesCreate", {}, R"({"type": "normal", "rule": {}})");
-    expectAnswer(first, FAL_CREATED, "New Created", 5);
+    expectAnswer(first, FAL_CREATED, "New Created", "QosRulesCreate");
     EXPECT_EQ(text(first->data), canon(R"({"index": 1})"));
 }
 
 TEST_F(QosTest, RuleChangeMovesTheRuleToTheEnd)
 {
     OpRsp rsp = call("QosRulesChange", {{"@priorityType", "high"}, {"@index", "1"}}, R"({"rule": {"name": "A"}})");
-    expectAnswer(rsp, FAL_OK, "Rule Updated", 7);
+    expectAnswer(rsp, FAL_OK, "Rule Updated", "QosRulesChange");
     EXPECT_EQ(text(rsp->data), canon(R"({"index": 1})"));
     EXPECT_EQ(stored("qos.priority.[1].rules"),
               canon(R"([{"index": 2, "name": "b"}, {"index": 5, "name": "c"}, {"name": "A"}])"));
 
     expectAnswer(call("QosRulesChange", {{"@priorityType", "ultra"}, {"@index", "1"}},
                       R"({"rule": {"name": "U", "index": 1}})"),
-                 FAL_OK, "Rule Updated", 7);
+                 FAL_OK, "Rule Updated", "QosRulesChange");
     EXPECT_EQ(indexes(0), "2,1");
+}
+
+TEST_F(QosTest, RulesOfClassesThatShareAType)
+{
+    // Two "high" classes: the first is full, and both hold a rule numbered 1.
+    const char* twoHigh = R"({"qos": {"active": true, "priority": [
+      {"type": "high", "maxRules": 1, "rules": [{"index": 1, "name": "a"}]},
+      {"type": "high", "maxRules": 8, "rules": [{"index": 1, "name": "b"}, {"index": 2, "name": "c"}]}]}})";
+    const FAL_PARAMS_T first = {{"@priorityType", "high"}, {"@index", "1"}};
+    struct Case {
+        const char* op;
+        FAL_PARAMS_T params;
+        const char* body;
+        unsigned status;
+        const char* message;
+        const char* priority;  // the classes' rules afterwards
+    } cases[] = {
+        // A create stops at the first class of its type, even when that one is full.
+        {"QosRulesCreate", {}, R"({"type": "high", "rule": {"name": "d"}})", FAL_DB_ERROR, "failed to create rule",
+         R"([[{"index": 1, "name": "a"}], [{"index": 1, "name": "b"}, {"index": 2, "name": "c"}]])"},
+        // A change and a delete go on through every class of the type.
+        {"QosRulesChange", first, R"({"rule": {"name": "n"}})", FAL_OK, "Rule Updated",
+         R"([[{"name": "n"}], [{"index": 2, "name": "c"}, {"name": "n"}]])"},
+        {"QosRulesDeleteOne", first, nullptr, FAL_DELETED, "Rule Deleted", R"([[], [{"index": 2, "name": "c"}]])"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.op);
+        seed(API_TYPE_QOS, twoHigh);
+        expectAnswer(call(c.op, c.params, c.body), c.status, c.message, c.op);
+        EXPECT_EQ("[" + stored("qos.priority.[0].rules") + "," + stored("qos.priority.[1].rules") + "]",
+                  canon(c.priority));
+    }
 }
 
 TEST_F(QosTest, RulesDeleteAllEmptiesEveryClass)
 {
-    expectAnswer(call("QosRulesDeleteAll"), FAL_DELETED, "Rule Deleted", 11);
+    expectAnswer(call("QosRulesDeleteAll"), FAL_DELETED, "Rule Deleted", "QosRulesDeleteAll");
     EXPECT_EQ(indexes(0) + indexes(1) + indexes(2), "");
     EXPECT_EQ(stored("qos.priority.[1].maxRules"), "8");
-    expectAnswer(call("QosRulesDeleteAll"), FAL_DELETED, "Rule Deleted", 11);
+    expectAnswer(call("QosRulesDeleteAll"), FAL_DELETED, "Rule Deleted", "QosRulesDeleteAll");
 }
 
 TEST_F(QosTest, IptvUpdateKeepsThePortGroupsTheBodyLeavesOut)
 {
-    expectAnswer(call("QosIptvUpdate", {}, R"({"active": true, "serviceID": 7})"), FAL_OK, kFine, 19);
+    expectAnswer(call("QosIptvUpdate", {}, R"({"active": true, "serviceID": 7})"), FAL_OK, kFine, "QosIptvUpdate");
     EXPECT_EQ(stored("iptv"), canon(R"({"active": true, "serviceID": 7,
            "iptv": {"lanPort": [4], "vlanID": 100, "vlanPriority": 4},
            "ipPhone": {"lanPort": [3], "vlanID": 200, "vlanPriority": 6},
@@ -122,7 +154,7 @@ TEST_F(QosTest, IptvUpdateKeepsThePortGroupsTheBodyLeavesOut)
     expectAnswer(call("QosIptvUpdate", {},
                       R"({"active": false, "serviceID": 2, "iptv": {"vlanID": 101, "other": 1},
                           "internet": {"lanPort": [1], "vlanPriority": "3"}})"),
-                 FAL_OK, kFine, 19);
+                 FAL_OK, kFine, "QosIptvUpdate");
     EXPECT_EQ(stored("iptv"), canon(R"({"active": false, "serviceID": 2,
            "iptv": {"lanPort": [4], "vlanID": 101, "vlanPriority": 4},
            "ipPhone": {"lanPort": [3], "vlanID": 200, "vlanPriority": 6},
@@ -140,40 +172,42 @@ TEST_F(QosTest, RefusalsStoreNothing)
     const FAL_PARAMS_T noIndex = {{"@priorityType", "high"}};
     const FAL_PARAMS_T negative = {{"@priorityType", "ultra"}, {"@index", "-1"}};
     expectRefusals(kQos, {
-        {"QosConfigurationUpdate", {}, nullptr, NONE, FAL_BAD_REQUEST, "Bad request", 3},
-        {"QosConfigurationUpdate", {}, R"({"active": true})", LOCK, FAL_DB_ERROR, "failed to get database", 3},
-        {"QosConfigurationUpdate", {}, R"({"active": true})", SAVE, FAL_DB_ERROR, "failed to save database", 3},
-        {"QosRulesCreate", {}, R"({"type": "ultra", "rule": {}})", NONE, FAL_DB_ERROR, "failed to create rule", 5},
-        {"QosRulesCreate", {}, R"({"type": "low", "rule": {}})", NONE, FAL_DB_ERROR, "failed to create rule", 5},
-        {"QosRulesCreate", {}, R"({"rule": {}})", NONE, FAL_DB_ERROR, "failed to create rule", 5},
-        {"QosRulesCreate", {}, R"({"type": "high"})", NONE, FAL_BAD_REQUEST, "Bad request", 5},
-        {"QosRulesCreate", {}, nullptr, NONE, FAL_BAD_REQUEST, "Bad request", 5},
-        {"QosRulesCreate", {}, rule, LOCK, FAL_DB_ERROR, "failed to get database", 5},
-        {"QosRulesCreate", {}, rule, SAVE, FAL_DB_ERROR, "failed to save database", 5},
-        {"QosRulesChange", noType, change, NONE, FAL_BAD_REQUEST, "Bad request", 7},
-        {"QosRulesChange", low, change, NONE, FAL_BAD_REQUEST, "Bad request", 7},
-        {"QosRulesChange", noIndex, change, NONE, FAL_BAD_REQUEST, "Bad request", 7},
-        {"QosRulesChange", negative, change, NONE, FAL_DB_ERROR, "wrong index", 7},
-        {"QosRulesChange", known, nullptr, NONE, FAL_BAD_REQUEST, "Bad request", 7},
-        {"QosRulesChange", unknown, change, NONE, FAL_DB_ERROR, "failed to update rule", 7},
-        {"QosRulesChange", known, change, LOCK, FAL_DB_ERROR, "failed to get database", 7},
-        {"QosRulesChange", known, change, SAVE, FAL_DB_ERROR, "failed to save database", 7},
-        {"QosRulesDeleteOne", noType, nullptr, NONE, FAL_BAD_REQUEST, "Bad request", 9},
-        {"QosRulesDeleteOne", low, nullptr, NONE, FAL_BAD_REQUEST, "Bad request", 9},
-        {"QosRulesDeleteOne", noIndex, nullptr, NONE, FAL_BAD_REQUEST, "Bad request", 9},
-        {"QosRulesDeleteOne", negative, nullptr, NONE, FAL_DB_ERROR, "wrong index", 9},
-        {"QosRulesDeleteOne", unknown, nullptr, NONE, FAL_DB_ERROR, "failed to delete rule", 9},
-        {"QosRulesDeleteOne", known, nullptr, LOCK, FAL_DB_ERROR, "failed to get database", 9},
-        {"QosRulesDeleteOne", known, nullptr, SAVE, FAL_DB_ERROR, "failed to save database", 9},
-        {"QosRulesDeleteAll", {}, nullptr, LOCK, FAL_DB_ERROR, "failed to get database", 11},
-        {"QosRulesDeleteAll", {}, nullptr, SAVE, FAL_DB_ERROR, "failed to save database", 11},
-        {"QosIptvUpdate", {}, nullptr, NONE, FAL_BAD_REQUEST, "Wrong request", 19},
-        {"QosIptvUpdate", {}, R"({"active": true})", LOCK, FAL_DB_ERROR, "failed to get database", 19},
-        {"QosIptvUpdate", {}, R"({"active": true})", SAVE, FAL_DB_ERROR, "Save databse error", 19},
+        {"QosConfigurationUpdate", {}, nullptr, NONE, FAL_BAD_REQUEST, "Bad request"},
+        {"QosConfigurationUpdate", {}, R"({"active": true})", LOCK, FAL_DB_ERROR, "failed to get database"},
+        {"QosConfigurationUpdate", {}, R"({"active": true})", SAVE, FAL_DB_ERROR, "failed to save database"},
+        {"QosRulesCreate", {}, R"({"type": "ultra", "rule": {}})", NONE, FAL_DB_ERROR, "failed to create rule"},
+        {"QosRulesCreate", {}, R"({"type": "low", "rule": {}})", NONE, FAL_DB_ERROR, "failed to create rule"},
+        {"QosRulesCreate", {}, R"({"rule": {}})", NONE, FAL_DB_ERROR, "failed to create rule"},
+        {"QosRulesCreate", {}, R"({"type": "high"})", NONE, FAL_BAD_REQUEST, "Bad request"},
+        {"QosRulesCreate", {}, nullptr, NONE, FAL_BAD_REQUEST, "Bad request"},
+        {"QosRulesCreate", {}, rule, LOCK, FAL_DB_ERROR, "failed to get database"},
+        {"QosRulesCreate", {}, rule, SAVE, FAL_DB_ERROR, "failed to save database"},
+        {"QosRulesChange", noType, change, NONE, FAL_BAD_REQUEST, "Bad request"},
+        {"QosRulesChange", low, change, NONE, FAL_BAD_REQUEST, "Bad request"},
+        {"QosRulesChange", noIndex, change, NONE, FAL_BAD_REQUEST, "Bad request"},
+        {"QosRulesChange", negative, change, NONE, FAL_DB_ERROR, "wrong index"},
+        {"QosRulesChange", known, nullptr, NONE, FAL_BAD_REQUEST, "Bad request"},
+        {"QosRulesChange", unknown, change, NONE, FAL_DB_ERROR, "failed to update rule"},
+        {"QosRulesChange", known, change, LOCK, FAL_DB_ERROR, "failed to get database"},
+        {"QosRulesChange", known, change, SAVE, FAL_DB_ERROR, "failed to save database"},
+        {"QosRulesDeleteOne", noType, nullptr, NONE, FAL_BAD_REQUEST, "Bad request"},
+        {"QosRulesDeleteOne", low, nullptr, NONE, FAL_BAD_REQUEST, "Bad request"},
+        {"QosRulesDeleteOne", noIndex, nullptr, NONE, FAL_BAD_REQUEST, "Bad request"},
+        {"QosRulesDeleteOne", negative, nullptr, NONE, FAL_DB_ERROR, "wrong index"},
+        {"QosRulesDeleteOne", unknown, nullptr, NONE, FAL_DB_ERROR, "failed to delete rule"},
+        {"QosRulesDeleteOne", known, nullptr, LOCK, FAL_DB_ERROR, "failed to get database"},
+        {"QosRulesDeleteOne", known, nullptr, SAVE, FAL_DB_ERROR, "failed to save database"},
+        {"QosRulesDeleteAll", {}, nullptr, LOCK, FAL_DB_ERROR, "failed to get database"},
+        {"QosRulesDeleteAll", {}, nullptr, SAVE, FAL_DB_ERROR, "failed to save database"},
+        {"QosIptvUpdate", {}, nullptr, NONE, FAL_BAD_REQUEST, "Wrong request"},
+        {"QosIptvUpdate", {}, R"({"active": true})", LOCK, FAL_DB_ERROR, "failed to get database"},
+        {"QosIptvUpdate", {}, R"({"active": true})", SAVE, FAL_DB_ERROR, "Save databse error"},
     });
     EXPECT_TRUE(logged("Bad param request\n"));
     EXPECT_TRUE(logged("Received wrong request\n"));
     EXPECT_TRUE(logged("Save databse error\n"));
+    for (const auto& record : logs_)
+        EXPECT_EQ(record.group, LOG_GROUP_QOS) << record.text;
 }
 
 TEST_F(QosTest, RuleRepliesCarryDataOnlyOnSuccess)
