@@ -135,3 +135,50 @@ TEST_F(ServiceTest, ServicePortIpFilteringTable)
         {"active, lock fails", "ServicePortIpfilteringActive", {}, nullptr, PORTIP, FAIL_LOCK, 8, "failed to get database", 165, "null", nullptr},
     });
 }
+
+TEST_F(ServiceTest, ServiceNullRequests)
+{
+    // Operations with a fixed response id answer a null request themselves; those whose id
+    // follows the request, or that do not check for one, give no response.
+    struct Row {
+        _FAL_RSP_T* (FalServiceLdb::*op)(_FAL_REQ_T*);
+        unsigned status;
+        const char* message;
+        unsigned msgId;
+        const char* data;
+    };
+    const Row rows[] = {
+        {&FalServiceLdb::ServicePortfilteringPatch, 10, "Received invalid request", 17, "null"},
+        {&FalServiceLdb::ServiceIpfilteringPatch, 10, "FAL processed fine!", 29, "null"},
+        {&FalServiceLdb::ServiceIpfilteringCreate, 10, "Received invalid response", 31, "{}"},
+        {&FalServiceLdb::ServiceReservedipCreate, 10, "Invalid request", 141, "null"},
+        {&FalServiceLdb::ServicePortIpFilteringPatch, 10, "Null request received", 157, "null"},
+        {&FalServiceLdb::ServicePortIpFilteringCreate, 10, "Null request received", 159, "null"},
+        {&FalServiceLdb::ServicePortIpFilteringDeleteOne, 10, "Null request received", 161, "null"},
+        {&FalServiceLdb::ServicePortIpFilteringDeleteAll, 10, "Null request received", 163, "null"},
+        {&FalServiceLdb::ServicePortIpfilteringActive, 0, "FAL processed fine!", 165, "null"},
+        {&FalServiceLdb::ServiceLogClear, 0, "FAL processed fine!", 169, "null"},
+        {&FalServiceLdb::ServiceMacfilteringCreate, NO_RESPONSE, nullptr, 0, nullptr},
+        {&FalServiceLdb::ServiceMacfilteringPatch, NO_RESPONSE, nullptr, 0, nullptr},
+        {&FalServiceLdb::ServicePortfilteringCreate, NO_RESPONSE, nullptr, 0, nullptr},
+        {&FalServiceLdb::ServicePortforwardingActive, NO_RESPONSE, nullptr, 0, nullptr},
+        {&FalServiceLdb::ServiceMacfilteringList, NO_RESPONSE, nullptr, 0, nullptr},
+        {&FalServiceLdb::ServiceDiagnosticsPing, NO_RESPONSE, nullptr, 0, nullptr},
+    };
+    seed(API_TYPE_SERVICE, R"({"portIpFiltering":{"rules":[{"id":0}]}})");
+    const std::string before = onDisk(API_TYPE_SERVICE);
+    for (const Row& row : rows) {
+        SvcRsp rsp((svc_.*row.op)(nullptr));
+        EXPECT_EQ(LocalDbCtrl::heldLocks(), 0u);
+        if (row.status == NO_RESPONSE) {
+            EXPECT_EQ(rsp, nullptr);
+            continue;
+        }
+        ASSERT_NE(rsp, nullptr) << row.msgId;
+        EXPECT_EQ(rsp->status, row.status) << row.msgId;
+        EXPECT_STREQ(rsp->message, row.message);
+        EXPECT_EQ(rsp->msgId, row.msgId);
+        EXPECT_EQ(json(rsp->data), canon(row.data)) << row.msgId;
+    }
+    EXPECT_EQ(onDisk(API_TYPE_SERVICE), before);
+}
