@@ -192,7 +192,7 @@ _FAL_RSP_T* svcProbeLock(unsigned apiType, unsigned msgId)
     if (!rsp)
         return nullptr;
     SvcLock lock(API_TYPE_SERVICE, "", "default");
-    svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, "failed to get database", nullptr);
+    svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, "failed to get database");
     return rsp;
 }
 

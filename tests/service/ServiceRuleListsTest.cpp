@@ -163,3 +163,19 @@ TEST_F(ServiceTest, ServiceMacPassthroughTable)
         {"access management change gives no response", "ServiceAccessADMChange", {}, "{}", PASS, NO_FAULT, NO_RESPONSE, nullptr, 0, "null", nullptr},
     });
 }
+
+TEST_F(ServiceTest, ServicePatchWithoutBodyLogsOnlyForPortForwarding)
+{
+    auto logged = [this](const char* text) {
+        for (const CapturedLog& log : logs_)
+            if (log.text == text && log.group == 15)
+                return true;
+        return false;
+    };
+    const char* line = "Received NULL request or no request body in case it is needed\n";
+    logs_.clear();
+    EXPECT_EQ(call("ServicePorttriggeringPatch", {{"@ruleId", "0"}}), nullptr);
+    EXPECT_FALSE(logged(line));
+    EXPECT_EQ(call("ServicePortforwardingPatch", {{"@ruleId", "0"}}), nullptr);
+    EXPECT_TRUE(logged(line));
+}
