@@ -107,9 +107,8 @@ _FAL_RSP_T* FalServiceLdb::ServiceMacfilteringCreate(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, SVC_REQUEST_ID_PLUS_ONE, true);
     if (!rsp)
         return nullptr;
-    if (!req->body) {
+    if (svcRefusesRequest(rsp, req, "Received invalid request")) {
         Logger::print(LOG_TYPE_ERROR, SVC_LOG, "%s", SVC_NULL_REQUEST);
-        svcAnswer(rsp, FAL_BAD_REQUEST, "Received invalid request");
         return rsp;
     }
     SvcLock lock(API_TYPE_SERVICE, "macFiltering", req->requester);
@@ -177,13 +176,9 @@ _FAL_RSP_T* FalServiceLdb::ServicePortfilteringUpdate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServicePortfilteringPatch(_FAL_REQ_T* req)
 {
-    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 17, false, NO_RESPONSE_PORT);
-    if (!rsp)
-        return nullptr;
-    if (!req->body) {
-        svcAnswer(rsp, FAL_BAD_REQUEST, "Received invalid request");
+    _FAL_RSP_T* rsp = svcNewResponse(API_TYPE_SERVICE, 17, false, NO_RESPONSE_PORT);
+    if (!rsp || svcRefusesRequest(rsp, req, "Received invalid request"))
         return rsp;
-    }
     SvcLock lock(API_TYPE_SERVICE, "portFiltering", req->requester);
     SvcTree rule = portFilteringRule(rsp, req, lock);
     if (!rule)
@@ -204,12 +199,8 @@ _FAL_RSP_T* FalServiceLdb::ServicePortfilteringPatch(_FAL_REQ_T* req)
 _FAL_RSP_T* FalServiceLdb::ServicePortfilteringCreate(_FAL_REQ_T* req)
 {
     _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, SVC_REQUEST_ID_PLUS_ONE, true, NO_RESPONSE_PORT);
-    if (!rsp)
-        return nullptr;
-    if (!req->body) {
-        svcAnswer(rsp, FAL_BAD_REQUEST, "Received invalid request");
+    if (!rsp || svcRefusesRequest(rsp, req, "Received invalid request"))
         return rsp;
-    }
     SvcLock lock(API_TYPE_SERVICE, "portFiltering", req->requester);
     SvcTree rule = portFilteringRule(rsp, req, lock);
     if (!rule)
@@ -261,12 +252,11 @@ _FAL_RSP_T* FalServiceLdb::ServiceIpfilteringUpdate(_FAL_REQ_T* req)
 _FAL_RSP_T* FalServiceLdb::ServiceIpfilteringPatch(_FAL_REQ_T* req)
 {
     // Every outcome keeps the message from creation.
-    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 29, false, "Cannot allocate memory for responding");
+    _FAL_RSP_T* rsp = svcNewResponse(API_TYPE_SERVICE, 29, false, "Cannot allocate memory for responding");
     if (!rsp)
         return nullptr;
-    if (!req->body) {
+    if (svcRefusesRequest(rsp, req, nullptr)) {
         Logger::print(LOG_TYPE_ERROR, SVC_LOG, "Invalid request\n");
-        svcAnswer(rsp, FAL_BAD_REQUEST);
         return rsp;
     }
     SvcTree rule(req->body->clone(nullptr));
@@ -302,13 +292,9 @@ _FAL_RSP_T* FalServiceLdb::ServiceIpfilteringPatch(_FAL_REQ_T* req)
 _FAL_RSP_T* FalServiceLdb::ServiceIpfilteringCreate(_FAL_REQ_T* req)
 {
     SvcTrace trace("ServiceIpfilteringCreate");
-    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 31, true);
-    if (!rsp)
-        return nullptr;
-    if (!req->body) {
-        svcAnswer(rsp, FAL_BAD_REQUEST, "Received invalid response");
+    _FAL_RSP_T* rsp = svcNewResponse(API_TYPE_SERVICE, 31, true);
+    if (!rsp || svcRefusesRequest(rsp, req, "Received invalid response"))
         return rsp;
-    }
     SvcTree rule(req->body->clone(nullptr));
     SvcLock lock(API_TYPE_SERVICE, "ipFiltering", req->requester);
     svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, "Cannot load database");
@@ -361,13 +347,7 @@ int findPortIpRule(TreeMapObject* rules, int ruleId)
     return -1;
 }
 
-// False (the response answered) when the request has no body.
-bool portIpHasBody(_FAL_RSP_T* rsp, const _FAL_REQ_T* req)
-{
-    if (!req->body)
-        svcAnswer(rsp, FAL_BAD_REQUEST, "Null request received");
-    return req->body != nullptr;
-}
+const char* const PORTIP_NULL_REQUEST = "Null request received";
 
 // The first "@ruleId"; false (the response answered) when it is missing.
 bool portIpRuleId(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, int& ruleId)
@@ -403,10 +383,8 @@ _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringList(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringPatch(_FAL_REQ_T* req)
 {
-    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 157, false, NO_RESPONSE_PORTIP);
-    if (!rsp)
-        return nullptr;
-    if (!portIpHasBody(rsp, req))
+    _FAL_RSP_T* rsp = svcNewResponse(API_TYPE_SERVICE, 157, false, NO_RESPONSE_PORTIP);
+    if (!rsp || svcRefusesRequest(rsp, req, PORTIP_NULL_REQUEST))
         return rsp;
     SvcTree rule(req->body->clone(nullptr));
     const char* address = req->body->get<const char*>("ipAddress");
@@ -437,10 +415,8 @@ _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringPatch(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringCreate(_FAL_REQ_T* req)
 {
-    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 159, false, NO_RESPONSE_PORTIP);
-    if (!rsp)
-        return nullptr;
-    if (!portIpHasBody(rsp, req))
+    _FAL_RSP_T* rsp = svcNewResponse(API_TYPE_SERVICE, 159, false, NO_RESPONSE_PORTIP);
+    if (!rsp || svcRefusesRequest(rsp, req, PORTIP_NULL_REQUEST))
         return rsp;
     SvcTree rule(req->body->clone(nullptr));
     const char* address = req->body->get<const char*>("ipAddress");
@@ -466,9 +442,9 @@ _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringCreate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringDeleteOne(_FAL_REQ_T* req)
 {
-    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 161, false, NO_RESPONSE_PORTIP);
-    if (!rsp)
-        return nullptr;
+    _FAL_RSP_T* rsp = svcNewResponse(API_TYPE_SERVICE, 161, false, NO_RESPONSE_PORTIP);
+    if (!rsp || svcRefusesRequest(rsp, req, PORTIP_NULL_REQUEST, false))
+        return rsp;
     int ruleId = 0;
     if (!portIpRuleId(rsp, req, ruleId))
         return rsp;
@@ -495,9 +471,9 @@ _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringDeleteOne(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringDeleteAll(_FAL_REQ_T* req)
 {
-    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 163, false, NO_RESPONSE_PORTIP);
-    if (!rsp)
-        return nullptr;
+    _FAL_RSP_T* rsp = svcNewResponse(API_TYPE_SERVICE, 163, false, NO_RESPONSE_PORTIP);
+    if (!rsp || svcRefusesRequest(rsp, req, PORTIP_NULL_REQUEST, false))
+        return rsp;
     SvcLock lock(API_TYPE_SERVICE, "portIpFiltering", req->requester);
     SvcTree rules;
     if (!portIpRules(rsp, lock, rules))
@@ -513,7 +489,7 @@ _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringDeleteAll(_FAL_REQ_T* req)
     return rsp;
 }
 
-_FAL_RSP_T* FalServiceLdb::ServicePortIpfilteringActive(_FAL_REQ_T* req)
+_FAL_RSP_T* FalServiceLdb::ServicePortIpfilteringActive(_FAL_REQ_T*)
 {
-    return svcProbeLock(req, apiType, 165);
+    return svcProbeLock(apiType, 165);
 }

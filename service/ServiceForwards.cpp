@@ -6,11 +6,14 @@
 namespace {
 
 // Replaces the entry with the rule id by the body (keeping the entry's id). With `activeOnly`
-// set, a body without "serviceType" changes only the entry's "active". Not found: 4.
-_FAL_RSP_T* patchLastWins(_FAL_REQ_T* req, const char* fn, const char* key, unsigned msgId, bool activeOnly)
+// set, a body without "serviceType" changes only the entry's "active". Not found: 4. A request
+// without body gets no response (logged with `nullLog` when given).
+_FAL_RSP_T* patchLastWins(_FAL_REQ_T* req, const char* fn, const char* key, unsigned msgId, bool activeOnly,
+                          const char* nullLog)
 {
     if (!req || !req->body) {
-        Logger::print(LOG_TYPE_ERROR, SVC_LOG, "%s", SVC_NULL_REQUEST);
+        if (nullLog)
+            Logger::print(LOG_TYPE_ERROR, SVC_LOG, "%s", nullLog);
         return nullptr;
     }
     SvcTrace trace(fn);
@@ -84,7 +87,8 @@ _FAL_RSP_T* FalServiceLdb::ServicePortforwardingUpdate(_FAL_REQ_T*)
 
 _FAL_RSP_T* FalServiceLdb::ServicePortforwardingPatch(_FAL_REQ_T* req)
 {
-    return patchLastWins(req, "ServicePortforwardingPatch", "portForwarding", SVC_REQUEST_ID_PLUS_ONE, true);
+    return patchLastWins(req, "ServicePortforwardingPatch", "portForwarding", SVC_REQUEST_ID_PLUS_ONE, true,
+                         SVC_NULL_REQUEST);
 }
 
 _FAL_RSP_T* FalServiceLdb::ServicePortforwardingCreate(_FAL_REQ_T* req)
@@ -125,7 +129,7 @@ _FAL_RSP_T* FalServiceLdb::ServicePorttriggeringUpdate(_FAL_REQ_T*)
 
 _FAL_RSP_T* FalServiceLdb::ServicePorttriggeringPatch(_FAL_REQ_T* req)
 {
-    return patchLastWins(req, "ServicePorttriggeringPatch", "portTriggering", 55, false);
+    return patchLastWins(req, "ServicePorttriggeringPatch", "portTriggering", 55, false, nullptr);
 }
 
 _FAL_RSP_T* FalServiceLdb::ServicePorttriggeringCreate(_FAL_REQ_T* req)

@@ -29,14 +29,19 @@ SvcTrace::~SvcTrace()
         Logger::print(LOG_TYPE_TRACE, SVC_LOG, "%s Exit\n", fn_);
 }
 
+_FAL_RSP_T* svcNewResponse(unsigned apiType, unsigned msgId, bool withData, const char* failLog)
+{
+    _FAL_RSP_T* rsp = newFalResponse(apiType, msgId, withData);
+    if (!rsp)
+        Logger::print(LOG_TYPE_ERROR, SVC_LOG, "%s", failLog);
+    return rsp;
+}
+
 _FAL_RSP_T* svcResponse(const _FAL_REQ_T* req, unsigned apiType, unsigned msgId, bool withData, const char* failLog)
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, msgId == SVC_REQUEST_ID_PLUS_ONE ? req->msgId + 1 : msgId, withData);
-    if (!rsp)
-        Logger::print(LOG_TYPE_ERROR, SVC_LOG, "%s", failLog);
-    return rsp;
+    return svcNewResponse(apiType, msgId == SVC_REQUEST_ID_PLUS_ONE ? req->msgId + 1 : msgId, withData, failLog);
 }
 
 void svcAnswer(_FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message)
@@ -54,9 +59,14 @@ void svcDropData(_FAL_RSP_T* rsp)
 
 bool svcLacksBody(_FAL_RSP_T* rsp, const _FAL_REQ_T* req)
 {
-    if (req->body)
+    return svcRefusesRequest(rsp, req, "Bad request");
+}
+
+bool svcRefusesRequest(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, const char* message, bool needBody)
+{
+    if (req && (req->body || !needBody))
         return false;
-    svcAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
+    svcAnswer(rsp, FAL_BAD_REQUEST, message);
     return true;
 }
 
@@ -176,13 +186,13 @@ _FAL_RSP_T* svcReadObject(const _FAL_REQ_T* req, unsigned rspApiType, unsigned m
     return rsp;
 }
 
-_FAL_RSP_T* svcProbeLock(const _FAL_REQ_T* req, unsigned apiType, unsigned msgId)
+_FAL_RSP_T* svcProbeLock(unsigned apiType, unsigned msgId)
 {
-    _FAL_RSP_T* rsp = svcResponse(req, apiType, msgId, false);
+    _FAL_RSP_T* rsp = svcNewResponse(apiType, msgId, false);
     if (!rsp)
         return nullptr;
     SvcLock lock(API_TYPE_SERVICE, "", "default");
-    svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, "failed to get database", nullptr);
+    svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, "failed to get database");
     return rsp;
 }
 

@@ -48,8 +48,10 @@ private:
 // Response id of the operations that answer with their request's id + 1.
 constexpr unsigned SVC_REQUEST_ID_PLUS_ONE = 0;
 
-// A new response for the request (null for a null request); when it cannot be made, logs
-// `failLog` at type 3 and yields null.
+// A new response with a constant id; when it cannot be made, logs `failLog` at type 3 and yields
+// null. The operations that answer a null request themselves make their response with it.
+_FAL_RSP_T* svcNewResponse(unsigned apiType, unsigned msgId, bool withData, const char* failLog = SVC_NO_RESPONSE);
+// A new response for the request (null for a null request), as svcNewResponse.
 _FAL_RSP_T* svcResponse(const _FAL_REQ_T* req, unsigned apiType, unsigned msgId, bool withData,
                         const char* failLog = SVC_NO_RESPONSE);
 
@@ -59,6 +61,9 @@ void svcAnswer(_FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message = nullp
 void svcDropData(_FAL_RSP_T* rsp);
 // Answers 10 "Bad request" and yields true when the request has no body.
 bool svcLacksBody(_FAL_RSP_T* rsp, const _FAL_REQ_T* req);
+// Answers 10 with `message` and yields true when the request or (with `needBody`) its body is
+// missing.
+bool svcRefusesRequest(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, const char* message, bool needBody = true);
 
 // One lock of a service (or gateway) object as the request's requester: the handle is deleted and
 // the lock released when the guard goes out of scope, also after a failed lock.
@@ -131,8 +136,8 @@ struct SvcRead {
 _FAL_RSP_T* svcReadObject(const _FAL_REQ_T* req, unsigned rspApiType, unsigned msgId, const SvcRead& how);
 
 // Locks the whole service document as "default" and releases it again: 8 "failed to get
-// database" when it cannot be locked, else 0.
-_FAL_RSP_T* svcProbeLock(const _FAL_REQ_T* req, unsigned apiType, unsigned msgId);
+// database" when it cannot be locked, else 0. The request is not looked at.
+_FAL_RSP_T* svcProbeLock(unsigned apiType, unsigned msgId);
 
 // The create of the lists with a limit: appends a copy of the body with an id from
 // handleFindNewArrayItemId while `rules` holds fewer entries than the object's "maxRules", and

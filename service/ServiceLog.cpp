@@ -95,10 +95,10 @@ _FAL_RSP_T* FalServiceLdb::ServiceLogSave(_FAL_REQ_T* req)
     return rsp;
 }
 
-_FAL_RSP_T* FalServiceLdb::ServiceLogClear(_FAL_REQ_T* req)
+_FAL_RSP_T* FalServiceLdb::ServiceLogClear(_FAL_REQ_T*)
 {
     SvcTrace trace("ServiceLogClear");
-    return svcProbeLock(req, apiType, 169);
+    return svcProbeLock(apiType, 169);
 }
 
 // ---- Diagnostics ------------------------------------------------------------------------------

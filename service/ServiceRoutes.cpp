@@ -107,10 +107,10 @@ _FAL_RSP_T* FalServiceLdb::ServiceWolDeleteAll(_FAL_REQ_T* req)
     return svcEmptyList(req, "ServiceWolDeleteAll", "wol", "rules", 77, FAL_FAILED, nullptr);
 }
 
-_FAL_RSP_T* FalServiceLdb::ServiceWolWakeon(_FAL_REQ_T* req)
+_FAL_RSP_T* FalServiceLdb::ServiceWolWakeon(_FAL_REQ_T*)
 {
     SvcTrace trace("ServiceWolWakeon");
-    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 79, false);
+    _FAL_RSP_T* rsp = svcNewResponse(API_TYPE_SERVICE, 79, false);
     if (!rsp)
         return nullptr;
     sleep(3);
@@ -264,13 +264,9 @@ _FAL_RSP_T* FalServiceLdb::ServiceReservedipPatch(_FAL_REQ_T* req)
 _FAL_RSP_T* FalServiceLdb::ServiceReservedipCreate(_FAL_REQ_T* req)
 {
     SvcTrace trace("ServiceReservedipCreate");
-    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 141, false);
-    if (!rsp)
-        return nullptr;
-    if (!req->body) {
-        svcAnswer(rsp, FAL_BAD_REQUEST, "Invalid request");
+    _FAL_RSP_T* rsp = svcNewResponse(API_TYPE_SERVICE, 141, false);
+    if (!rsp || svcRefusesRequest(rsp, req, "Invalid request"))
         return rsp;
-    }
     SvcLock lock(API_TYPE_SERVICE, "reservedIp", req->requester);
     svcLockOrAnswer(lock, rsp, FAL_DB_ERROR);
     if (!lock)

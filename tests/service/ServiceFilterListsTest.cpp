@@ -39,6 +39,8 @@ TEST_F(ServiceTest, ServiceMacFilteringTable)
         {"patch unknown id", "ServiceMacfilteringPatch", {{"@ruleId", "9"}}, R"({"deviceId":7})", MAC, NO_FAULT, 9, "Cannot find the request id", 5, "null", nullptr},
         {"patch without body", "ServiceMacfilteringPatch", {{"@ruleId", "1"}}, nullptr, MAC, NO_FAULT, NO_RESPONSE, nullptr, 5, "null", nullptr},
         {"patch, save fails", "ServiceMacfilteringPatch", {{"@ruleId", "1"}}, R"({"deviceId":7})", MAC, FAIL_SAVE, 4, nullptr, 5, "null", nullptr},
+        {"patch without rules", "ServiceMacfilteringPatch", {{"@ruleId", "1"}}, R"({"deviceId":7})", R"({"maxRules":3})", NO_FAULT, 4, nullptr, 5, "null", nullptr},
+        {"patch, lock fails", "ServiceMacfilteringPatch", {{"@ruleId", "1"}}, R"({"deviceId":7})", MAC, FAIL_LOCK, 8, nullptr, 5, "null", nullptr},
         {"delete one: first parameter whatever its name", "ServiceMacfilteringDeleteOne", {{"@x", "0"}, {"@ruleId", "1"}}, nullptr, MAC, NO_FAULT, 3, nullptr, 9, "null",
          R"({"maxRules":3,"rules":[{"id":1,"active":false,"deviceId":1}]})"},
         {"delete one unknown id", "ServiceMacfilteringDeleteOne", {{"@ruleId", "9"}}, nullptr, MAC, NO_FAULT, 9, nullptr, 9, "null", nullptr},
@@ -95,6 +97,7 @@ TEST_F(ServiceTest, ServiceIpFilteringTable)
         {"create: ids 1,0 give 3", "ServiceIpfilteringCreate", {}, R"({"active":false,"ipAddress":"192.168.1.40"})", IP, NO_FAULT, 1, nullptr, 31, R"({"id":3})",
          R"({"maxRules":3,"rules":[{"id":1,"active":false,"ipAddress":"192.168.1.20"},{"id":0,"active":false,"ipAddress":"192.168.1.21"},{"active":false,"ipAddress":"192.168.1.40","id":3}]})"},
         {"create on a full list", "ServiceIpfilteringCreate", {}, R"({"active":false})", IP_FULL, NO_FAULT, 4, nullptr, 31, "null", nullptr},
+        {"create, save fails", "ServiceIpfilteringCreate", {}, R"({"active":false})", IP, FAIL_SAVE, 4, nullptr, 31, "null", nullptr},
         {"create without body", "ServiceIpfilteringCreate", {}, nullptr, IP, NO_FAULT, 10, "Received invalid response", 31, "{}", nullptr},
         {"create, lock fails", "ServiceIpfilteringCreate", {}, "{}", IP, FAIL_LOCK, 8, "Cannot load database", 31, "{}", nullptr},
         {"create without rules", "ServiceIpfilteringCreate", {}, "{}", R"({"maxRules":3})", NO_FAULT, 4, nullptr, 31, "null", nullptr},
@@ -128,10 +131,60 @@ TEST_F(ServiceTest, ServicePortIpFilteringTable)
          R"({"rules":[{"id":1,"active":false,"ipAddress":"192.168.1.20"}]})"},
         {"delete one unknown id", "ServicePortIpFilteringDeleteOne", {{"@ruleId", "6"}}, nullptr, PORTIP, NO_FAULT, 3, "No rule ID matched", 161, "null", nullptr},
         {"delete one without rule id", "ServicePortIpFilteringDeleteOne", {}, nullptr, PORTIP, NO_FAULT, 10, "Invalid ruleId received", 161, "null", nullptr},
+        {"delete one, lock fails", "ServicePortIpFilteringDeleteOne", {{"@ruleId", "0"}}, nullptr, PORTIP, FAIL_LOCK, 8, "Failed to load database", 161, "null", nullptr},
+        {"delete one, save fails", "ServicePortIpFilteringDeleteOne", {{"@ruleId", "0"}}, nullptr, PORTIP, FAIL_SAVE, 4, "Database is failed to update", 161, "null", nullptr},
+        {"delete one without rules", "ServicePortIpFilteringDeleteOne", {{"@ruleId", "0"}}, nullptr, "{}", NO_FAULT, 8, "Something wrong in database", 161, "null", nullptr},
         {"delete all", "ServicePortIpFilteringDeleteAll", {}, nullptr, PORTIP, NO_FAULT, 0, "Database for port IP filtering is cleared", 163, "null", R"({"rules":[]})"},
         {"delete all without rules", "ServicePortIpFilteringDeleteAll", {}, nullptr, "{}", NO_FAULT, 8, "Something wrong in database", 163, "null", nullptr},
         {"delete all, save fails", "ServicePortIpFilteringDeleteAll", {}, nullptr, PORTIP, FAIL_SAVE, 4, "Database is failed to update", 163, "null", nullptr},
         {"active changes nothing", "ServicePortIpfilteringActive", {}, R"({"active":true})", PORTIP, NO_FAULT, 0, nullptr, 165, "null", nullptr},
         {"active, lock fails", "ServicePortIpfilteringActive", {}, nullptr, PORTIP, FAIL_LOCK, 8, "failed to get database", 165, "null", nullptr},
     });
+}
+
+TEST_F(ServiceTest, ServiceNullRequests)
+{
+    // Operations with a fixed response id answer a null request themselves; those whose id
+    // follows the request, or that do not check for one, give no response.
+    struct Row {
+        _FAL_RSP_T* (FalServiceLdb::*op)(_FAL_REQ_T*);
+        unsigned status;
+        const char* message;
+        unsigned msgId;
+        const char* data;
+    };
+    const Row rows[] = {
+        {&FalServiceLdb::ServicePortfilteringPatch, 10, "Received invalid request", 17, "null"},
+        {&FalServiceLdb::ServiceIpfilteringPatch, 10, "FAL processed fine!", 29, "null"},
+        {&FalServiceLdb::ServiceIpfilteringCreate, 10, "Received invalid response", 31, "{}"},
+        {&FalServiceLdb::ServiceReservedipCreate, 10, "Invalid request", 141, "null"},
+        {&FalServiceLdb::ServicePortIpFilteringPatch, 10, "Null request received", 157, "null"},
+        {&FalServiceLdb::ServicePortIpFilteringCreate, 10, "Null request received", 159, "null"},
+        {&FalServiceLdb::ServicePortIpFilteringDeleteOne, 10, "Null request received", 161, "null"},
+        {&FalServiceLdb::ServicePortIpFilteringDeleteAll, 10, "Null request received", 163, "null"},
+        {&FalServiceLdb::ServicePortIpfilteringActive, 0, "FAL processed fine!", 165, "null"},
+        {&FalServiceLdb::ServiceLogClear, 0, "FAL processed fine!", 169, "null"},
+        {&FalServiceLdb::ServiceMacfilteringCreate, NO_RESPONSE, nullptr, 0, nullptr},
+        {&FalServiceLdb::ServiceMacfilteringPatch, NO_RESPONSE, nullptr, 0, nullptr},
+        {&FalServiceLdb::ServicePortfilteringCreate, NO_RESPONSE, nullptr, 0, nullptr},
+        {&FalServiceLdb::ServicePortforwardingActive, NO_RESPONSE, nullptr, 0, nullptr},
+        {&FalServiceLdb::ServiceMacfilteringList, NO_RESPONSE, nullptr, 0, nullptr},
+        {&FalServiceLdb::ServiceDiagnosticsPing, NO_RESPONSE, nullptr, 0, nullptr},
+    };
+    seed(API_TYPE_SERVICE, R"({"portIpFiltering":{"rules":[{"id":0}]}})");
+    const std::string before = onDisk(API_TYPE_SERVICE);
+    for (const Row& row : rows) {
+        SvcRsp rsp((svc_.*row.op)(nullptr));
+        EXPECT_EQ(LocalDbCtrl::heldLocks(), 0u);
+        if (row.status == NO_RESPONSE) {
+            EXPECT_EQ(rsp, nullptr);
+            continue;
+        }
+        ASSERT_NE(rsp, nullptr) << row.msgId;
+        EXPECT_EQ(rsp->status, row.status) << row.msgId;
+        EXPECT_STREQ(rsp->message, row.message);
+        EXPECT_EQ(rsp->msgId, row.msgId);
+        EXPECT_EQ(json(rsp->data), canon(row.data)) << row.msgId;
+    }
+    EXPECT_EQ(onDisk(API_TYPE_SERVICE), before);
 }

@@ -139,3 +139,47 @@ TEST_F(ServiceTest, ServiceDiagnostics)
     SvcRsp noBody = call("ServiceDiagnosticsPing");
     EXPECT_EQ(noBody->status, 10u);
 }
+
+TEST_F(ServiceTest, ServiceLogAndDiagnosticsFailuresTable)
+{
+    const char* log = R"({"type":"local","log":[]})";
+    checkAll("log", {
+        {"log change never adds a setting", "ServiceLogChange", {}, R"({"class":"all","type":"remote"})", log, NO_FAULT, 0, nullptr, 113, "null",
+         R"({"type":"remote","log":[]})"},
+        {"log change, lock fails", "ServiceLogChange", {}, R"({"type":"remote"})", log, FAIL_LOCK, 8, nullptr, 113, "null", nullptr},
+        {"log change, save fails", "ServiceLogChange", {}, R"({"type":"remote"})", log, FAIL_SAVE, 4, nullptr, 113, "null", nullptr},
+        {"log change without body", "ServiceLogChange", {}, nullptr, log, NO_FAULT, 10, "Bad request", 113, "null", nullptr},
+        {"log clear keeps the log", "ServiceLogClear", {}, nullptr, log, NO_FAULT, 0, nullptr, 169, "null", nullptr},
+        {"log clear, lock fails", "ServiceLogClear", {}, nullptr, log, FAIL_LOCK, 8, "failed to get database", 169, "null", nullptr},
+    });
+    const char* diag = R"({"ping":{"status":"None","msg":[]},"traceRoute":{"status":"None"},"routeHops":[{"hop":1}]})";
+    checkAll("diagnostics", {
+        {"ping, lock fails", "ServiceDiagnosticsPing", {}, R"({"count":1})", diag, FAIL_LOCK, 8, "failed to load database", 117, "null", nullptr},
+        {"ping, save fails", "ServiceDiagnosticsPing", {}, R"({"target":"a","count":1})", diag, FAIL_SAVE, 8, "failed to save database", 117,
+         R"({"status":"Requested","msg":["xxx xxx xxx","bbb bbb bbb"],"IpAddressUsed":"a","successCount":1,"failureCount":0})", nullptr},
+        {"traceroute, lock fails", "ServiceDiagnosticsTraceroute", {}, "{}", diag, FAIL_LOCK, 4, nullptr, 119, "null", nullptr},
+        {"traceroute, save fails", "ServiceDiagnosticsTraceroute", {}, "{}", diag, FAIL_SAVE, 4, nullptr, 119, R"({"status":"Requested"})", nullptr},
+        {"traceroute without body", "ServiceDiagnosticsTraceroute", {}, nullptr, diag, NO_FAULT, 10, "Bad request", 119, "null", nullptr},
+        {"route hops, lock fails", "ServiceDiagnosticsRoutehops", {}, nullptr, diag, FAIL_LOCK, 4, nullptr, 121, "null", nullptr},
+    });
+}
+
+TEST_F(ServiceTest, ServiceSingleObjectUpdatesWithoutBody)
+{
+    // Nothing is locked or changed; each answers 10 "Bad request" with its own id.
+    const std::pair<const char*, unsigned> updates[] = {
+        {"ServiceDdnsUpdate", 67}, {"ServiceDmzUpdate", 85}, {"ServiceRipUpdate", 89}, {"ServiceUpnpUpdate", 107},
+        {"ServiceAlgUpdate", 125}, {"ServiceNetworkOptionUpdate", 151}, {"ServiceWolActive", 81},
+        {"ServiceStaticrouteActive", 103}, {"ServiceReservedipActive", 147},
+    };
+    seed(API_TYPE_SERVICE, R"({"ddns":{"active":true},"rip":{"version":2},"upnp":{"active":true},"alg":[]})");
+    const std::string before = onDisk(API_TYPE_SERVICE);
+    for (const auto& update : updates) {
+        SvcRsp rsp = call(update.first);
+        ASSERT_NE(rsp, nullptr) << update.first;
+        EXPECT_EQ(rsp->status, 10u) << update.first;
+        EXPECT_STREQ(rsp->message, "Bad request");
+        EXPECT_EQ(rsp->msgId, update.second);
+    }
+    EXPECT_EQ(onDisk(API_TYPE_SERVICE), before);
+}

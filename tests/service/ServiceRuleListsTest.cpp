@@ -33,6 +33,8 @@ TEST_F(ServiceTest, ServicePortForwardingTable)
         {"create without body", "ServicePortforwardingCreate", {}, nullptr, FWD, NO_FAULT, NO_RESPONSE, nullptr, 0, "null", nullptr},
         {"create, save fails", "ServicePortforwardingCreate", {}, "{}", FWD, FAIL_SAVE, 4, nullptr, 43, "null", nullptr},
         {"create without rules", "ServicePortforwardingCreate", {}, "{}", R"({"maxRules":3})", NO_FAULT, 8, nullptr, 43, "null", nullptr},
+        {"create on a full list", "ServicePortforwardingCreate", {}, "{}", R"({"maxRules":2,"rules":[{"id":1},{"id":0}]})", NO_FAULT, 4, nullptr, 43, "null", nullptr},
+        {"create, lock fails", "ServicePortforwardingCreate", {}, "{}", FWD, FAIL_LOCK, 4, nullptr, 43, "{}", nullptr},
         {"delete one: first @ruleId", "ServicePortforwardingDeleteOne", TWO_IDS, nullptr, FWD, NO_FAULT, 3, "Record Deleted", 45, "null",
          R"({"active":true,"maxRules":3,"rules":[{"id":1,"active":true,"serviceType":"HTTP","port":80}]})"},
         {"delete one unknown id", "ServicePortforwardingDeleteOne", {{"@ruleId", "8"}}, nullptr, FWD, NO_FAULT, 9, "failed to find ruleId", 45, "null", nullptr},
@@ -117,6 +119,7 @@ TEST_F(ServiceTest, ServiceStaticRouteTable)
          R"({"active":true,"list":[{"id":1,"active":true,"destinationIP":"10.0.0.0","subnet":"255.0.0.0","gateway":"192.168.1.254","metric":5},{"id":0,"active":true},{"id":2,"active":true,"subnet":"255.255.255.0","gateway":"192.168.1.1"}]})"},
         {"create, save fails keeps data", "ServiceStaticrouteCreate", {}, "{}", ROUTE, FAIL_SAVE, 4, nullptr, 97, R"({"id":2})", nullptr},
         {"create, lock fails", "ServiceStaticrouteCreate", {}, "{}", ROUTE, FAIL_LOCK, 4, nullptr, 97, "null", nullptr},
+        {"create without body", "ServiceStaticrouteCreate", {}, nullptr, ROUTE, NO_FAULT, 10, "Bad request", 97, "null", nullptr},
         {"delete one: first parameter", "ServiceStaticrouteDeleteOne", {{"@ruleId", "0"}, {"@ruleId", "1"}}, nullptr, ROUTE, NO_FAULT, 3, nullptr, 99, "null",
          R"({"active":true,"list":[{"id":1,"active":true,"destinationIP":"10.0.0.0","subnet":"255.0.0.0","gateway":"192.168.1.254","metric":5}]})"},
         {"delete one unknown id", "ServiceStaticrouteDeleteOne", {{"@ruleId", "4"}}, nullptr, ROUTE, NO_FAULT, 3, nullptr, 99, "null", nullptr},
@@ -134,6 +137,8 @@ TEST_F(ServiceTest, ServiceReservedIpTable)
         {"patch: the body becomes the entry", "ServiceReservedipPatch", {{"@ruleId", "1"}}, R"({"macAddress":"CC"})", RSV, NO_FAULT, 0, nullptr, 139, "null",
          R"({"active":true,"rules":[{"macAddress":"CC","id":1},{"id":0,"macAddress":"BB"}]})"},
         {"patch unknown id", "ServiceReservedipPatch", {{"@ruleId", "7"}}, "{}", RSV, NO_FAULT, 4, nullptr, 139, "null", nullptr},
+        {"patch without body", "ServiceReservedipPatch", {{"@ruleId", "1"}}, nullptr, RSV, NO_FAULT, 10, "Bad request", 139, "null", nullptr},
+        {"patch, save fails", "ServiceReservedipPatch", {{"@ruleId", "1"}}, "{}", RSV, FAIL_SAVE, 4, nullptr, 139, "null", nullptr},
         {"patch without rules", "ServiceReservedipPatch", {{"@ruleId", "1"}}, "{}", R"({"active":true})", NO_FAULT, 4, nullptr, 139, "null", nullptr},
         {"create keeps three fields of the rule", "ServiceReservedipCreate", {}, R"({"rule":{"name":"x","deviceId":3,"ipAddress":"192.168.1.60","macAddress":"CC"}})", RSV, NO_FAULT, 1, nullptr, 141,
          R"({"id":2})",
@@ -162,4 +167,20 @@ TEST_F(ServiceTest, ServiceMacPassthroughTable)
         {"access management gives no response", "ServiceAccessADMGet", {}, nullptr, PASS, NO_FAULT, NO_RESPONSE, nullptr, 0, "null", nullptr},
         {"access management change gives no response", "ServiceAccessADMChange", {}, "{}", PASS, NO_FAULT, NO_RESPONSE, nullptr, 0, "null", nullptr},
     });
+}
+
+TEST_F(ServiceTest, ServicePatchWithoutBodyLogsOnlyForPortForwarding)
+{
+    auto logged = [this](const char* text) {
+        for (const CapturedLog& log : logs_)
+            if (log.text == text && log.group == 15)
+                return true;
+        return false;
+    };
+    const char* line = "Received NULL request or no request body in case it is needed\n";
+    logs_.clear();
+    EXPECT_EQ(call("ServicePorttriggeringPatch", {{"@ruleId", "0"}}), nullptr);
+    EXPECT_FALSE(logged(line));
+    EXPECT_EQ(call("ServicePortforwardingPatch", {{"@ruleId", "0"}}), nullptr);
+    EXPECT_TRUE(logged(line));
 }
