@@ -1,7 +1,7 @@
 // The JSON-lines protocol of the hosts: one request object per line in, one JSON line out.
 //
 //   {"family":"service","op":"ServiceMacfilteringCreate","params":[["@id","3"]],"body":{...}}
-//     -> {"apiType":4,"msgId":7,"status":1,"message":"New Created","data":{"id":0}}
+//     -> {"apiType":4,"msgId":7,"status":1,"message":"FAL processed fine!","data":{"id":1}}
 //   an operation without a response           -> null
 //   {"control":"load","family":F,"document":{...}}           -> {"ok":true}
 //   {"control":"dump","family":F}                            -> {"document":{...}}
