@@ -119,6 +119,11 @@ TEST_F(WifiTest, GuestDeleteKeepsThePrimary)
     expectAnswer(call("WifiSsidGuestDeleteAll", {{"@interfaceId", "3"}}), FAL_NOT_FOUND, "failed to get ssid array");
     LocalDbCtrl::failNextSaves(API_TYPE_WIFI, 1);
     expectAnswer(call("WifiSsidGuestDeleteAll", k24), FAL_DB_ERROR, "failed to save database");
+
+    // The band key comes from "interfaces": a radio it does not name keeps its guests.
+    seed(API_TYPE_WIFI, R"({"interfaces": ["lan"], "ssid": {"24g": [{"index": 0}, {"index": 1}]}})");
+    expectAnswer(call("WifiSsidGuestDeleteAll", k24), FAL_OK, "");
+    EXPECT_EQ(wifiAt("ssid.24g"), canon(R"([{"index": 0}, {"index": 1}])"));
 }
 
 TEST_F(WifiTest, SsidActiveOffDisconnectsItsDevices)
