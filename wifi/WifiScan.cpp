@@ -46,11 +46,13 @@ _FAL_RSP_T* FalWifiLdb::WifiScan(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalWifiLdb::WifiScanResult(_FAL_REQ_T* req)
 {
+    // Every poll flips the toggle, whatever it answers.
+    bool hintsDue = !flipScanToggle(scanResultToggle);
     _FAL_RSP_T* rsp = nullptr;
     if (!wifiOpen(rsp, apiType, 77, false, req, 1))
         return rsp;
     int interfaceId = wifiIdAt(req, 0);
-    if (!flipScanToggle(scanResultToggle)) {
+    if (hintsDue) {
         rsp->data = new TreeMapObject(apiType, 77);
         TreeMapObject* scan = wifiLock(rsp, apiType, "wifiScan", req->requester);
         if (scan) {

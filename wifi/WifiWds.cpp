@@ -28,12 +28,13 @@ _FAL_RSP_T* traced(const char* name, Work work)
 
 // The opening every WDS operation shares; yields whether the operation goes on, and `rsp` is the
 // answer to return either way. A request without what `needs` asks for gets no answer at all
-// (null); a missing "@interfaceId" gets 10 "Wrong URI". Otherwise the status is preset to 4.
+// (null); a body that is not a JSON object counts as none. A missing "@interfaceId" gets 10
+// "Wrong URI". Otherwise the status is preset to 4.
 bool openWds(FalWifiLdb& wifi, _FAL_REQ_T* req, WdsNeeds needs, bool withData, _FAL_RSP_T*& rsp,
              int& interfaceId)
 {
     rsp = nullptr;
-    if (!req || (needs == WDS_NEEDS_BODY && !req->body)) {
+    if (!req || (needs == WDS_NEEDS_BODY && !(req->body && req->body->isObject()))) {
         Logger::print(LOG_TYPE_ERROR, WIFI_LOG, "Error received null request\n");
         return false;
     }

@@ -7,7 +7,15 @@
 
 #include "support/FalTest.h"
 
-using WifiRsp = std::unique_ptr<_FAL_RSP_T, RspDeleter>;
+// A wifi reply together with the operation that gave it.
+struct WifiRsp {
+    std::unique_ptr<_FAL_RSP_T, RspDeleter> rsp;
+    const char* op = nullptr;
+
+    _FAL_RSP_T* operator->() const { return rsp.get(); }
+    bool operator==(std::nullptr_t) const { return !rsp; }
+    bool operator!=(std::nullptr_t) const { return rsp != nullptr; }
+};
 
 // Wifi document: 2.4 GHz with SSIDs 0, 1 and 3, 5 GHz with its primary SSID only.
 inline const char* kWifiDoc = R"({
@@ -75,7 +83,7 @@ protected:
     // Runs a wifi operation by name.
     WifiRsp call(const char* op, const FAL_PARAMS_T& params = {}, const char* body = nullptr)
     {
-        return WifiRsp(run(wifi_, requestOf(op), params, body));
+        return WifiRsp{std::unique_ptr<_FAL_RSP_T, RspDeleter>(run(wifi_, requestOf(op), params, body)), op};
     }
 
     static unsigned requestOf(const char* op)
@@ -107,12 +115,13 @@ protected:
         return flags;
     }
 
-    void expectAnswer(const WifiRsp& rsp, unsigned status, const char* message, unsigned msgId)
+    // Checks status and message, and that the reply carries its operation's response id.
+    void expectAnswer(const WifiRsp& rsp, unsigned status, const char* message)
     {
-        ASSERT_NE(rsp, nullptr);
-        EXPECT_EQ(rsp->status, status);
-        EXPECT_STREQ(rsp->message, message);
-        EXPECT_EQ(rsp->msgId, msgId);
+        ASSERT_NE(rsp, nullptr) << rsp.op;
+        EXPECT_EQ(rsp->status, status) << rsp.op;
+        EXPECT_STREQ(rsp->message, message) << rsp.op;
+        EXPECT_EQ(rsp->msgId, requestOf(rsp.op) + 1) << rsp.op;
         EXPECT_EQ(rsp->apiType, unsigned(API_TYPE_WIFI));
     }
 
