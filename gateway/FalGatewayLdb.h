@@ -68,7 +68,8 @@ public:
     int upgradeProgress = 0;       // percent, advanced by every status poll
 
 private:
-    // An accepted long operation: the response object, simulateAsync(msgId, n), status 2.
+    // An accepted long operation: the response object, simulateAsync(msgId, n), status 2; null for
+    // a null request.
     _FAL_RSP_T* acceptLongOperation(_FAL_REQ_T* req, unsigned rspId, unsigned n);
 };
 

@@ -274,6 +274,8 @@ void readParentalState(_FAL_REQ_T* req, const char* mac, DeviceStates& st)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayConnectivity(_FAL_REQ_T* req)
 {
+    if (!req)
+        return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(apiType, req->msgId + 1, false);
     if (!rsp)
         return nullptr;
@@ -304,6 +306,8 @@ _FAL_RSP_T* FalGatewayLdb::GatewayConnectivity(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayDevicesList(_FAL_REQ_T* req)
 {
+    if (!req)
+        return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(apiType, 35, false);
     if (!rsp)
         return nullptr;
@@ -358,6 +362,8 @@ _FAL_RSP_T* FalGatewayLdb::GatewayDevicesList(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayDevicesGetOne(_FAL_REQ_T* req)
 {
+    if (!req)
+        return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(apiType, 37, false);
     if (!rsp)
         return nullptr;
@@ -401,6 +407,8 @@ _FAL_RSP_T* FalGatewayLdb::GatewayDevicesGetOne(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayDevicesUpdate(_FAL_REQ_T* req)
 {
+    if (!req)
+        return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(apiType, 39, false);
     if (!rsp)
         return nullptr;

@@ -177,7 +177,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayLedUpdate(_FAL_REQ_T* req)
         Logger::print(LOG_TYPE_ERROR, GW_LOG, "Memory allocation error, cannot create response\n");
         return nullptr;
     }
-    if (!req->body) {
+    if (!req || !req->body) {
         Logger::print(LOG_TYPE_ERROR, GW_LOG, "Received wrong request\n");
         gatewayAnswer(rsp, FAL_BAD_REQUEST, "Wrong request");
         return rsp;
@@ -204,6 +204,8 @@ _FAL_RSP_T* FalGatewayLdb::GatewayDatetimeGet(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayDatetimeUpdate(_FAL_REQ_T* req)
 {
+    if (!req)
+        return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(apiType, req->msgId + 1, false);
     if (!rsp)
         return nullptr;
@@ -223,6 +225,8 @@ _FAL_RSP_T* FalGatewayLdb::GatewayDatetimeUpdate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayDatetimeDelete(_FAL_REQ_T* req)
 {
+    if (!req)
+        return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(apiType, req->msgId + 1, false);
     if (!rsp)
         return nullptr;
@@ -251,6 +255,8 @@ _FAL_RSP_T* FalGatewayLdb::GatewayDatetimeDelete(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayLanguageGet(_FAL_REQ_T* req)
 {
+    if (!req)
+        return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(apiType, 51, false);
     if (!rsp)
         return nullptr;
@@ -264,6 +270,8 @@ _FAL_RSP_T* FalGatewayLdb::GatewayLanguageGet(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayLanguageSystemGet(_FAL_REQ_T* req)
 {
+    if (!req)
+        return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(apiType, req->msgId + 1, false);
     if (rsp)
         readLanguage(req, rsp, apiType, "system", "GatewayLanguageSystemGet");
@@ -272,6 +280,8 @@ _FAL_RSP_T* FalGatewayLdb::GatewayLanguageSystemGet(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayLanguageChange(_FAL_REQ_T* req)
 {
+    if (!req)
+        return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(apiType, 53, false);
     if (!rsp)
         return nullptr;
@@ -298,6 +308,8 @@ _FAL_RSP_T* FalGatewayLdb::GatewayLanguageChange(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayPowersaveModeGet(_FAL_REQ_T* req)
 {
+    if (!req)
+        return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(apiType, 77, false);
     if (!rsp)
         return nullptr;
@@ -310,6 +322,8 @@ _FAL_RSP_T* FalGatewayLdb::GatewayPowersaveModeGet(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayPowersaveModeChange(_FAL_REQ_T* req)
 {
+    if (!req)
+        return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(apiType, 79, false);
     if (!rsp)
         return nullptr;
@@ -355,6 +369,8 @@ _FAL_RSP_T* FalGatewayLdb::GatewayDeviceManagementChange(_FAL_REQ_T*)
 
 _FAL_RSP_T* FalGatewayLdb::acceptLongOperation(_FAL_REQ_T* req, unsigned rspId, unsigned n)
 {
+    if (!req)
+        return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(apiType, rspId, true);
     if (!rsp)
         return nullptr;
@@ -365,6 +381,8 @@ _FAL_RSP_T* FalGatewayLdb::acceptLongOperation(_FAL_REQ_T* req, unsigned rspId, 
 
 _FAL_RSP_T* FalGatewayLdb::GatewayUpgrade(_FAL_REQ_T* req)
 {
+    if (!req)
+        return nullptr;
     const char* type = req->body ? req->body->get<const char*>("type") : nullptr;
     const char* filename = req->body ? req->body->get<const char*>("filename") : nullptr;
     Logger::print(LOG_TYPE_PROGRESS, GW_LOG, "%s: type=%s filename=%s\n", "GatewayUpgrade", printable(type),
@@ -410,6 +428,8 @@ _FAL_RSP_T* FalGatewayLdb::GatewayRestore(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayBackup(_FAL_REQ_T* req)
 {
+    if (!req)
+        return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(apiType, 71, true);
     if (!rsp)
         return nullptr;

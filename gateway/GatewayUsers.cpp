@@ -102,6 +102,8 @@ void switchOffServiceOfAccount(_FAL_REQ_T* req, const char* key, int id)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayLogin(_FAL_REQ_T* req)
 {
+    if (!req)
+        return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(apiType, 1, true);
     if (!rsp)
         return nullptr;
@@ -137,6 +139,8 @@ _FAL_RSP_T* FalGatewayLdb::GatewayLogin(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayLogout(_FAL_REQ_T* req)
 {
+    if (!req)
+        return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(apiType, req->msgId + 1, false);
     if (rsp)
         gatewayAnswer(rsp, FAL_OK, "Logged out successfully !");
@@ -145,6 +149,8 @@ _FAL_RSP_T* FalGatewayLdb::GatewayLogout(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayUserList(_FAL_REQ_T* req)
 {
+    if (!req)
+        return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(apiType, 5, false);
     if (!rsp)
         return nullptr;
@@ -174,6 +180,8 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserList(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayUserSecurityLevelPasswordGet(_FAL_REQ_T* req)
 {
+    if (!req)
+        return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(apiType, 7, true);
     if (!rsp)
         return nullptr;
@@ -211,6 +219,8 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserSecurityLevelPasswordGet(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayUserUpdate(_FAL_REQ_T* req)
 {
+    if (!req)
+        return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(apiType, 9, false);
     if (!rsp)
         return nullptr;
@@ -264,6 +274,8 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserUpdate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayChangePassword(_FAL_REQ_T* req)
 {
+    if (!req)
+        return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(apiType, 11, false);
     if (!rsp)
         return nullptr;
@@ -315,6 +327,8 @@ _FAL_RSP_T* FalGatewayLdb::GatewayChangePassword(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayUserCreate(_FAL_REQ_T* req)
 {
+    if (!req)
+        return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(apiType, 13, true);
     if (!rsp)
         return nullptr;
@@ -367,6 +381,8 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserCreate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayUserDelete(_FAL_REQ_T* req)
 {
+    if (!req)
+        return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(apiType, 15, false);
     if (!rsp)
         return nullptr;
@@ -409,6 +425,8 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserDelete(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayUserDeleteAll(_FAL_REQ_T* req)
 {
+    if (!req)
+        return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(apiType, 17, false);
     if (!rsp)
         return nullptr;
@@ -433,6 +451,8 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserDeleteAll(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayUserValidate(_FAL_REQ_T* req)
 {
+    if (!req)
+        return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(apiType, 19, false);
     if (!rsp)
         return nullptr;
@@ -477,6 +497,8 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserValidate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayUserRefresh(_FAL_REQ_T* req)
 {
+    if (!req)
+        return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(apiType, 21, true);
     if (!rsp)
         return nullptr;
@@ -504,6 +526,8 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserRefresh(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayUserCheckDefault(_FAL_REQ_T* req)
 {
+    if (!req)
+        return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(apiType, 23, true);
     if (!rsp)
         return nullptr;

@@ -226,3 +226,17 @@ TEST_F(GatewayDevices, Rename)
     for (const GwCase& c : cases)
         check(c, gatewayDoc());
 }
+
+TEST_F(GatewayDevices, IpFilterAloneAndInactiveParentalControl)
+{
+    // An active IP filter entry without a port-and-IP entry blocks the device; parental control
+    // that is switched off covers nobody, whatever its rules list.
+    seed(API_TYPE_SERVICE, R"({"ipFiltering":{"active":false,"rules":[{"ipAddress":"192.168.1.10","active":true}]}})");
+    seed(API_TYPE_SECURITY, R"({"parentalControl":{"active":false,"rules":[{"active":true,
+        "devices":[{"mac":"00:00:00:00:00:01"}]}]}})");
+    std::string view = expectedView(D0, false, R"({"reservedIP":false,"parentalContrl":false,"wol":false,
+        "macFiltering":"add","ipFiltering":"on"})");
+    check({"ip filter on", "GatewayDevicesGetOne", {{"@deviceId", "0"}}, nullptr, 0, "FAL processed fine!",
+           view.c_str(), nullptr},
+          gatewayDoc());
+}

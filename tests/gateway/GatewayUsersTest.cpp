@@ -289,3 +289,45 @@ TEST_F(GatewayUsers, ValidateRefreshCheckDefaultHideWizard)
     for (const GwCase& c : cases)
         check(c, seeded());
 }
+
+TEST_F(GatewayUsers, DeleteTouchesOnlyTheServicesOfThatAccountAndLogsAFailedDependency)
+{
+    // FTP runs as user 1, Samba as user 0.
+    seed(API_TYPE_MEDIASHARE, R"({"ftp":{"active":true,"account":{"id":1}},
+                                  "samba":{"active":true,"account":{"id":0}}})");
+    check({"ftp only", "GatewayUserDelete", {{"@type", "web"}, {"@id", "1"}}, nullptr, 3, "Record Deleted", nullptr,
+           users({ADMIN, SUPPORT}).c_str()},
+          seeded());
+    EXPECT_EQ(onDisk(API_TYPE_MEDIASHARE), canon(R"({"ftp":{"active":false,"account":{"id":1}},
+                                                     "samba":{"active":true,"account":{"id":0}}})"));
+
+    // Both run as user 0 and the FTP save fails: logged, Samba still switched off, the answer
+    // unchanged.
+    seed(API_TYPE_GATEWAY, seeded());
+    seed(API_TYPE_MEDIASHARE, R"({"ftp":{"active":true,"account":{"id":0}},
+                                  "samba":{"active":true,"account":{"id":0}}})");
+    logs_.clear();
+    check({"failed dependency", "GatewayUserDelete", {{"@type", "web"}, {"@id", "0"}}, nullptr, 3, "Record Deleted",
+           nullptr, users({GUEST, SUPPORT}).c_str(), -1, API_TYPE_MEDIASHARE},
+          seeded());
+    EXPECT_EQ(onDisk(API_TYPE_MEDIASHARE), canon(R"({"ftp":{"active":true,"account":{"id":0}},
+                                                     "samba":{"active":false,"account":{"id":0}}})"));
+    bool logged = false;
+    for (const CapturedLog& l : logs_)
+        logged |= l.type == 3 && l.group == 14 && l.text == "GatewayUserDelete: Failed to update dependency\n";
+    EXPECT_TRUE(logged);
+}
+
+TEST_F(GatewayUsers, UpdateChangesEveryMatchingRecord)
+{
+    // Two records of the same name and class: both take the new values.
+    std::string twin = R"({"id":3,"type":"web","userName":"admin","password":"YWRtaW4=","level":"weak"})";
+    seed(API_TYPE_GATEWAY, users({ADMIN, twin}));
+    check({"both", "GatewayUserUpdate", web, R"([{"userName":"admin","oldPassword":"YWRtaW4=","newPassword":"n","id":4}])",
+           0, "FAL processed fine!", nullptr,
+           users({R"({"id":4,"type":"web","userName":"admin","password":"n","level":"weak","role":"admin",
+                     "defaultUsed":true,"accessToken":"tok-admin"})",
+                  R"({"id":4,"type":"web","userName":"admin","password":"n","level":"weak"})"})
+               .c_str()},
+          users({ADMIN, twin}));
+}
