@@ -60,11 +60,11 @@ void copyPresent(TreeMapObject* to, TreeMapObject* from, std::initializer_list<c
     }
 }
 
-// The checks shared by the tunnel update and delete: a body and an "@id". False, with the answer
-// set, when one is missing.
+// The checks shared by the tunnel update and delete: a request with a body, and an "@id". False,
+// with the answer set, when one is missing.
 bool readTunnelRequest(_FAL_REQ_T* req, _FAL_RSP_T* rsp, int& id)
 {
-    if (!req->body || req->body->isNull()) {
+    if (!req || !req->body || req->body->isNull()) {
         secAnswer(rsp, FAL_BAD_REQUEST, "Received wrong request");
         return false;
     }
@@ -247,9 +247,8 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecGetOne(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecUpdate(_FAL_REQ_T* req)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, req->msgId + 1, false);
+    // Even a null request is answered, with the id its request would have had.
+    _FAL_RSP_T* rsp = newFalResponse(apiType, req ? req->msgId + 1 : 59, false);
     int id = 0;
     if (!readTunnelRequest(req, rsp, id))
         return rsp;
@@ -316,9 +315,8 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecCreate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecDelete(_FAL_REQ_T* req)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, req->msgId + 1, false);
+    // Even a null request is answered, with the id its request would have had.
+    _FAL_RSP_T* rsp = newFalResponse(apiType, req ? req->msgId + 1 : 61, false);
     int id = 0;
     if (!readTunnelRequest(req, rsp, id))
         return rsp;

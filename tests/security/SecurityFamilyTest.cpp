@@ -34,3 +34,28 @@ TEST_F(SecurityTest, MalformedRequestsNeverCrash)
     // Stored IPv4 rules outlive malformed firewall bodies too.
     EXPECT_NE(stored("firewall.ipv4.rules"), "null");
 }
+
+TEST_F(SecurityTest, NullRequestsAnsweredAsRefusals)
+{
+    const FalFamilyInfo* family = falFamilyByName("security");
+    struct Case {
+        const char* op;
+        unsigned status;
+        const char* message;
+    } cases[] = {
+        {"SecurityVpnIpsecUpdate", FAL_BAD_REQUEST, "Received wrong request"},
+        {"SecurityVpnIpsecDelete", FAL_BAD_REQUEST, "Received wrong request"},
+        {"SecurityParentalcontrolUpdate", FAL_BAD_REQUEST, "Bad request"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.op);
+        const FalOpInfo* op = family->findOp(c.op);
+        OpRsp rsp(family->call(&family_, op->slot, nullptr));
+        expectAnswer(rsp, c.status, c.message, op->requestId + 1);
+        EXPECT_EQ(rsp->data, nullptr);
+    }
+    // The tunnel creation alone gives no response at all.
+    EXPECT_EQ(family->call(&family_, family->findOp("SecurityVpnIpsecCreate")->slot, nullptr), nullptr);
+    EXPECT_TRUE(logged("A null request has been received\n"));
+    EXPECT_EQ(onDisk(API_TYPE_SECURITY), canon(security_test::kSecurity));
+}

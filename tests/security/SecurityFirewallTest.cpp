@@ -35,7 +35,7 @@ TEST_F(SecurityTest, StoredFirewallRulesSurviveEveryUpdate)
     EXPECT_EQ(stored("firewall.ipv4"), canon(R"({"level": "low", "rules": )" + rules + "}"));
     EXPECT_EQ(stored("firewall.ipv6"), canon(R"({"level": "low"})"));
 
-    expectAnswer(call("SecurityFirewallIpv4Update", {}, R"({"spi": true, "rules": [{"id": 9}]})"), FAL_OK, kFine, 7);
+    expectAnswer(call("SecurityFirewallIpv4Update", {}, R"({"spi": true, "rules": [{"id": 9}]})"), FAL_OK, kFine, replyTo("SecurityFirewallIpv4Update"));
     EXPECT_EQ(stored("firewall.ipv4"), canon(R"({"spi": true, "rules": )" + rules + "}"));
 
     expectAnswer(call("SecurityFirewallUpdate", {}, R"({"ipv6": {"level": "high"}})"), FAL_OK, kFine, 3);
@@ -44,7 +44,7 @@ TEST_F(SecurityTest, StoredFirewallRulesSurviveEveryUpdate)
 
     // Without stored rules, the body brings its own.
     seed(API_TYPE_SECURITY, R"({"firewall": {"ipv4": {"level": "low"}}})");
-    expectAnswer(call("SecurityFirewallIpv4Update", {}, R"({"rules": [{"id": 9}]})"), FAL_OK, kFine, 7);
+    expectAnswer(call("SecurityFirewallIpv4Update", {}, R"({"rules": [{"id": 9}]})"), FAL_OK, kFine, replyTo("SecurityFirewallIpv4Update"));
     EXPECT_EQ(stored("firewall.ipv4"), canon(R"({"rules": [{"id": 9}]})"));
 }
 
@@ -79,40 +79,40 @@ TEST_F(SecurityTest, FirewallRefusalsChangeNothing)
         {"SecurityFirewallUpdate", {}, R"({"ipv4": "off"})", NONE, FAL_BAD_REQUEST, "Bad request", 3},
         {"SecurityFirewallUpdate", {}, fw, LOCK, FAL_DB_ERROR, "failed to load database", 3},
         {"SecurityFirewallUpdate", {}, fw, SAVE, FAL_DB_ERROR, "failed to save database", 3},
-        {"SecurityFirewallIpv4Update", {}, nullptr, NONE, FAL_BAD_REQUEST, "Bad request", 7},
-        {"SecurityFirewallIpv4Update", {}, "[1]", NONE, FAL_BAD_REQUEST, "Bad request", 7},
-        {"SecurityFirewallIpv4Update", {}, fw, LOCK, FAL_DB_ERROR, "fail to load database", 7},
-        {"SecurityFirewallIpv4Update", {}, fw, SAVE, FAL_DB_ERROR, "failed to save database", 7},
-        {"SecurityFirewallIpv6Update", {}, fw, LOCK, FAL_DB_ERROR, "fail to load database", 11},
+        {"SecurityFirewallIpv4Update", {}, nullptr, NONE, FAL_BAD_REQUEST, "Bad request", replyTo("SecurityFirewallIpv4Update")},
+        {"SecurityFirewallIpv4Update", {}, "[1]", NONE, FAL_BAD_REQUEST, "Bad request", replyTo("SecurityFirewallIpv4Update")},
+        {"SecurityFirewallIpv4Update", {}, fw, LOCK, FAL_DB_ERROR, "fail to load database", replyTo("SecurityFirewallIpv4Update")},
+        {"SecurityFirewallIpv4Update", {}, fw, SAVE, FAL_DB_ERROR, "failed to save database", replyTo("SecurityFirewallIpv4Update")},
+        {"SecurityFirewallIpv6Update", {}, fw, LOCK, FAL_DB_ERROR, "fail to load database", replyTo("SecurityFirewallIpv6Update")},
         {"SecurityFirewallAlertUpdate", {}, nullptr, NONE, FAL_BAD_REQUEST, "Bad request", 15},
         {"SecurityFirewallAlertUpdate", {}, alert, LOCK, FAL_DB_ERROR, "failed to load database", 15},
         {"SecurityFirewallAlertUpdate", {}, alert, SAVE, FAL_DB_ERROR, "failed to save database", 15},
-        {"SecurityIntelSecurityUpdate", {}, fw, SAVE, FAL_DB_ERROR, "failed to save database", 67},
+        {"SecurityIntelSecurityUpdate", {}, fw, SAVE, FAL_DB_ERROR, "failed to save database", replyTo("SecurityIntelSecurityUpdate")},
     });
 }
 
 TEST_F(SecurityTest, GenericReadsAndReplacements)
 {
+    // Each answers its own request id + 1 with a copy of its object.
     struct Case {
         const char* op;
         const char* key;
-        unsigned msgId;
-    } reads[] = {{"SecurityFirewallIpv4Get", "firewall.ipv4", 5},
-                 {"SecurityFirewallIpv6Get", "firewall.ipv6", 9},
-                 {"SecurityFirewallAlertGet", "firewallAlert", 13},
-                 {"SecurityIntelSecurityGet", "intelSecurity", 65},
-                 {"SecurityParentalcontrolRuleGet", "parentalControlRules", 23},
-                 {"SecurityParentalcontrolFilterGet", "parentalControlFilters", 25},
-                 {"SecurityVpnClientGet", "vpn.client", 51}};
+    } reads[] = {{"SecurityFirewallIpv4Get", "firewall.ipv4"},
+                 {"SecurityFirewallIpv6Get", "firewall.ipv6"},
+                 {"SecurityFirewallAlertGet", "firewallAlert"},
+                 {"SecurityIntelSecurityGet", "intelSecurity"},
+                 {"SecurityParentalcontrolRuleGet", "parentalControlRules"},
+                 {"SecurityParentalcontrolFilterGet", "parentalControlFilters"},
+                 {"SecurityVpnClientGet", "vpn.client"}};
     for (const auto& c : reads) {
         SCOPED_TRACE(c.op);
         OpRsp rsp = call(c.op);
-        expectAnswer(rsp, FAL_OK, kFine, c.msgId);
+        expectAnswer(rsp, FAL_OK, kFine, replyTo(c.op));
         EXPECT_EQ(json(rsp->data), stored(c.key));
     }
-    expectAnswer(call("SecurityIntelSecurityUpdate", {}, R"({"active": true})"), FAL_OK, kFine, 67);
+    expectAnswer(call("SecurityIntelSecurityUpdate", {}, R"({"active": true})"), FAL_OK, kFine, replyTo("SecurityIntelSecurityUpdate"));
     EXPECT_EQ(stored("intelSecurity"), canon(R"({"active": true})"));
-    expectAnswer(call("SecurityFirewallIpv6Update", {}, R"({"level": "off"})"), FAL_OK, kFine, 11);
+    expectAnswer(call("SecurityFirewallIpv6Update", {}, R"({"level": "off"})"), FAL_OK, kFine, replyTo("SecurityFirewallIpv6Update"));
     EXPECT_EQ(stored("firewall.ipv6"), canon(R"({"level": "off"})"));
     EXPECT_NE(stored("firewall.ipv4.rules"), "null");
 }

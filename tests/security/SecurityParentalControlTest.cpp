@@ -17,6 +17,16 @@ TEST_F(SecurityTest, ParentalSwitchMarksEveryConnectedDevice)
     EXPECT_EQ(family_.UpdateGatewayParentalControl(false, "BB:11", "test"), 0);
     EXPECT_EQ(gateway("connectedDevices.[0].advanced.parentalContrl"), "true");
     EXPECT_EQ(gateway("connectedDevices.[1].advanced.parentalContrl"), "false");
+    EXPECT_TRUE(logged("UpdateGatewayParentalControl: updated advanced.parentalContrl mac=BB:11 active=false\n"));
+
+    // No device with that address: nothing to save, so a failing save is never met.
+    LocalDbCtrl::failNextSaves(API_TYPE_GATEWAY, 1);
+    EXPECT_EQ(family_.UpdateGatewayParentalControl(false, "DD:33", "test"), 0);
+    EXPECT_EQ(LocalDbCtrl::pendingSaveFailures(API_TYPE_GATEWAY), 1u);
+    LocalDbCtrl::failNextSaves(API_TYPE_GATEWAY, 0);
+    LocalDbCtrl::failNextLocks(API_TYPE_GATEWAY, 1);
+    EXPECT_EQ(family_.UpdateGatewayParentalControl(true, nullptr, "test"), 8);
+    EXPECT_TRUE(logged("UpdateGatewayParentalControl: fail to lock gateway database\n"));
     EXPECT_EQ(LocalDbCtrl::heldLocks(), 0u);
 }
 
