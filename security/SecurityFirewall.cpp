@@ -11,7 +11,7 @@ namespace {
 // outlive every update.
 void keepStoredRules(TreeMapObject* firewall, TreeMapObject* ipv4)
 {
-    SecTree rules(firewall->get("ipv4.rules"));
+    FalTree rules(firewall->get("ipv4.rules"));
     if (rules)
         ipv4->set("rules", rules.get());
 }
@@ -19,7 +19,7 @@ void keepStoredRules(TreeMapObject* firewall, TreeMapObject* ipv4)
 // Whether the body's "ipv4" (when given) is an object that can carry the stored rules.
 bool ipv4Acceptable(TreeMapObject* body)
 {
-    SecTree ipv4(body->get("ipv4"));
+    FalTree ipv4(body->get("ipv4"));
     return !ipv4 || ipv4->isObject();
 }
 
@@ -40,7 +40,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityFirewallGet(_FAL_REQ_T* req)
         return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(apiType, 1, false);
     std::unique_ptr<char[]> filter(BE_PairVal2(req->params, "!filter"));
-    SecTree firewall = secLock(apiType, "firewall", req->requester);
+    FalTree firewall = secLock(apiType, "firewall", req->requester);
     if (!firewall) {
         secAnswer(rsp, FAL_DB_ERROR, "failed to get database firewall");
     } else if (!(rsp->data = firewall->clone(nullptr))) {
@@ -70,14 +70,14 @@ _FAL_RSP_T* FalSecurityLdb::SecurityFirewallUpdate(_FAL_REQ_T* req)
         secAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
         return rsp;
     }
-    SecTree firewall = secLock(apiType, "firewall", req->requester);
+    FalTree firewall = secLock(apiType, "firewall", req->requester);
     if (!firewall) {
         secAnswer(rsp, FAL_DB_ERROR, "failed to load database");
     } else {
         Logger::print(LOG_TYPE_PROGRESS, SEC_LOG, "%s: get database %s: %p\n", name, "firewall",
                       static_cast<void*>(firewall.get()));
-        SecTree ipv4(req->body->clone("ipv4"));
-        SecTree ipv6(req->body->clone("ipv6"));
+        FalTree ipv4(req->body->clone("ipv4"));
+        FalTree ipv6(req->body->clone("ipv6"));
         if (ipv4) {
             Logger::print(LOG_TYPE_PROGRESS, SEC_LOG, "%s: set ipv4 information %p\n", name,
                           static_cast<void*>(ipv4.get()));
@@ -108,11 +108,11 @@ _FAL_RSP_T* FalSecurityLdb::SecurityFirewallIpv4Update(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = newFalResponse(apiType, req->msgId + 1, false);
     if (secLacksBody(req, rsp))
         return rsp;
-    SecTree firewall = secLock(apiType, "firewall", req->requester);
+    FalTree firewall = secLock(apiType, "firewall", req->requester);
     if (!firewall) {
         secAnswer(rsp, FAL_DB_ERROR, "fail to load database");
     } else {
-        SecTree ipv4(req->body->clone(nullptr));
+        FalTree ipv4(req->body->clone(nullptr));
         keepStoredRules(firewall.get(), ipv4.get());
         firewall->set("ipv4", ipv4.get());
         if (!secSave(apiType, req->requester))
@@ -145,19 +145,19 @@ _FAL_RSP_T* FalSecurityLdb::SecurityFirewallAlertUpdate(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = newFalResponse(apiType, 15, false);
     if (secLacksBody(req, rsp))
         return rsp;
-    SecTree alert = secLock(apiType, "firewallAlert", req->requester);
+    FalTree alert = secLock(apiType, "firewallAlert", req->requester);
     if (!alert) {
         secAnswer(rsp, FAL_DB_ERROR, "failed to load database");
     } else {
-        SecTree active(req->body->get("active"));
-        SecTree option(req->body->get("option"));
+        FalTree active(req->body->get("active"));
+        FalTree option(req->body->get("option"));
         alert->set("active", active.get());
         alert->set("option", option.get());
         alert->set("alert.email", req->body->get<const char*>("alert.email"));
         alert->set("alert.smtp", req->body->get<const char*>("alert.smtp"));
         // An omitted account or password keeps the stored one.
         for (const char* path : {"alert.username", "alert.password"}) {
-            SecTree value(req->body->get(path));
+            FalTree value(req->body->get(path));
             if (value)
                 alert->set(path, value.get());
         }

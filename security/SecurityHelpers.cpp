@@ -48,7 +48,7 @@ namespace {
 
 bool hasId(TreeMapObject* array, unsigned i, const char* member, int value)
 {
-    SecTree item(array->at(i));
+    FalTree item(array->at(i));
     int own = 0;
     return item && item->get_ex<int>(member, own) && own == value;
 }
@@ -75,7 +75,7 @@ int secNextId(TreeMapObject* array, const char* member, int first)
 {
     int next = first;
     for (unsigned i = 0; array && i < array->len(); ++i) {
-        SecTree item(array->at(i));
+        FalTree item(array->at(i));
         int own = 0;
         if (item && item->get_ex<int>(member, own) && own >= next)
             next = own + 1;
@@ -101,9 +101,9 @@ int secRemoveItems(TreeMapObject* array, const char* member, int value, const ch
     return removed;
 }
 
-SecTree secLock(unsigned apiType, const char* key, const char* requester)
+FalTree secLock(unsigned apiType, const char* key, const char* requester)
 {
-    return SecTree(LocalDbCtrl::lockDbObject(apiType, key, requester));
+    return FalTree(LocalDbCtrl::lockDbObject(apiType, key, requester));
 }
 
 bool secSave(unsigned apiType, const char* requester)
@@ -126,7 +126,7 @@ void secReplyId(_FAL_RSP_T* rsp, const char* member, int id)
 _FAL_RSP_T* secProbeDocument(unsigned apiType, unsigned msgId, unsigned probedType)
 {
     _FAL_RSP_T* rsp = newFalResponse(apiType, msgId, false);
-    SecTree doc = secLock(probedType, "", "default");
+    FalTree doc = secLock(probedType, "", "default");
     if (!doc)
         secAnswer(rsp, FAL_DB_ERROR, "failed to get database");
     doc.reset();

@@ -3,14 +3,12 @@
 
 #include <memory>
 
+#include "frame/FalTree.h"
 #include "frame/FalTypes.h"
 #include "host/Logger.h"
 #include "host/TreeMapObject.h"
 
 constexpr LOG_GROUP_T SEC_LOG = LOG_GROUP_SECURITY;
-
-// A handle the operation owns; deleted when it goes out of scope.
-using SecTree = std::unique_ptr<TreeMapObject>;
 
 // Sets the status and message of a response.
 void secAnswer(_FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message);
@@ -45,7 +43,7 @@ int secNextId(TreeMapObject* array, const char* member, int first);
 int secRemoveItems(TreeMapObject* array, const char* member, int value, const char* who);
 
 // Locks `key` of the document `apiType` as `requester`: the handle, or null.
-SecTree secLock(unsigned apiType, const char* key, const char* requester);
+FalTree secLock(unsigned apiType, const char* key, const char* requester);
 
 // Saves the document `apiType`: true on success.
 bool secSave(unsigned apiType, const char* requester);

@@ -26,20 +26,20 @@ bool readIds(_FAL_REQ_T* req, _FAL_RSP_T* rsp, const char* categoryParam, int& c
 
 // The "sublist" of the filter category `category` (the last one with that id) of the locked
 // "parentalControlFilters"; null, with the answer set, when a step of the way is missing.
-SecTree filterSublist(TreeMapObject* filters, int category, _FAL_RSP_T* rsp)
+FalTree filterSublist(TreeMapObject* filters, int category, _FAL_RSP_T* rsp)
 {
-    SecTree list(filters->get("list"));
+    FalTree list(filters->get("list"));
     if (!list) {
         secAnswer(rsp, FAL_DB_ERROR, "failed to get dbfilters");
         return nullptr;
     }
     int at = secFindLastItem(list.get(), "id", category);
-    SecTree found(at >= 0 ? list->at(static_cast<unsigned>(at)) : nullptr);
+    FalTree found(at >= 0 ? list->at(static_cast<unsigned>(at)) : nullptr);
     if (!found) {
         secAnswer(rsp, FAL_DB_ERROR, "failed to find the filter");
         return nullptr;
     }
-    SecTree sublist(found->get("sublist"));
+    FalTree sublist(found->get("sublist"));
     if (!sublist)
         secAnswer(rsp, FAL_DB_ERROR, "failed to get service list");
     return sublist;
@@ -56,7 +56,7 @@ bool append(TreeMapObject* array, TreeMapObject* item)
 int FalSecurityLdb::UpdateGatewayParentalControl(bool active, const char* macAddress, const char* requester)
 {
     static const char* const name = "UpdateGatewayParentalControl";
-    SecTree devices = secLock(API_TYPE_GATEWAY, "connectedDevices", requester);
+    FalTree devices = secLock(API_TYPE_GATEWAY, "connectedDevices", requester);
     int status = FAL_OK;
     if (!devices) {
         Logger::print(LOG_TYPE_INFO, SEC_LOG, "%s: fail to lock gateway database\n", name);
@@ -64,7 +64,7 @@ int FalSecurityLdb::UpdateGatewayParentalControl(bool active, const char* macAdd
     } else {
         unsigned changed = 0;
         for (unsigned i = 0; i < devices->len(); ++i) {
-            SecTree device(devices->at(i));
+            FalTree device(devices->at(i));
             if (!device) {
                 Logger::print(LOG_TYPE_INFO, SEC_LOG, "%s: [%d] null dbdev\n", name, static_cast<int>(i));
                 continue;
@@ -93,8 +93,8 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolGet(_FAL_REQ_T* req)
     if (!req)
         return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(apiType, 21, false);
-    SecTree control = secLock(apiType, "parentalControl", req->requester);
-    SecTree general(control ? control->get("general") : nullptr);
+    FalTree control = secLock(apiType, "parentalControl", req->requester);
+    FalTree general(control ? control->get("general") : nullptr);
     if (!control) {
         Logger::print(LOG_TYPE_PROGRESS, SEC_LOG, "%s: failed to load database\n", name);
         secAnswer(rsp, FAL_DB_ERROR, "failed to load database");
@@ -129,8 +129,8 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolSet(_FAL_REQ_T* req)
     if (secLacksBody(req, rsp))
         return rsp;
     bool active = req->body->get<bool>("active");
-    SecTree control = secLock(apiType, "parentalControl", req->requester);
-    SecTree general(control ? control->get("general") : nullptr);
+    FalTree control = secLock(apiType, "parentalControl", req->requester);
+    FalTree general(control ? control->get("general") : nullptr);
     if (!control) {
         secAnswer(rsp, FAL_DB_ERROR, "failed to load database");
     } else if (!general) {
@@ -158,7 +158,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolUpdate(_FAL_REQ_T* req)
         secAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
         return rsp;
     }
-    SecTree rule(req->body->clone(nullptr));
+    FalTree rule(req->body->clone(nullptr));
     int index = 0;
     if (!rule) {
         Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Memory allocation error occurred\n");
@@ -167,8 +167,8 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolUpdate(_FAL_REQ_T* req)
     }
     if (!readIds(req, rsp, "@ruleId", index, nullptr, index))
         return rsp;
-    SecTree control = secLock(apiType, "parentalControlRules", req->requester);
-    SecTree rules(control ? control->get("rules") : nullptr);
+    FalTree control = secLock(apiType, "parentalControlRules", req->requester);
+    FalTree rules(control ? control->get("rules") : nullptr);
     int at = secFindItem(rules.get(), "index", index);
     if (!control) {
         secAnswer(rsp, FAL_DB_ERROR, "failed to load database");
@@ -203,9 +203,9 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolAuthUpdate(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = newFalResponse(apiType, 31, false);
     if (secLacksBody(req, rsp))
         return rsp;
-    SecTree control = secLock(apiType, "parentalControl", req->requester);
-    SecTree general(control ? control->get("general") : nullptr);
-    SecTree auth(general ? general->get("auth") : nullptr);
+    FalTree control = secLock(apiType, "parentalControl", req->requester);
+    FalTree general(control ? control->get("general") : nullptr);
+    FalTree auth(general ? general->get("auth") : nullptr);
     if (!control) {
         secAnswer(rsp, FAL_DB_ERROR, "failed to get database");
     } else if (!general) {
@@ -236,7 +236,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolAskPermission(_FAL_REQ_T* req
     _FAL_RSP_T* rsp = newFalResponse(apiType, 43, false);
     if (secLacksBody(req, rsp))
         return rsp;
-    SecTree control = secLock(apiType, "parentalControl", req->requester);
+    FalTree control = secLock(apiType, "parentalControl", req->requester);
     if (!control)
         secAnswer(rsp, FAL_DB_ERROR, "failed to get database");
     else if (secSameText(req->body->get<const char*>("auth.type"), "pin") &&
@@ -260,15 +260,15 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolCreate(_FAL_REQ_T* req)
         secReplyId(rsp, "id", index);
         return rsp;
     }
-    SecTree control = secLock(apiType, "parentalControlRules", req->requester);
-    SecTree rules(control ? control->get("rules") : nullptr);
+    FalTree control = secLock(apiType, "parentalControlRules", req->requester);
+    FalTree rules(control ? control->get("rules") : nullptr);
     if (!control) {
         secAnswer(rsp, FAL_DB_ERROR, "failed to get database");
     } else if (!rules) {
         secAnswer(rsp, FAL_DB_ERROR, "failed to get dbrules");
     } else {
         index = secNextId(rules.get(), "index", 1);
-        SecTree rule(req->body->clone(nullptr));
+        FalTree rule(req->body->clone(nullptr));
         rule->set("index", index);
         if (!append(rules.get(), rule.get()))
             secAnswer(rsp, FAL_DB_ERROR, "failed to append new rule");
@@ -294,13 +294,13 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolFilterCreate(_FAL_REQ_T* req)
         secReplyId(rsp, "id", id);
         return rsp;
     }
-    SecTree filters = secLock(apiType, "parentalControlFilters", req->requester);
-    SecTree sublist;
+    FalTree filters = secLock(apiType, "parentalControlFilters", req->requester);
+    FalTree sublist;
     if (!filters) {
         secAnswer(rsp, FAL_DB_ERROR, "failed to get database");
     } else if ((sublist = filterSublist(filters.get(), category, rsp))) {
         id = secNextId(sublist.get(), "id", 0);
-        SecTree entry(req->body->clone(nullptr));
+        FalTree entry(req->body->clone(nullptr));
         entry->set("id", id);
         entry->set("address", req->body->get<const char*>("value"));
         entry->del("type");
@@ -328,8 +328,8 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolDelete(_FAL_REQ_T* req)
         return rsp;
     }
     secAnswer(rsp, FAL_DB_ERROR, "wrong index");
-    SecTree control = secLock(apiType, "parentalControlRules", req->requester);
-    SecTree rules(control ? control->get("rules") : nullptr);
+    FalTree control = secLock(apiType, "parentalControlRules", req->requester);
+    FalTree rules(control ? control->get("rules") : nullptr);
     if (!control) {
         secAnswer(rsp, FAL_DB_ERROR, "failed to get database");
     } else {
@@ -358,8 +358,8 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolFilterDelete(_FAL_REQ_T* req)
     if (!readIds(req, rsp, "@categoryId", category, "@filterId", id))
         return rsp;
     secAnswer(rsp, FAL_DB_ERROR, "wrong index");
-    SecTree filters = secLock(apiType, "parentalControlFilters", req->requester);
-    SecTree sublist;
+    FalTree filters = secLock(apiType, "parentalControlFilters", req->requester);
+    FalTree sublist;
     if (!filters) {
         secAnswer(rsp, FAL_DB_ERROR, "failed to get database");
     } else if ((sublist = filterSublist(filters.get(), category, rsp))) {
@@ -384,11 +384,11 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolDeleteAll(_FAL_REQ_T* req)
         return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(apiType, 41, false);
     secAnswer(rsp, FAL_OK, "Records Deleted");
-    SecTree control = secLock(apiType, "parentalControlRules", req->requester);
+    FalTree control = secLock(apiType, "parentalControlRules", req->requester);
     if (!control) {
         secAnswer(rsp, FAL_DB_ERROR, "failed to get database");
     } else {
-        SecTree rules(control->get("rules"));
+        FalTree rules(control->get("rules"));
         if (rules)
             rules->clearArrayItems();
         if (!secSave(apiType, req->requester))

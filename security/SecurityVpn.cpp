@@ -44,7 +44,7 @@ void keepStoredValues(TreeMapObject* tunnel, TreeMapObject* stored)
         if (!secSameText(tunnel->get<const char*>(field.typePath), field.openType) ||
             !secBlank(tunnel->get<const char*>(field.valuePath)))
             continue;
-        SecTree value(stored->get(field.valuePath));
+        FalTree value(stored->get(field.valuePath));
         if (value)
             tunnel->set(field.valuePath, value.get());
     }
@@ -54,7 +54,7 @@ void keepStoredValues(TreeMapObject* tunnel, TreeMapObject* stored)
 void copyPresent(TreeMapObject* to, TreeMapObject* from, std::initializer_list<const char*> paths)
 {
     for (const char* path : paths) {
-        SecTree value(from->get(path));
+        FalTree value(from->get(path));
         if (value)
             to->set(path, value.get());
     }
@@ -76,9 +76,9 @@ bool readTunnelRequest(_FAL_REQ_T* req, _FAL_RSP_T* rsp, int& id)
 }
 
 // Locks the tunnel table; null, with the answer set, when it cannot be had.
-SecTree lockTunnels(unsigned apiType, _FAL_REQ_T* req, _FAL_RSP_T* rsp)
+FalTree lockTunnels(unsigned apiType, _FAL_REQ_T* req, _FAL_RSP_T* rsp)
 {
-    SecTree tunnels = secLock(apiType, "vpn.ipsec", req->requester);
+    FalTree tunnels = secLock(apiType, "vpn.ipsec", req->requester);
     if (!tunnels) {
         Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Cannot lock the database\n");
         secAnswer(rsp, FAL_DB_ERROR, "Database error");
@@ -104,7 +104,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnModeGet(_FAL_REQ_T* req)
     if (!req)
         return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(apiType, req->msgId + 1, true);
-    SecTree vpn = secLock(apiType, "vpn", req->requester);
+    FalTree vpn = secLock(apiType, "vpn", req->requester);
     if (!vpn) {
         Logger::print(LOG_TYPE_ERROR, SEC_LOG, "failed to load database \n");
         secAnswer(rsp, FAL_DB_ERROR, "failed to load database");
@@ -122,7 +122,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnServerGet(_FAL_REQ_T* req)
     if (!req)
         return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(apiType, 47, true);
-    SecTree vpn = secLock(apiType, "vpn", req->requester);
+    FalTree vpn = secLock(apiType, "vpn", req->requester);
     if (!vpn) {
         secAnswer(rsp, FAL_DB_ERROR, "failed to get database");
     } else {
@@ -141,9 +141,9 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnServerUpdate(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = newFalResponse(apiType, req->msgId + 1, false);
     if (secLacksBody(req, rsp))
         return rsp;
-    SecTree vpn = secLock(apiType, "vpn", req->requester);
-    SecTree client(vpn ? vpn->get("client") : nullptr);
-    SecTree body(req->body->clone(nullptr));
+    FalTree vpn = secLock(apiType, "vpn", req->requester);
+    FalTree client(vpn ? vpn->get("client") : nullptr);
+    FalTree body(req->body->clone(nullptr));
     if (vpn)
         vpn->set("active", req->body->get<bool>("active"));
     if (!vpn || !client) {
@@ -177,8 +177,8 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnClientUpdate(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = newFalResponse(apiType, req->msgId + 1, false);
     if (secLacksBody(req, rsp))
         return rsp;
-    SecTree client = secLock(apiType, "vpn.client", req->requester);
-    SecTree body(client ? req->body->clone(nullptr) : nullptr);
+    FalTree client = secLock(apiType, "vpn.client", req->requester);
+    FalTree body(client ? req->body->clone(nullptr) : nullptr);
     if (!client) {
         secAnswer(rsp, FAL_DB_ERROR, "fail to load database");
     } else if (!body) {
@@ -201,14 +201,14 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecGet(_FAL_REQ_T* req)
     if (!req)
         return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(apiType, req->msgId + 1, false);
-    SecTree list(new TreeMapObject(true));
-    SecTree tunnels = secLock(apiType, "vpn.ipsec", req->requester);
+    FalTree list(new TreeMapObject(true));
+    FalTree tunnels = secLock(apiType, "vpn.ipsec", req->requester);
     if (!tunnels) {
         Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Cannot get database for %s\n", "vpn.ipsec");
         secAnswer(rsp, FAL_DB_ERROR, "database error");
     } else {
         for (unsigned i = 0; i < tunnels->len(); ++i) {
-            SecTree tunnel(tunnels->clone(("[" + std::to_string(i) + "]").c_str()));
+            FalTree tunnel(tunnels->clone(("[" + std::to_string(i) + "]").c_str()));
             list->setArrayItem(list->len(), tunnel.get());
         }
         rsp->data = list.release();
@@ -229,7 +229,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecGetOne(_FAL_REQ_T* req)
         secAnswer(rsp, FAL_BAD_REQUEST, "Wrong parameter");
         return rsp;
     }
-    SecTree tunnels = secLock(apiType, "vpn.ipsec", req->requester);
+    FalTree tunnels = secLock(apiType, "vpn.ipsec", req->requester);
     int at = tunnels ? secFindItem(tunnels.get(), "id", id) : -1;
     if (!tunnels) {
         Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Cannot get database for %s\n", "vpn.ipsec");
@@ -256,13 +256,13 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecUpdate(_FAL_REQ_T* req)
         secAnswer(rsp, FAL_BAD_REQUEST, refusal);
         return rsp;
     }
-    SecTree tunnels = lockTunnels(apiType, req, rsp);
+    FalTree tunnels = lockTunnels(apiType, req, rsp);
     int at = tunnels ? findTunnel(tunnels.get(), id, rsp) : -1;
     if (at >= 0) {
         // Only a successful save turns the answer to FAL_OK; the text stays as created.
         rsp->status = FAL_FAILED;
-        SecTree stored(tunnels->at(static_cast<unsigned>(at)));
-        SecTree tunnel(req->body->clone(nullptr));
+        FalTree stored(tunnels->at(static_cast<unsigned>(at)));
+        FalTree tunnel(req->body->clone(nullptr));
         if (!tunnel) {
             Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Not enough memory for create new object\n");
         } else {
@@ -292,8 +292,8 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecCreate(_FAL_REQ_T* req)
         secAnswer(rsp, FAL_BAD_REQUEST, "A null message request received");
     } else {
         rsp->status = FAL_FAILED;
-        SecTree tunnel(req->body->clone(nullptr));
-        SecTree tunnels = secLock(apiType, "vpn.ipsec", req->requester);
+        FalTree tunnel(req->body->clone(nullptr));
+        FalTree tunnels = secLock(apiType, "vpn.ipsec", req->requester);
         if (!tunnels) {
             Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Cannot read network object from file\n");
             secAnswer(rsp, FAL_DB_ERROR, "Database error");
@@ -320,7 +320,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecDelete(_FAL_REQ_T* req)
     int id = 0;
     if (!readTunnelRequest(req, rsp, id))
         return rsp;
-    SecTree tunnels = lockTunnels(apiType, req, rsp);
+    FalTree tunnels = lockTunnels(apiType, req, rsp);
     int at = tunnels ? findTunnel(tunnels.get(), id, rsp) : -1;
     if (at >= 0) {
         tunnels->delArrayItem(static_cast<unsigned>(at));
@@ -338,7 +338,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecDeleteAll(_FAL_REQ_T* req)
     if (!req)
         return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(apiType, req->msgId + 1, false);
-    SecTree tunnels = secLock(apiType, "vpn.ipsec", req->requester);
+    FalTree tunnels = secLock(apiType, "vpn.ipsec", req->requester);
     if (tunnels) {
         tunnels->clearArrayItems();
         // A failed lock or save leaves the answer as created.

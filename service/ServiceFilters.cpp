@@ -32,12 +32,12 @@ _FAL_RSP_T* touchAndSave(_FAL_REQ_T* req, const char* fn, const char* key, unsig
 
 // The start of the port-filtering Patch and Create once the body is there: the lock and a copy
 // of the body. Null (the response answered) when either fails.
-SvcTree portFilteringRule(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, SvcLock& lock)
+FalTree portFilteringRule(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, SvcLock& lock)
 {
     svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, "Cannot read database");
     if (!lock)
         return nullptr;
-    SvcTree rule(req->body->clone(nullptr));
+    FalTree rule(req->body->clone(nullptr));
     if (!rule)
         svcAnswer(rsp, FAL_FAILED, "Memory error occurred");
     return rule;
@@ -70,7 +70,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceMacfilteringPatch(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, SVC_REQUEST_ID_PLUS_ONE, false);
     if (!rsp)
         return nullptr;
-    SvcTree rule(req->body->clone(nullptr));
+    FalTree rule(req->body->clone(nullptr));
     if (!rule) {
         svcAnswer(rsp, FAL_BAD_REQUEST, "Wrong request");
         return rsp;
@@ -80,7 +80,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceMacfilteringPatch(_FAL_REQ_T* req)
     if (!lock)
         return rsp;
     int ruleId = svcRuleIdLastWins(req);
-    SvcTree rules = svcArray(lock.get(), "rules");
+    FalTree rules = svcArray(lock.get(), "rules");
     if (!rules) {
         svcAnswer(rsp, FAL_FAILED);
         return rsp;
@@ -93,7 +93,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceMacfilteringPatch(_FAL_REQ_T* req)
     }
     if (req->body->get<bool>("active"))
         ServiceUpdateGatewayConnectedDeviceStatus(req->body->get<int>("deviceId"), false, req->requester);
-    SvcTree stored(rules->at(unsigned(index)));
+    FalTree stored(rules->at(unsigned(index)));
     rule->set("id", stored->get<int>("id"));
     rules->setArrayItem(unsigned(index), rule.get());
     svcAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
@@ -115,7 +115,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceMacfilteringCreate(_FAL_REQ_T* req)
     svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, "Cannot read database");
     if (!lock)
         return rsp;
-    SvcTree rules = svcArray(lock.get(), "rules");
+    FalTree rules = svcArray(lock.get(), "rules");
     if (!rules) {
         svcAnswer(rsp, FAL_FAILED);
         svcDropData(rsp);
@@ -139,7 +139,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceMacfilteringDeleteOne(_FAL_REQ_T* req)
     svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, "Cannot read database");
     if (!lock)
         return rsp;
-    SvcTree rules = svcArray(lock.get(), "rules");
+    FalTree rules = svcArray(lock.get(), "rules");
     if (!rules) {
         svcAnswer(rsp, FAL_DB_ERROR);
         return rsp;
@@ -180,11 +180,11 @@ _FAL_RSP_T* FalServiceLdb::ServicePortfilteringPatch(_FAL_REQ_T* req)
     if (!rsp || svcRefusesRequest(rsp, req, "Received invalid request"))
         return rsp;
     SvcLock lock(API_TYPE_SERVICE, "portFiltering", req->requester);
-    SvcTree rule = portFilteringRule(rsp, req, lock);
+    FalTree rule = portFilteringRule(rsp, req, lock);
     if (!rule)
         return rsp;
     int ruleId = svcRuleIdPositional(req);
-    SvcTree rules = svcArray(lock.get(), "rules");
+    FalTree rules = svcArray(lock.get(), "rules");
     int index = rules ? svcFindRule(rules.get(), ruleId) : -1;
     if (index < 0) {
         svcAnswer(rsp, FAL_NOT_FOUND);
@@ -202,10 +202,10 @@ _FAL_RSP_T* FalServiceLdb::ServicePortfilteringCreate(_FAL_REQ_T* req)
     if (!rsp || svcRefusesRequest(rsp, req, "Received invalid request"))
         return rsp;
     SvcLock lock(API_TYPE_SERVICE, "portFiltering", req->requester);
-    SvcTree rule = portFilteringRule(rsp, req, lock);
+    FalTree rule = portFilteringRule(rsp, req, lock);
     if (!rule)
         return rsp;
-    SvcTree rules = svcArray(lock.get(), "rules");
+    FalTree rules = svcArray(lock.get(), "rules");
     if (!rules) {
         svcAnswer(rsp, FAL_FAILED);
         return rsp;
@@ -259,13 +259,13 @@ _FAL_RSP_T* FalServiceLdb::ServiceIpfilteringPatch(_FAL_REQ_T* req)
         Logger::print(LOG_TYPE_ERROR, SVC_LOG, "Invalid request\n");
         return rsp;
     }
-    SvcTree rule(req->body->clone(nullptr));
+    FalTree rule(req->body->clone(nullptr));
     int ruleId = svcRuleIdPositional(req);
     SvcLock lock(API_TYPE_SERVICE, "ipFiltering", req->requester);
     svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, nullptr, "Database error\n");
     if (!lock)
         return rsp;
-    SvcTree rules = svcArray(lock.get(), "rules");
+    FalTree rules = svcArray(lock.get(), "rules");
     if (!rules) {
         svcAnswer(rsp, FAL_FAILED);
         return rsp;
@@ -295,12 +295,12 @@ _FAL_RSP_T* FalServiceLdb::ServiceIpfilteringCreate(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = svcNewResponse(API_TYPE_SERVICE, 31, true);
     if (!rsp || svcRefusesRequest(rsp, req, "Received invalid response"))
         return rsp;
-    SvcTree rule(req->body->clone(nullptr));
+    FalTree rule(req->body->clone(nullptr));
     SvcLock lock(API_TYPE_SERVICE, "ipFiltering", req->requester);
     svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, "Cannot load database");
     if (!lock)
         return rsp;
-    SvcTree rules = svcArray(lock.get(), "rules");
+    FalTree rules = svcArray(lock.get(), "rules");
     if (!rules) {
         // Nothing is added, but the devices with the rule's address are still updated.
         svcDisconnectAddress(rule->get<const char*>("ipAddress"), rule->get<bool>("active"), req->requester,
@@ -336,7 +336,7 @@ namespace {
 int findPortIpRule(TreeMapObject* rules, int ruleId)
 {
     for (unsigned i = 0; i < rules->len(); ++i) {
-        SvcTree entry(rules->at(i));
+        FalTree entry(rules->at(i));
         int id = 0;
         if (svcIsNull(entry.get()) || !entry->get_ex<int>("id", id))
             continue;
@@ -361,7 +361,7 @@ bool portIpRuleId(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, int& ruleId)
 }
 
 // Locks "portIpFiltering" and takes its rules; false (the response answered) when either fails.
-bool portIpRules(_FAL_RSP_T* rsp, SvcLock& lock, SvcTree& rules)
+bool portIpRules(_FAL_RSP_T* rsp, SvcLock& lock, FalTree& rules)
 {
     svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, "Failed to load database");
     if (!lock)
@@ -386,13 +386,13 @@ _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringPatch(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = svcNewResponse(API_TYPE_SERVICE, 157, false, NO_RESPONSE_PORTIP);
     if (!rsp || svcRefusesRequest(rsp, req, PORTIP_NULL_REQUEST))
         return rsp;
-    SvcTree rule(req->body->clone(nullptr));
+    FalTree rule(req->body->clone(nullptr));
     const char* address = req->body->get<const char*>("ipAddress");
     int ruleId = 0;
     if (!portIpRuleId(rsp, req, ruleId))
         return rsp;
     SvcLock lock(API_TYPE_SERVICE, "portIpFiltering", req->requester);
-    SvcTree rules;
+    FalTree rules;
     if (!portIpRules(rsp, lock, rules))
         return rsp;
     int index = findPortIpRule(rules.get(), ruleId);
@@ -418,11 +418,11 @@ _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringCreate(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = svcNewResponse(API_TYPE_SERVICE, 159, false, NO_RESPONSE_PORTIP);
     if (!rsp || svcRefusesRequest(rsp, req, PORTIP_NULL_REQUEST))
         return rsp;
-    SvcTree rule(req->body->clone(nullptr));
+    FalTree rule(req->body->clone(nullptr));
     const char* address = req->body->get<const char*>("ipAddress");
     bool active = rule->get<bool>("active");
     SvcLock lock(API_TYPE_SERVICE, "portIpFiltering", req->requester);
-    SvcTree rules;
+    FalTree rules;
     if (!portIpRules(rsp, lock, rules))
         return rsp;
     int id = svcLargestIdPlusOne(rules.get(), true);
@@ -449,7 +449,7 @@ _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringDeleteOne(_FAL_REQ_T* req)
     if (!portIpRuleId(rsp, req, ruleId))
         return rsp;
     SvcLock lock(API_TYPE_SERVICE, "portIpFiltering", req->requester);
-    SvcTree rules;
+    FalTree rules;
     if (!portIpRules(rsp, lock, rules))
         return rsp;
     int index = findPortIpRule(rules.get(), ruleId);
@@ -475,7 +475,7 @@ _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringDeleteAll(_FAL_REQ_T* req)
     if (!rsp || svcRefusesRequest(rsp, req, PORTIP_NULL_REQUEST, false))
         return rsp;
     SvcLock lock(API_TYPE_SERVICE, "portIpFiltering", req->requester);
-    SvcTree rules;
+    FalTree rules;
     if (!portIpRules(rsp, lock, rules))
         return rsp;
     rules->clearArrayItems();

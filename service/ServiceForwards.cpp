@@ -25,19 +25,19 @@ _FAL_RSP_T* patchLastWins(_FAL_REQ_T* req, const char* fn, const char* key, unsi
     if (!lock)
         return rsp;
     int ruleId = svcRuleIdLastWins(req);
-    SvcTree rules = svcArray(lock.get(), "rules");
+    FalTree rules = svcArray(lock.get(), "rules");
     int index = handleFindArrayItemById(rules.get(), "id", ruleId);
     if (index < 0) {
         Logger::print(LOG_TYPE_ERROR, SVC_LOG, "Cannot find the request id\n");
         svcAnswer(rsp, FAL_FAILED);
         return rsp;
     }
-    SvcTree stored(rules->at(unsigned(index)));
-    SvcTree serviceType(req->body->get("serviceType"));
+    FalTree stored(rules->at(unsigned(index)));
+    FalTree serviceType(req->body->get("serviceType"));
     if (activeOnly && !serviceType) {
         stored->set("active", req->body->get<bool>("active"));
     } else {
-        SvcTree rule(req->body->clone(nullptr));
+        FalTree rule(req->body->clone(nullptr));
         rule->set("id", stored->get<int>("id"));
         rules->setArrayItem(unsigned(index), rule.get());
     }
@@ -59,7 +59,7 @@ _FAL_RSP_T* createLimited(_FAL_REQ_T* req, const char* fn, const char* key, unsi
     svcLockOrAnswer(lock, rsp, FAL_FAILED);
     if (!lock)
         return rsp;
-    SvcTree rules = svcArray(lock.get(), "rules");
+    FalTree rules = svcArray(lock.get(), "rules");
     if (!rules) {
         svcAnswer(rsp, FAL_DB_ERROR);
         svcDropData(rsp);

@@ -95,9 +95,9 @@ void svcLockOrAnswer(SvcLock& lock, _FAL_RSP_T* rsp, FAL_STATUS_T status, const 
     svcAnswer(rsp, status, message);
 }
 
-SvcTree svcArray(TreeMapObject* obj, const char* member)
+FalTree svcArray(TreeMapObject* obj, const char* member)
 {
-    SvcTree list(obj ? obj->get(member) : nullptr);
+    FalTree list(obj ? obj->get(member) : nullptr);
     if (list && !list->isArray())
         list.reset();
     return list;
@@ -137,7 +137,7 @@ int svcLargestIdPlusOne(TreeMapObject* list, bool integerIdsOnly)
 {
     int next = 0;
     for (unsigned i = 0; i < list->len(); ++i) {
-        SvcTree entry(list->at(i));
+        FalTree entry(list->at(i));
         if (svcIsNull(entry.get()))
             continue;
         int id = 0;
@@ -152,7 +152,7 @@ int svcLargestIdPlusOne(TreeMapObject* list, bool integerIdsOnly)
 int svcFindRule(TreeMapObject* list, int id, const char* fn, const char* nullLog)
 {
     for (unsigned i = 0; i < list->len(); ++i) {
-        SvcTree entry(list->at(i));
+        FalTree entry(list->at(i));
         if (svcIsNull(entry.get())) {
             if (nullLog)
                 Logger::print(LOG_TYPE_INFO, SVC_LOG, nullLog, fn, i);
@@ -167,7 +167,7 @@ int svcFindRule(TreeMapObject* list, int id, const char* fn, const char* nullLog
 void svcCopyPresent(TreeMapObject* to, TreeMapObject* from, std::initializer_list<const char*> paths)
 {
     for (const char* path : paths) {
-        SvcTree value(from->get(path));
+        FalTree value(from->get(path));
         if (value)
             to->set(path, value.get());
     }
@@ -206,7 +206,7 @@ bool svcAppendWithinLimit(_FAL_RSP_T* rsp, SvcLock& lock, TreeMapObject* rules, 
         return false;
     }
     int id = handleFindNewArrayItemId(rules, "id");
-    SvcTree rule(body->clone(nullptr));
+    FalTree rule(body->clone(nullptr));
     rule->set("id", id);
     rules->addArrayItem(rule.get());
     if (!lock.save()) {
@@ -231,7 +231,7 @@ _FAL_RSP_T* svcEmptyList(const _FAL_REQ_T* req, const char* fn, const char* key,
     svcLockOrAnswer(lock, rsp, failStatus, failMessage);
     if (!lock)
         return rsp;
-    SvcTree empty(new TreeMapObject(true));
+    FalTree empty(new TreeMapObject(true));
     lock->set(member, empty.get());
     svcAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
     return rsp;
@@ -266,7 +266,7 @@ _FAL_RSP_T* svcDeleteOnePositional(const _FAL_REQ_T* req, const char* fn, const 
     svcLockOrAnswer(lock, rsp, FAL_FAILED);
     if (!lock)
         return rsp;
-    SvcTree list = svcArray(lock.get(), member);
+    FalTree list = svcArray(lock.get(), member);
     if (!list) {
         svcAnswer(rsp, FAL_DB_ERROR);
         return rsp;
@@ -292,7 +292,7 @@ _FAL_RSP_T* svcDeleteOneFirstWins(const _FAL_REQ_T* req, const char* fn, const c
     svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, texts.lockFailed);
     if (!lock)
         return rsp;
-    SvcTree rules = svcArray(lock.get(), "rules");
+    FalTree rules = svcArray(lock.get(), "rules");
     if (!rules) {
         svcAnswer(rsp, FAL_DB_ERROR, texts.noRules);
         return rsp;
@@ -312,7 +312,7 @@ void svcDisconnectAddress(const char* address, bool active, const char* requeste
 {
     SvcLock devices(API_TYPE_GATEWAY, "connectedDevices", requester);
     for (unsigned i = 0; devices && i < devices->len(); ++i) {
-        SvcTree device(devices->at(i));
+        FalTree device(devices->at(i));
         if (svcIsNull(device.get()))
             continue;
         const char* ip = device->get<const char*>("ipAddress");

@@ -6,15 +6,13 @@
 #include <memory>
 #include <string>
 
+#include "frame/FalTree.h"
 #include "frame/FalTypes.h"
 #include "host/LocalDbCtrl.h"
 #include "host/Logger.h"
 #include "host/TreeMapObject.h"
 
 constexpr LOG_GROUP_T SVC_LOG = LOG_GROUP_SERVICE;
-
-// An owned tree handle.
-using SvcTree = std::unique_ptr<TreeMapObject>;
 
 // Logged when a response cannot be made.
 extern const char* const SVC_NO_RESPONSE;        // "Cannot create response due to some memory issue!\n"
@@ -92,7 +90,7 @@ void svcLockOrAnswer(SvcLock& lock, _FAL_RSP_T* rsp, FAL_STATUS_T status, const 
                      const char* failLog = SVC_NO_OBJECT);
 
 // The array member of an object, or null when it is missing or not an array.
-SvcTree svcArray(TreeMapObject* obj, const char* member);
+FalTree svcArray(TreeMapObject* obj, const char* member);
 
 // A new object holding "id".
 TreeMapObject* svcIdObject(int id);

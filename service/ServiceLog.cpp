@@ -66,8 +66,8 @@ _FAL_RSP_T* FalServiceLdb::ServiceLogChange(_FAL_REQ_T* req)
         return rsp;
     // Only settings the stored object already has are changed.
     for (const char* member : {"type", "minLevel", "class"}) {
-        SvcTree stored(lock->get(member));
-        SvcTree given(req->body->get(member));
+        FalTree stored(lock->get(member));
+        FalTree given(req->body->get(member));
         if (stored && given)
             lock->set(member, given.get());
     }
@@ -81,7 +81,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceLogSave(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = svcResponse(req, apiType, 111, false);
     if (!rsp)
         return nullptr;
-    SvcTree reply(new TreeMapObject(false));
+    FalTree reply(new TreeMapObject(false));
     makeDirectories(LOG_DIRECTORY);
     std::string file = serviceLogFileName(time(nullptr));
     {
@@ -112,7 +112,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceDiagnosticsPing(_FAL_REQ_T* req)
     svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, "failed to load database");
     if (!lock)
         return rsp;
-    SvcTree ping(lock->get("ping"));
+    FalTree ping(lock->get("ping"));
     if (!ping) {
         svcAnswer(rsp, FAL_DB_ERROR, "failed to get ping data");
         return rsp;

@@ -175,11 +175,11 @@ _FAL_RSP_T* FalServiceLdb::ServiceAlgUpdate(_FAL_REQ_T* req)
         return rsp;
     // Matched entries are replaced whole but keep their stored name; unknown ids are dropped.
     for (unsigned i = 0; i < req->body->len(); ++i) {
-        SvcTree entry(req->body->at(i));
+        FalTree entry(req->body->at(i));
         int index = handleFindArrayItemById(gateways.get(), "id", entry->get<int>("id"));
         if (index < 0)
             continue;
-        SvcTree stored(gateways->at(unsigned(index)));
+        FalTree stored(gateways->at(unsigned(index)));
         entry->set("displayName", stored->get<const char*>("displayName"));
         gateways->setArrayItem(unsigned(index), entry.get());
     }

@@ -24,21 +24,21 @@ _FAL_RSP_T* FalServiceLdb::ServiceWolUpdate(_FAL_REQ_T* req)
     svcLockOrAnswer(lock, rsp, FAL_DB_ERROR);
     if (!lock)
         return rsp;
-    SvcTree stored(lock->get("rules"));
+    FalTree stored(lock->get("rules"));
     if (stored && !stored->isArray()) {
         svcAnswer(rsp, FAL_DB_ERROR);
         return rsp;
     }
     lock->set("active", req->body->get<bool>("active"));
-    SvcTree created(new TreeMapObject(true));
-    SvcTree updated(new TreeMapObject(true));
-    SvcTree given(req->body->get("rules"));
+    FalTree created(new TreeMapObject(true));
+    FalTree updated(new TreeMapObject(true));
+    FalTree given(req->body->get("rules"));
     if (stored && given) {
         // Only the entries stored before the update count as found: given entries that share a
         // new id are all appended.
         unsigned storedCount = stored->len();
         for (unsigned i = 0; i < given->len(); ++i) {
-            SvcTree entry(given->at(i));
+            FalTree entry(given->at(i));
             int index = handleFindArrayItemById(stored.get(), "id", entry->get<int>("id"));
             if (index >= 0 && unsigned(index) < storedCount) {
                 stored->setArrayItem(unsigned(index), entry.get());
@@ -52,7 +52,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceWolUpdate(_FAL_REQ_T* req)
     } else if (!stored) {
         lock->set("rules", given.get());
         for (unsigned i = 0; given && i < given->len(); ++i) {
-            SvcTree entry(given->at(i));
+            FalTree entry(given->at(i));
             created->addArrayItem(entry.get());
         }
     }
@@ -77,7 +77,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceWolCreate(_FAL_REQ_T* req)
     svcLockOrAnswer(lock, rsp, FAL_FAILED);
     if (!lock)
         return rsp;
-    SvcTree rules = svcArray(lock.get(), "rules");
+    FalTree rules = svcArray(lock.get(), "rules");
     if (!rules) {
         Logger::print(LOG_TYPE_ERROR, SVC_LOG, "list of rules does not exist\n");
         svcAnswer(rsp, FAL_FAILED);
@@ -85,7 +85,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceWolCreate(_FAL_REQ_T* req)
         return rsp;
     }
     int id = svcLargestIdPlusOne(rules.get());
-    SvcTree rule(req->body->clone(nullptr));
+    FalTree rule(req->body->clone(nullptr));
     rule->set("id", id);
     rules->addArrayItem(rule.get());
     if (!lock.save()) {
@@ -129,9 +129,9 @@ namespace {
 // A route entry: the id and, in this order, "active", "destinationIP", "subnet", "gateway".
 // With `typed`, "active", "destinationIP" and "subnet" are always written from the body's typed
 // reads; otherwise each member is copied only when the body has it.
-SvcTree routeEntry(int id, TreeMapObject* body, bool typed)
+FalTree routeEntry(int id, TreeMapObject* body, bool typed)
 {
-    SvcTree entry(new TreeMapObject(false));
+    FalTree entry(new TreeMapObject(false));
     entry->set("id", id);
     if (typed) {
         entry->set("active", body->get<bool>("active"));
@@ -169,7 +169,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceStaticroutePatch(_FAL_REQ_T* req)
     if (!lock)
         return rsp;
     int ruleId = svcRuleIdPositional(req);
-    SvcTree list = svcArray(lock.get(), "list");
+    FalTree list = svcArray(lock.get(), "list");
     if (!list) {
         svcAnswer(rsp, FAL_DB_ERROR);
         return rsp;
@@ -179,7 +179,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceStaticroutePatch(_FAL_REQ_T* req)
         svcAnswer(rsp, FAL_FAILED);
         return rsp;
     }
-    SvcTree entry = routeEntry(ruleId, req->body, true);
+    FalTree entry = routeEntry(ruleId, req->body, true);
     list->setArrayItem(unsigned(index), entry.get());
     svcAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
     return rsp;
@@ -195,13 +195,13 @@ _FAL_RSP_T* FalServiceLdb::ServiceStaticrouteCreate(_FAL_REQ_T* req)
     svcLockOrAnswer(lock, rsp, FAL_FAILED);
     if (!lock)
         return rsp;
-    SvcTree list = svcArray(lock.get(), "list");
+    FalTree list = svcArray(lock.get(), "list");
     if (!list) {
         svcAnswer(rsp, FAL_DB_ERROR);
         return rsp;
     }
     int id = svcLargestIdPlusOne(list.get());
-    SvcTree entry = routeEntry(id, req->body, false);
+    FalTree entry = routeEntry(id, req->body, false);
     list->addArrayItem(entry.get());
     rsp->data = svcIdObject(id);
     svcAnswer(rsp, lock.save() ? FAL_CREATED : FAL_FAILED);
@@ -248,7 +248,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceReservedipPatch(_FAL_REQ_T* req)
     if (!lock)
         return rsp;
     int ruleId = svcRuleIdPositional(req);
-    SvcTree rules = svcArray(lock.get(), "rules");
+    FalTree rules = svcArray(lock.get(), "rules");
     int index = rules ? svcFindRule(rules.get(), ruleId) : -1;
     if (index < 0) {
         svcAnswer(rsp, FAL_FAILED);
@@ -271,19 +271,19 @@ _FAL_RSP_T* FalServiceLdb::ServiceReservedipCreate(_FAL_REQ_T* req)
     svcLockOrAnswer(lock, rsp, FAL_DB_ERROR);
     if (!lock)
         return rsp;
-    SvcTree rules = svcArray(lock.get(), "rules");
+    FalTree rules = svcArray(lock.get(), "rules");
     if (!rules) {
         Logger::print(LOG_TYPE_ERROR, SVC_LOG, "Database error occurred\n");
         svcAnswer(rsp, FAL_DB_ERROR, "Database error occurred");
         return rsp;
     }
     int id = svcLargestIdPlusOne(rules.get());
-    SvcTree rule(req->body->get("rule"));
+    FalTree rule(req->body->get("rule"));
     if (!rule) {
         svcAnswer(rsp, FAL_FAILED);
         return rsp;
     }
-    SvcTree entry(new TreeMapObject(false));
+    FalTree entry(new TreeMapObject(false));
     entry->set("id", id);
     svcCopyPresent(entry.get(), rule.get(), {"macAddress", "ipAddress", "deviceId"});
     rules->addArrayItem(entry.get());

@@ -12,7 +12,7 @@ int handleFindNewArrayItemId(TreeMapObject* list, const char* member)
     }
     int candidate = 0;
     for (unsigned i = 0; i < list->len(); ++i) {
-        SvcTree entry(list->at(i));
+        FalTree entry(list->at(i));
         if (svcIsNull(entry.get()))
             continue;
         int value = entry->get<int>(member);
@@ -28,7 +28,7 @@ int handleFindArrayItemById(TreeMapObject* list, const char* member, int id)
         return -1;
     }
     for (unsigned i = 0; i < list->len(); ++i) {
-        SvcTree entry(list->at(i));
+        FalTree entry(list->at(i));
         if (!svcIsNull(entry.get()) && entry->get<int>(member) == id)
             return int(i);
     }
@@ -48,7 +48,7 @@ void updateConnectedDevice(int id, const char* requester, Change change)
         return;
     }
     int index = handleFindArrayItemById(devices.get(), "id", id);
-    SvcTree device(index >= 0 ? devices->at(unsigned(index)) : nullptr);
+    FalTree device(index >= 0 ? devices->at(unsigned(index)) : nullptr);
     if (!svcIsNull(device.get())) {
         change(device.get());
         Logger::print(LOG_TYPE_TRACE, SVC_LOG, "Update device status successfully\n");

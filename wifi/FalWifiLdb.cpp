@@ -27,14 +27,14 @@ int FalWifiLdb::SetTreeMapObjectByInterface(TreeMapObject* obj, int interfaceId,
 {
     if (!obj || !value || (interfaceId != 0 && interfaceId != 1))
         return 2;
-    Tree first(obj->get("24g"));
+    FalTree first(obj->get("24g"));
     obj->set(interfaceId == 0 && first ? "24g" : "50g", value);
     return 0;
 }
 
 const char* FalWifiLdb::GetInterfaceNameById(TreeMapObject* wifiDocument, int interfaceId)
 {
-    Tree interfaces(wifiDocument ? wifiDocument->get("interfaces") : nullptr);
+    FalTree interfaces(wifiDocument ? wifiDocument->get("interfaces") : nullptr);
     if (!interfaces)
         return nullptr;
     if (interfaceId == 0) {
@@ -49,8 +49,8 @@ const char* FalWifiLdb::GetInterfaceNameById(TreeMapObject* wifiDocument, int in
 void FalWifiLdb::UpdateGatewayConnectivity(int interfaceId, int level, const char* requester)
 {
     TreeMapObject* connectivity = LocalDbCtrl::lockDbObject(API_TYPE_GATEWAY, "connectivity", requester);
-    Tree wifi(connectivity ? connectivity->get("wifi") : nullptr);
-    Tree radio(wifi && (interfaceId == 0 || interfaceId == 1) ? wifi->at(unsigned(interfaceId)) : nullptr);
+    FalTree wifi(connectivity ? connectivity->get("wifi") : nullptr);
+    FalTree radio(wifi && (interfaceId == 0 || interfaceId == 1) ? wifi->at(unsigned(interfaceId)) : nullptr);
     if (radio) {
         radio->set("connectivity", level);
         LocalDbCtrl::saveDbObject(API_TYPE_GATEWAY, requester);
@@ -62,7 +62,7 @@ void FalWifiLdb::TurnOffSpecificSsid(TreeMapObject* ssidArray, int index, const 
 {
     unsigned n = ssidArray ? ssidArray->len() : 0;
     for (unsigned i = 0; i < n; ++i) {
-        Tree ssid(ssidArray->at(i));
+        FalTree ssid(ssidArray->at(i));
         int own = 0;
         if (!ssid || !ssid->get_ex<int>("index", own) || own != index)
             continue;
@@ -77,7 +77,7 @@ void FalWifiLdb::TurnOffConnectedDevices(const char* ssidName, const char* reque
     if (devices) {
         unsigned n = devices->len();
         for (unsigned i = 0; i < n; ++i) {
-            Tree device(devices->at(i));
+            FalTree device(devices->at(i));
             if (device && wifiSameText(device->get<const char*>("path"), ssidName))
                 device->set("connected", false);
         }

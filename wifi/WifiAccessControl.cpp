@@ -33,9 +33,9 @@ _FAL_RSP_T* changeList(FalWifiLdb& wifi, _FAL_REQ_T* req, const ListChange& how,
     int interfaceId = wifiIdAt(req, 0);
     int index = wifiIdAt(req, 1);
     TreeMapObject* ssidObject = wifiLock(rsp, wifi.apiType, "ssid", req->requester);
-    Tree ssids = wifiLockedBand(rsp, ssidObject, nullptr, interfaceId, FAL_NOT_FOUND, NO_SSID_ARRAY);
+    FalTree ssids = wifiLockedBand(rsp, ssidObject, nullptr, interfaceId, FAL_NOT_FOUND, NO_SSID_ARRAY);
     if (ssids) {
-        Tree ssid = wifiFindItem(ssids.get(), "index", index);
+        FalTree ssid = wifiFindItem(ssids.get(), "index", index);
         if (ssid)
             change(ssid.get());
         if (wifiSave(rsp, wifi.apiType, req->requester))
@@ -46,9 +46,9 @@ _FAL_RSP_T* changeList(FalWifiLdb& wifi, _FAL_REQ_T* req, const ListChange& how,
 }
 
 // A copy of the request body numbered `id`.
-Tree numberedRule(_FAL_REQ_T* req, int id)
+FalTree numberedRule(_FAL_REQ_T* req, int id)
 {
-    Tree rule(req->body->clone(nullptr));
+    FalTree rule(req->body->clone(nullptr));
     rule->set("id", id);
     return rule;
 }
@@ -64,8 +64,8 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidAccesscontrolGet(_FAL_REQ_T* req)
     int interfaceId = wifiIdAt(req, 0);
     int index = wifiIdAt(req, 1);
     TreeMapObject* ssidObject = wifiLock(rsp, apiType, "ssid", req->requester, "failed to load database");
-    Tree ssids(GetTreeMapObjectByInterface(ssidObject, interfaceId));
-    Tree ssid = wifiFindItem(ssids.get(), "index", index);
+    FalTree ssids(GetTreeMapObjectByInterface(ssidObject, interfaceId));
+    FalTree ssid = wifiFindItem(ssids.get(), "index", index);
     TreeMapObject* list = ssid ? ssid->clone("accessControl") : nullptr;
     if (ssidObject && !ssids)
         wifiAnswer(rsp, FAL_NOT_FOUND, NO_SSID_ARRAY);
@@ -79,7 +79,7 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidAccesscontrolGet(_FAL_REQ_T* req)
 _FAL_RSP_T* FalWifiLdb::WifiSsidAccesscontrolUpdate(_FAL_REQ_T* req)
 {
     return changeList(*this, req, {__func__, 31, 2, true, FAL_OK, ""}, [&](TreeMapObject* ssid) {
-        Tree list(req->body->clone(nullptr));
+        FalTree list(req->body->clone(nullptr));
         list->set("maxRules", kMaxRules);
         ssid->set("accessControl", list.get());
     });
@@ -89,7 +89,7 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidAccesscontrolPatch(_FAL_REQ_T* req)
 {
     return changeList(*this, req, {__func__, 33, 3, true, FAL_OK, ""}, [&](TreeMapObject* ssid) {
         int ruleId = wifiIdAt(req, 2);
-        Tree rules(ssid->get("accessControl.rules"));
+        FalTree rules(ssid->get("accessControl.rules"));
         unsigned position = 0;
         if (wifiFindItem(rules.get(), "id", ruleId, &position))
             rules->setArrayItem(position, numberedRule(req, ruleId).get());
@@ -101,7 +101,7 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidAccesscontrolCreate(_FAL_REQ_T* req)
     int id = 0;
     _FAL_RSP_T* rsp = changeList(*this, req, {__func__, 35, 2, true, FAL_OK, ""}, [&](TreeMapObject* ssid) {
         int maxRules = ssid->get<int>("accessControl.maxRules");
-        Tree rules(ssid->get("accessControl.rules"));
+        FalTree rules(ssid->get("accessControl.rules"));
         if (!rules || int(rules->len()) >= maxRules)
             return;
         id = wifiNextNumber(rules.get(), "id");
@@ -115,7 +115,7 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidAccesscontrolCreate(_FAL_REQ_T* req)
 _FAL_RSP_T* FalWifiLdb::WifiSsidAccesscontrolDeleteOne(_FAL_REQ_T* req)
 {
     return changeList(*this, req, {__func__, 37, 3, false, FAL_DELETED, "Record Deleted"}, [&](TreeMapObject* ssid) {
-        Tree rules(ssid->get("accessControl.rules"));
+        FalTree rules(ssid->get("accessControl.rules"));
         unsigned position = 0;
         if (wifiFindItem(rules.get(), "id", wifiIdAt(req, 2), &position))
             rules->delArrayItem(position);

@@ -84,29 +84,29 @@ void wifiRelease(unsigned apiType, const char* requester, TreeMapObject* handle)
     LocalDbCtrl::unlockDbObject(apiType, requester);
 }
 
-Tree wifiLockedBand(_FAL_RSP_T* rsp, TreeMapObject* locked, const char* member, int interfaceId,
+FalTree wifiLockedBand(_FAL_RSP_T* rsp, TreeMapObject* locked, const char* member, int interfaceId,
                     FAL_STATUS_T status, const char* missing)
 {
     if (!locked)
         return nullptr;
-    Tree band = member ? wifiBand(locked, member, interfaceId)
-                       : Tree(FalWifiLdb::GetTreeMapObjectByInterface(locked, interfaceId));
+    FalTree band = member ? wifiBand(locked, member, interfaceId)
+                       : FalTree(FalWifiLdb::GetTreeMapObjectByInterface(locked, interfaceId));
     if (!band)
         wifiAnswer(rsp, status, missing);
     return band;
 }
 
-Tree wifiBand(TreeMapObject* doc, const char* member, int interfaceId)
+FalTree wifiBand(TreeMapObject* doc, const char* member, int interfaceId)
 {
-    Tree banded(doc->get(member));
-    return Tree(FalWifiLdb::GetTreeMapObjectByInterface(banded.get(), interfaceId));
+    FalTree banded(doc->get(member));
+    return FalTree(FalWifiLdb::GetTreeMapObjectByInterface(banded.get(), interfaceId));
 }
 
-Tree wifiFindItem(TreeMapObject* array, const char* member, int value, unsigned* position)
+FalTree wifiFindItem(TreeMapObject* array, const char* member, int value, unsigned* position)
 {
     unsigned n = array ? array->len() : 0;
     for (unsigned i = 0; i < n; ++i) {
-        Tree item(array->at(i));
+        FalTree item(array->at(i));
         int own = 0;
         if (item && item->get_ex<int>(member, own) && own == value) {
             if (position)
@@ -122,7 +122,7 @@ int wifiNextNumber(TreeMapObject* array, const char* member)
     int next = 0;
     unsigned n = array ? array->len() : 0;
     for (unsigned i = 0; i < n; ++i) {
-        Tree item(array->at(i));
+        FalTree item(array->at(i));
         int own = 0;
         if (item && item->get_ex<int>(member, own) && own >= next)
             next = own + 1;

@@ -3,14 +3,12 @@
 
 #include <memory>
 
+#include "frame/FalTree.h"
 #include "frame/FalTypes.h"
 #include "host/Logger.h"
 #include "host/TreeMapObject.h"
 
 constexpr LOG_GROUP_T WIFI_LOG = LOG_GROUP_WIFI;
-
-// An owned tree handle.
-using Tree = std::unique_ptr<TreeMapObject>;
 
 extern const char* const WIFI_LOAD_FAILED;  // "failed to get database wifi"
 extern const char* const WIFI_SAVE_FAILED;  // "failed to save database"
@@ -55,15 +53,15 @@ void wifiRelease(unsigned apiType, const char* requester, TreeMapObject* handle)
 // The interface's part of the band-keyed member `member` of the locked object (of the locked
 // object itself for a null member). When it is absent from an object that did lock, answers
 // `status` with `missing`.
-Tree wifiLockedBand(_FAL_RSP_T* rsp, TreeMapObject* locked, const char* member, int interfaceId,
+FalTree wifiLockedBand(_FAL_RSP_T* rsp, TreeMapObject* locked, const char* member, int interfaceId,
                     FAL_STATUS_T status, const char* missing);
 
 // The interface's part of the band-keyed member `member` of `doc`, or null.
-Tree wifiBand(TreeMapObject* doc, const char* member, int interfaceId);
+FalTree wifiBand(TreeMapObject* doc, const char* member, int interfaceId);
 
 // The first item of `array` whose integer `member` equals `value`, or null; its position goes to
 // `position` when given.
-Tree wifiFindItem(TreeMapObject* array, const char* member, int value, unsigned* position = nullptr);
+FalTree wifiFindItem(TreeMapObject* array, const char* member, int value, unsigned* position = nullptr);
 
 // A fresh number for a new item: one more than the highest integer `member` present, 0 for none.
 int wifiNextNumber(TreeMapObject* array, const char* member);

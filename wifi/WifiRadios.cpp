@@ -61,7 +61,7 @@ void followOutputPower(int interfaceId, const char* outputPower, const char* req
 void setActiveOnFirst(TreeMapObject* array, unsigned count, bool active)
 {
     for (unsigned i = 0; i < count; ++i) {
-        Tree item(array->at(i));
+        FalTree item(array->at(i));
         if (item)
             item->set("active", active);
     }
@@ -71,11 +71,11 @@ void setActiveOnFirst(TreeMapObject* array, unsigned count, bool active)
 // when the radio lacks either list (nothing more is done).
 bool radioOn(TreeMapObject* doc, TreeMapObject* radio, int interfaceId, const char* requester)
 {
-    Tree ssids = wifiBand(doc, "ssid", interfaceId);
+    FalTree ssids = wifiBand(doc, "ssid", interfaceId);
     if (!ssids)
         return false;
     setActiveOnFirst(ssids.get(), 1, true);
-    Tree networkTypes = wifiBand(doc, "networkType", interfaceId);
+    FalTree networkTypes = wifiBand(doc, "networkType", interfaceId);
     if (!networkTypes)
         return false;
     setActiveOnFirst(networkTypes.get(), 2, true);
@@ -87,14 +87,14 @@ bool radioOn(TreeMapObject* doc, TreeMapObject* radio, int interfaceId, const ch
 // connectivity. False when the radio has no network-type list.
 bool radioOff(TreeMapObject* doc, int interfaceId, const char* requester)
 {
-    Tree ssids = wifiBand(doc, "ssid", interfaceId);
+    FalTree ssids = wifiBand(doc, "ssid", interfaceId);
     unsigned n = ssids ? ssids->len() : 0;
     for (unsigned i = 0; i < n; ++i) {
-        Tree ssid(ssids->at(i));
+        FalTree ssid(ssids->at(i));
         if (ssid)
             FalWifiLdb::TurnOffSpecificSsid(ssids.get(), ssid->get<int>("index"), requester);
     }
-    Tree networkTypes = wifiBand(doc, "networkType", interfaceId);
+    FalTree networkTypes = wifiBand(doc, "networkType", interfaceId);
     if (!networkTypes)
         return false;
     setActiveOnFirst(networkTypes.get(), 2, false);
@@ -128,13 +128,13 @@ _FAL_RSP_T* FalWifiLdb::WifiRadioGet(_FAL_REQ_T* req)
     int interfaceId = wifiIdAt(req, 0);
     const char* section = wifiParamAt(req, 1);
     TreeMapObject* radios = wifiLock(rsp, apiType, "radio", req->requester);
-    Tree radio = wifiLockedBand(rsp, radios, nullptr, interfaceId, FAL_NOT_FOUND, NO_RADIO);
+    FalTree radio = wifiLockedBand(rsp, radios, nullptr, interfaceId, FAL_NOT_FOUND, NO_RADIO);
     if (radio) {
         const char* const* known = std::find_if(std::begin(kRadioSections), std::end(kRadioSections),
                                                 [&](const char* name) { return wifiSameText(name, section); });
         if (known != std::end(kRadioSections)) {
             rsp->data = new TreeMapObject(false);
-            Tree member(radio->get(section));
+            FalTree member(radio->get(section));
             if (member)
                 rsp->data->set(section, member.get());
         } else {
@@ -155,11 +155,11 @@ _FAL_RSP_T* FalWifiLdb::WifiRadioChange(_FAL_REQ_T* req)
     int interfaceId = wifiIdAt(req, 0);
     wifiAnswer(rsp, FAL_FAILED, "");
     TreeMapObject* doc = wifiLock(rsp, apiType, "", req->requester);
-    Tree radio = wifiLockedBand(rsp, doc, "radio", interfaceId, FAL_NOT_FOUND, NO_RADIO);
-    Tree actualUsed(radio ? doc->get("actualUsed") : nullptr);
+    FalTree radio = wifiLockedBand(rsp, doc, "radio", interfaceId, FAL_NOT_FOUND, NO_RADIO);
+    FalTree actualUsed(radio ? doc->get("actualUsed") : nullptr);
     if (radio) {
         for (const char* path : kRadioSettings) {
-            Tree value(req->body->get(path));
+            FalTree value(req->body->get(path));
             if (value)
                 radio->set(path, value.get());
         }
@@ -189,7 +189,7 @@ _FAL_RSP_T* FalWifiLdb::WifiRadioActive(_FAL_REQ_T* req)
     int interfaceId = wifiIdAt(req, 0);
     bool active = req->body->get<bool>("active");
     TreeMapObject* doc = wifiLock(rsp, apiType, "", req->requester);
-    Tree radio = wifiLockedBand(rsp, doc, "radio", interfaceId, FAL_DB_ERROR, WIFI_LOAD_FAILED);
+    FalTree radio = wifiLockedBand(rsp, doc, "radio", interfaceId, FAL_DB_ERROR, WIFI_LOAD_FAILED);
     if (radio) {
         radio->set("active", active);
         bool switched = active ? radioOn(doc, radio.get(), interfaceId, req->requester)
@@ -209,12 +209,12 @@ _FAL_RSP_T* FalWifiLdb::WifiRadioRestoreDefault(_FAL_REQ_T* req)
         return rsp;
     int interfaceId = wifiIdAt(req, 0);
     TreeMapObject* doc = wifiLock(rsp, apiType, "", req->requester);
-    Tree radio = wifiLockedBand(rsp, doc, "radio", interfaceId, FAL_DB_ERROR, WIFI_LOAD_FAILED);
-    Tree factory = wifiLockedBand(rsp, doc, "radioDefault", interfaceId, FAL_DB_ERROR, WIFI_LOAD_FAILED);
+    FalTree radio = wifiLockedBand(rsp, doc, "radio", interfaceId, FAL_DB_ERROR, WIFI_LOAD_FAILED);
+    FalTree factory = wifiLockedBand(rsp, doc, "radioDefault", interfaceId, FAL_DB_ERROR, WIFI_LOAD_FAILED);
     if (radio && factory) {
         rsp->data = new TreeMapObject(false);
         for (const char* member : kRestoredMembers) {
-            Tree value(factory->get(member));
+            FalTree value(factory->get(member));
             if (!value)
                 continue;
             radio->set(member, value.get());
@@ -235,18 +235,18 @@ _FAL_RSP_T* FalWifiLdb::WifiNetworkTypeGet(_FAL_REQ_T* req)
         return rsp;
     int interfaceId = wifiIdAt(req, 0);
     TreeMapObject* doc = wifiLock(rsp, apiType, "", req->requester);
-    Tree networkTypes = wifiLockedBand(rsp, doc, "networkType", interfaceId, FAL_NOT_FOUND, NO_NETWORK_TYPE);
-    Tree reply(networkTypes ? networkTypes->clone(nullptr) : nullptr);
+    FalTree networkTypes = wifiLockedBand(rsp, doc, "networkType", interfaceId, FAL_NOT_FOUND, NO_NETWORK_TYPE);
+    FalTree reply(networkTypes ? networkTypes->clone(nullptr) : nullptr);
     if (networkTypes && !reply)
         Logger::print(LOG_TYPE_ERROR, WIFI_LOG, "%s: memory allocation error\n", __func__);
     if (reply) {
         // The guest entry lists every SSID of the radio but the primary one.
-        Tree guest(reply->at(1));
-        Tree guestSsids(guest ? guest->get("ssid") : nullptr);
-        Tree ssids = wifiBand(doc, "ssid", interfaceId);
+        FalTree guest(reply->at(1));
+        FalTree guestSsids(guest ? guest->get("ssid") : nullptr);
+        FalTree ssids = wifiBand(doc, "ssid", interfaceId);
         for (unsigned i = 1; guestSsids && ssids && i < ssids->len(); ++i) {
-            Tree ssid(ssids->at(i));
-            Tree index(ssid ? ssid->get("index") : nullptr);
+            FalTree ssid(ssids->at(i));
+            FalTree index(ssid ? ssid->get("index") : nullptr);
             guestSsids->addArrayItem(index.get());
         }
         rsp->data = reply.release();
@@ -266,15 +266,15 @@ _FAL_RSP_T* FalWifiLdb::WifiNetworkTypeChange(_FAL_REQ_T* req)
     const char* name = wifiParamAt(req, 1);
     bool active = req->body->get<bool>("active");
     TreeMapObject* doc = wifiLock(rsp, apiType, "", req->requester);
-    Tree networkTypes = wifiLockedBand(rsp, doc, "networkType", interfaceId, FAL_NOT_FOUND, NO_NETWORK_TYPE);
+    FalTree networkTypes = wifiLockedBand(rsp, doc, "networkType", interfaceId, FAL_NOT_FOUND, NO_NETWORK_TYPE);
     if (networkTypes) {
         if (wifiSameText(name, "primary")) {
             setActiveOnFirst(networkTypes.get(), 1, active);
-            Tree ssids = wifiBand(doc, "ssid", interfaceId);
+            FalTree ssids = wifiBand(doc, "ssid", interfaceId);
             if (ssids)
                 setActiveOnFirst(ssids.get(), 1, active);
         } else if (wifiSameText(name, "guest")) {
-            Tree guest(networkTypes->at(1));
+            FalTree guest(networkTypes->at(1));
             if (guest)
                 guest->set("active", active);
         }

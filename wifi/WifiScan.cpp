@@ -65,7 +65,7 @@ _FAL_RSP_T* FalWifiLdb::WifiScanResult(_FAL_REQ_T* req)
         wifiRelease(apiType, req->requester, scan);
     } else {
         TreeMapObject* results = wifiLock(rsp, apiType, "scanApResult", req->requester);
-        Tree found(GetTreeMapObjectByInterface(results, interfaceId));
+        FalTree found(GetTreeMapObjectByInterface(results, interfaceId));
         if (found)
             rsp->data = found->clone(nullptr);
         wifiRelease(apiType, req->requester, results);

@@ -84,18 +84,18 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidListAll(_FAL_REQ_T* req)
         return rsp;
     int interfaceId = wifiIdAt(req, 0);
     TreeMapObject* ssidObject = wifiLock(rsp, apiType, "ssid", req->requester);
-    Tree ssids = wifiLockedBand(rsp, ssidObject, nullptr, interfaceId, FAL_NOT_FOUND, "failed to get ssid");
+    FalTree ssids = wifiLockedBand(rsp, ssidObject, nullptr, interfaceId, FAL_NOT_FOUND, "failed to get ssid");
     if (ssids) {
         rsp->data = new TreeMapObject(true);
         unsigned n = ssids->len();
         for (unsigned i = 0; i < n; ++i) {
-            Tree ssid(ssids->at(i));
+            FalTree ssid(ssids->at(i));
             const char* securityType = ssid ? ssid->get<const char*>("security.type") : nullptr;
             if (!securityType) {
                 Logger::print(LOG_TYPE_INFO, WIFI_LOG, "%s: [%d] security.type=null\n", __func__, int(i));
                 continue;
             }
-            Tree summary(ssidSummary(ssid.get(), securityType));
+            FalTree summary(ssidSummary(ssid.get(), securityType));
             placeAt(rsp->data, i, summary.get());
         }
     }
@@ -112,8 +112,8 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidGet(_FAL_REQ_T* req)
     int interfaceId = wifiIdAt(req, 0);
     int index = wifiIdAt(req, 1);
     TreeMapObject* ssidObject = wifiLock(rsp, apiType, "ssid", req->requester);
-    Tree ssids(GetTreeMapObjectByInterface(ssidObject, interfaceId));
-    Tree ssid = wifiFindItem(ssids.get(), "index", index);
+    FalTree ssids(GetTreeMapObjectByInterface(ssidObject, interfaceId));
+    FalTree ssid = wifiFindItem(ssids.get(), "index", index);
     if (ssidObject && !ssid)
         wifiAnswer(rsp, FAL_NOT_FOUND, "No record found");
     if (ssid) {
@@ -134,13 +134,13 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidUpdate(_FAL_REQ_T* req)
     int interfaceId = wifiIdAt(req, 0);
     int index = wifiIdAt(req, 1);
     TreeMapObject* ssidObject = wifiLock(rsp, apiType, "ssid", req->requester);
-    Tree ssids = wifiLockedBand(rsp, ssidObject, nullptr, interfaceId, FAL_NOT_FOUND, NO_SSID_ARRAY);
-    Tree ssid = wifiFindItem(ssids.get(), "index", index);
+    FalTree ssids = wifiLockedBand(rsp, ssidObject, nullptr, interfaceId, FAL_NOT_FOUND, NO_SSID_ARRAY);
+    FalTree ssid = wifiFindItem(ssids.get(), "index", index);
     if (ssids && !ssid)
         wifiAnswer(rsp, FAL_NOT_FOUND, "failed to get ssid");
     if (ssid) {
         for (const char* member : kSsidSettings) {
-            Tree value(req->body->get(member));
+            FalTree value(req->body->get(member));
             ssid->set(member, value.get());
         }
         if (wifiSave(rsp, apiType, req->requester))
@@ -157,13 +157,13 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidCreate(_FAL_REQ_T* req)
         return rsp;
     int interfaceId = wifiIdAt(req, 0);
     TreeMapObject* ssidObject = wifiLock(rsp, apiType, "ssid", req->requester);
-    Tree ssids = wifiLockedBand(rsp, ssidObject, nullptr, interfaceId, FAL_NOT_FOUND, NO_SSID_ARRAY);
+    FalTree ssids = wifiLockedBand(rsp, ssidObject, nullptr, interfaceId, FAL_NOT_FOUND, NO_SSID_ARRAY);
     int index = ssids ? freeGuestIndex(ssids.get()) : -1;
     if (ssids && index < 0)
         wifiAnswer(rsp, FAL_FAILED, "unable to add more ssid");
     else if (ssids && wifiNeedsBody(rsp, req)) {
-        Tree ssid(req->body->clone(nullptr));
-        Tree accessControl(newAccessControl());
+        FalTree ssid(req->body->clone(nullptr));
+        FalTree accessControl(newAccessControl());
         ssid->set("index", index);
         ssid->set("type", "guest");
         ssid->set("accessControl", accessControl.get());
@@ -188,7 +188,7 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidGuestDelete(_FAL_REQ_T* req)
         return rsp;
     }
     TreeMapObject* doc = wifiLock(rsp, apiType, "", req->requester);
-    Tree ssids = wifiLockedBand(rsp, doc, "ssid", interfaceId, FAL_NOT_FOUND, "cannot get ssid array");
+    FalTree ssids = wifiLockedBand(rsp, doc, "ssid", interfaceId, FAL_NOT_FOUND, "cannot get ssid array");
     if (ssids) {
         unsigned position = 0;
         if (wifiFindItem(ssids.get(), "index", index, &position))
@@ -207,10 +207,10 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidGuestDeleteAll(_FAL_REQ_T* req)
         return rsp;
     int interfaceId = wifiIdAt(req, 0);
     TreeMapObject* doc = wifiLock(rsp, apiType, "", req->requester);
-    Tree ssids = wifiLockedBand(rsp, doc, "ssid", interfaceId, FAL_NOT_FOUND, NO_SSID_ARRAY);
+    FalTree ssids = wifiLockedBand(rsp, doc, "ssid", interfaceId, FAL_NOT_FOUND, NO_SSID_ARRAY);
     if (ssids) {
         TreeMapObject primaryOnly(true);
-        Tree primary(ssids->at(0));
+        FalTree primary(ssids->at(0));
         if (primary)
             primaryOnly.addArrayItem(primary.get());
         const char* band = GetInterfaceNameById(doc, interfaceId);
@@ -232,9 +232,9 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidActive(_FAL_REQ_T* req)
     int index = wifiIdAt(req, 1);
     bool active = req->body->get<bool>("active");
     TreeMapObject* doc = wifiLock(rsp, apiType, "", req->requester);
-    Tree ssids = wifiLockedBand(rsp, doc, "ssid", interfaceId, FAL_NOT_FOUND, NO_SSID_ARRAY);
+    FalTree ssids = wifiLockedBand(rsp, doc, "ssid", interfaceId, FAL_NOT_FOUND, NO_SSID_ARRAY);
     if (ssids) {
-        Tree ssid = wifiFindItem(ssids.get(), "index", index);
+        FalTree ssid = wifiFindItem(ssids.get(), "index", index);
         if (ssid) {
             ssid->set("active", active);
             if (!active)

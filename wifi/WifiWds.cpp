@@ -70,7 +70,7 @@ bool macTaken(TreeMapObject* rules, const char* mac)
 {
     unsigned n = rules->len();
     for (unsigned i = 0; i < n; ++i) {
-        Tree peer(rules->at(i));
+        FalTree peer(rules->at(i));
         if (peer && wifiSameText(peer->get<const char*>("mac"), mac))
             return true;
     }
@@ -105,7 +105,7 @@ bool fitsStructure(_FAL_RSP_T* rsp, const char* type, unsigned peers, bool maste
 // Adds the peer of the request to the radio's table, within the structure rules.
 void addPeer(_FAL_RSP_T* rsp, FalWifiLdb& wifi, _FAL_REQ_T* req, TreeMapObject* radio)
 {
-    Tree rules(radio->get("rules"));
+    FalTree rules(radio->get("rules"));
     if (!rules) {
         wifiAnswer(rsp, FAL_DB_ERROR, "failed to get rules");
         return;
@@ -114,7 +114,7 @@ void addPeer(_FAL_RSP_T* rsp, FalWifiLdb& wifi, _FAL_REQ_T* req, TreeMapObject* 
     unsigned peers = rules->len();
     if (!fitsStructure(rsp, type, peers, radio->get<bool>("master")))
         return;
-    Tree peer(req->body->clone(nullptr));
+    FalTree peer(req->body->clone(nullptr));
     int index = wifiNextNumber(rules.get(), "index");
     peer->set("index", index);
     bool isSlave = wifiSameText(type, "slave");
@@ -141,7 +141,7 @@ _FAL_RSP_T* FalWifiLdb::WifiWdsGet(_FAL_REQ_T* req)
         if (!openWds(*this, req, WDS_NEEDS_BODY, false, rsp, interfaceId))
             return rsp;
         TreeMapObject* wds = lockWds(rsp, *this, req, nullptr);
-        Tree radio(GetTreeMapObjectByInterface(wds, interfaceId));
+        FalTree radio(GetTreeMapObjectByInterface(wds, interfaceId));
         if (radio) {
             rsp->data = radio->clone(nullptr);
             rsp->status = FAL_OK;
@@ -159,7 +159,7 @@ _FAL_RSP_T* FalWifiLdb::WifiWdsUpdate(_FAL_REQ_T* req)
         if (!openWds(*this, req, WDS_NEEDS_BODY, false, rsp, interfaceId))
             return rsp;
         TreeMapObject* wds = lockWds(rsp, *this, req, "failed to load database");
-        Tree radio(GetTreeMapObjectByInterface(wds, interfaceId));
+        FalTree radio(GetTreeMapObjectByInterface(wds, interfaceId));
         if (radio)
             radio->set("active", req->body->get<bool>("active"));
         if (wds && LocalDbCtrl::saveDbObject(apiType, req->requester) == 0)
@@ -176,13 +176,13 @@ _FAL_RSP_T* FalWifiLdb::WifiWdsCreate(_FAL_REQ_T* req)
         int interfaceId = 0;
         if (!openWds(*this, req, WDS_NEEDS_BODY, true, rsp, interfaceId))
             return rsp;
-        Tree ext(req->body->get("ext"));
+        FalTree ext(req->body->get("ext"));
         if (wifiSameText(req->body->get<const char*>("type"), "slave") && !ext) {
             refuse(rsp, "ext field should not be NULL.\n", "failed to get slave");
             return rsp;
         }
         TreeMapObject* wds = lockWds(rsp, *this, req, "failed to get wds");
-        Tree radio(GetTreeMapObjectByInterface(wds, interfaceId));
+        FalTree radio(GetTreeMapObjectByInterface(wds, interfaceId));
         if (radio)
             addPeer(rsp, *this, req, radio.get());
         wifiRelease(apiType, req->requester, wds);
@@ -203,8 +203,8 @@ _FAL_RSP_T* FalWifiLdb::WifiWdsDelete(_FAL_REQ_T* req)
             return rsp;
         }
         TreeMapObject* wds = lockWds(rsp, *this, req, "Failed to load database");
-        Tree radio(GetTreeMapObjectByInterface(wds, interfaceId));
-        Tree rules(radio ? radio->get("rules") : nullptr);
+        FalTree radio(GetTreeMapObjectByInterface(wds, interfaceId));
+        FalTree rules(radio ? radio->get("rules") : nullptr);
         if (rules) {
             unsigned position = 0;
             if (wifiFindItem(rules.get(), "index", atoi(ruleId.get()), &position))
@@ -225,7 +225,7 @@ _FAL_RSP_T* FalWifiLdb::WifiWdsDeleteAll(_FAL_REQ_T* req)
         if (!openWds(*this, req, WDS_NEEDS_REQUEST, false, rsp, interfaceId))
             return rsp;
         TreeMapObject* wds = lockWds(rsp, *this, req, "failed to load database");
-        Tree radio = wifiLockedBand(rsp, wds, nullptr, interfaceId, FAL_NOT_FOUND, "cannot find object");
+        FalTree radio = wifiLockedBand(rsp, wds, nullptr, interfaceId, FAL_NOT_FOUND, "cannot find object");
         if (radio) {
             TreeMapObject noPeers(true);
             radio->set("rules", &noPeers);

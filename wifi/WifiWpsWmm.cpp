@@ -116,7 +116,7 @@ _FAL_RSP_T* FalWifiLdb::WifiWmmGet(_FAL_REQ_T* req)
     if (!wifiOpen(rsp, apiType, 57, false, req, 1))
         return rsp;
     TreeMapObject* wmm = wifiLock(rsp, apiType, "wmm", req->requester);
-    Tree radio = wifiLockedBand(rsp, wmm, nullptr, wifiIdAt(req, 0), FAL_NOT_FOUND, NO_WMM);
+    FalTree radio = wifiLockedBand(rsp, wmm, nullptr, wifiIdAt(req, 0), FAL_NOT_FOUND, NO_WMM);
     if (radio)
         rsp->data = radio->clone(nullptr);
     wifiRelease(apiType, req->requester, wmm);
@@ -129,10 +129,10 @@ _FAL_RSP_T* FalWifiLdb::WifiWmmUpdate(_FAL_REQ_T* req)
     if (!wifiOpen(rsp, apiType, 59, false, req, 1, true))
         return rsp;
     TreeMapObject* wmm = wifiLock(rsp, apiType, "wmm", req->requester);
-    Tree radio = wifiLockedBand(rsp, wmm, nullptr, wifiIdAt(req, 0), FAL_NOT_FOUND, NO_WMM);
+    FalTree radio = wifiLockedBand(rsp, wmm, nullptr, wifiIdAt(req, 0), FAL_NOT_FOUND, NO_WMM);
     if (radio) {
         for (const char* member : kWmmSettings) {
-            Tree value(req->body->get(member));
+            FalTree value(req->body->get(member));
             if (value)
                 radio->set(member, value.get());
         }

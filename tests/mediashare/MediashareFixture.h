@@ -1,7 +1,7 @@
 // Fixture of the media-share tests.
 #pragma once
 
-#include "mediashare/FamilyFixture.h"
+#include "support/FamilyFixture.h"
 
 class MediashareTest : public FamilyTest<FalMediaShareLdb, API_TYPE_MEDIASHARE> {};
 

@@ -1,5 +1,5 @@
 // QoS switch, priority rules, services and IPTV.
-#include "mediashare/FamilyFixture.h"
+#include "support/FamilyFixture.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // Shared fixture of the security tests: a seeded security document and gateway devices.
 #pragma once
 
-#include "mediashare/FamilyFixture.h"
+#include "support/FamilyFixture.h"
 
 namespace security_test {
 
