@@ -1,4 +1,7 @@
 // FalNetworkLdb: the network family over the local database.
+//
+// The LAN settings sit under "lan", the WAN interfaces under "wan.interfaces"; the access modes,
+// DOCSIS and MTA read-outs each have a key of their own in the network document.
 #pragma once
 
 #include "frame/IFal.h"
@@ -7,4 +10,12 @@ class FalNetworkLdb : public IFalNetwork {
 public:
     FalNetworkLdb();
     ~FalNetworkLdb() override;
+
+    // --- LAN ------------------------------------------------------------------------------------
+    _FAL_RSP_T* NetworkLanGet(_FAL_REQ_T* req) override;
+    // Also moves the LAN addresses kept by the service family into the new network.
+    _FAL_RSP_T* NetworkLanUpdate(_FAL_REQ_T* req) override;
+    _FAL_RSP_T* NetworkLanIpv6Update(_FAL_REQ_T* req) override;
+    // Only probes the database; nothing is restored.
+    _FAL_RSP_T* NetworkLanIpv6RestoreDefault(_FAL_REQ_T* req) override;
 };
