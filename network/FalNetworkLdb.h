@@ -18,4 +18,17 @@ public:
     _FAL_RSP_T* NetworkLanIpv6Update(_FAL_REQ_T* req) override;
     // Only probes the database; nothing is restored.
     _FAL_RSP_T* NetworkLanIpv6RestoreDefault(_FAL_REQ_T* req) override;
+
+    // --- WAN interfaces -------------------------------------------------------------------------
+    _FAL_RSP_T* NetworkWanGet(_FAL_REQ_T* req) override;
+    _FAL_RSP_T* NetworkWanGetOne(_FAL_REQ_T* req) override;
+    _FAL_RSP_T* NetworkWanChange(_FAL_REQ_T* req) override;
+    _FAL_RSP_T* NetworkWanIpv6Change(_FAL_REQ_T* req) override;
+    _FAL_RSP_T* NetworkWanConnect(_FAL_REQ_T* req) override;
+    _FAL_RSP_T* NetworkWanDisconnect(_FAL_REQ_T* req) override;
+    _FAL_RSP_T* NetworkSwitchmodeBridge(_FAL_REQ_T* req) override;
+    _FAL_RSP_T* NetworkCheckInternet(_FAL_REQ_T* req) override;
+    _FAL_RSP_T* NetworkLinkAuto(_FAL_REQ_T* req) override;
+    // Only probes the database; nothing is detected.
+    _FAL_RSP_T* NetworkWanConnectionTypeDetect(_FAL_REQ_T* req) override;
 };
