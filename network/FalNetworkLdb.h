@@ -31,4 +31,21 @@ public:
     _FAL_RSP_T* NetworkLinkAuto(_FAL_REQ_T* req) override;
     // Only probes the database; nothing is detected.
     _FAL_RSP_T* NetworkWanConnectionTypeDetect(_FAL_REQ_T* req) override;
+
+    // --- access modes ---------------------------------------------------------------------------
+    _FAL_RSP_T* NetworkMaccloneGet(_FAL_REQ_T* req) override;
+    _FAL_RSP_T* NetworkMaccloneSet(_FAL_REQ_T* req) override;
+    _FAL_RSP_T* NetworkOperationGet(_FAL_REQ_T* req) override;
+    _FAL_RSP_T* NetworkOperationUpdate(_FAL_REQ_T* req) override;
+    _FAL_RSP_T* NetworkXdslGet(_FAL_REQ_T* req) override;
+    _FAL_RSP_T* NetworkDslmodeGet(_FAL_REQ_T* req) override;
+    _FAL_RSP_T* NetworkDslmodeSet(_FAL_REQ_T* req) override;
+    _FAL_RSP_T* NetworkQmodeGet(_FAL_REQ_T* req) override;
+    _FAL_RSP_T* NetworkQmodeUpdate(_FAL_REQ_T* req) override;
+    _FAL_RSP_T* NetworkDualwanGet(_FAL_REQ_T* req) override;
+    _FAL_RSP_T* NetworkDualwanUpdate(_FAL_REQ_T* req) override;
+    _FAL_RSP_T* NetworkMobileStatusGet(_FAL_REQ_T* req) override;
+    _FAL_RSP_T* NetworkMobileConfigurationGet(_FAL_REQ_T* req) override;
+    _FAL_RSP_T* NetworkMobileUpdate(_FAL_REQ_T* req) override;
+    _FAL_RSP_T* NetworkLanPortGet(_FAL_REQ_T* req) override;
 };
