@@ -48,4 +48,20 @@ public:
     _FAL_RSP_T* NetworkMobileConfigurationGet(_FAL_REQ_T* req) override;
     _FAL_RSP_T* NetworkMobileUpdate(_FAL_REQ_T* req) override;
     _FAL_RSP_T* NetworkLanPortGet(_FAL_REQ_T* req) override;
+
+    // --- DOCSIS and MTA read-outs (the VQM clear and the spectrum analyser stay unsupported) ----
+    _FAL_RSP_T* NetworkDocsisGet(_FAL_REQ_T* req) override;
+    _FAL_RSP_T* NetworkDocsisChannelGet(_FAL_REQ_T* req) override;
+    _FAL_RSP_T* NetworkDocsisInitialProcedureGet(_FAL_REQ_T* req) override;
+    _FAL_RSP_T* NetworkDocsisMtaGet(_FAL_REQ_T* req) override;
+    _FAL_RSP_T* NetworkDocsisMtaLineGet(_FAL_REQ_T* req) override;
+    _FAL_RSP_T* NetworkDocsisMtaProcedureGet(_FAL_REQ_T* req) override;
+    _FAL_RSP_T* NetworkDocsisInitialFrequencyGet(_FAL_REQ_T* req) override;
+    _FAL_RSP_T* NetworkDocsisUsChannelidGet(_FAL_REQ_T* req) override;
+    _FAL_RSP_T* NetworkDocsisInitialFrequencySet(_FAL_REQ_T* req) override;
+    _FAL_RSP_T* NetworkDocsisUsChannelidSet(_FAL_REQ_T* req) override;
+    _FAL_RSP_T* NetworkDocsisMtaVqmGetList(_FAL_REQ_T* req) override;
+    _FAL_RSP_T* NetworkDocsisMtaConfigurationFile(_FAL_REQ_T* req) override;
+    _FAL_RSP_T* NetworkDocsisMtaEnterpriseMibs(_FAL_REQ_T* req) override;
+    _FAL_RSP_T* NetworkDocsisMtaLoopdiagTest(_FAL_REQ_T* req) override;
 };
