@@ -41,10 +41,11 @@ protected:
     // JSON text of a tree in the form canon() gives ("null" for null).
     static std::string text(TreeMapObject* tree) { return canon(json(tree)); }
 
-    // The stored member `path` of the family document (canonical JSON; "null" when absent).
-    std::string stored(const char* path)
+    // The stored member `path` of the family document, or of the document `apiType` (canonical
+    // JSON; "null" when absent).
+    std::string stored(const char* path, unsigned apiType = ApiType)
     {
-        TreeMapObject* doc = LocalDbCtrl::copyDocument(ApiType);
+        TreeMapObject* doc = LocalDbCtrl::copyDocument(apiType);
         TreeMapObject* node = doc ? doc->get(path) : nullptr;
         std::string text = this->text(node);
         delete node;

@@ -1,0 +1,258 @@
+// Access modes: xDSL line information and DSL modes, operation mode, MAC clone, Q-mode, dual WAN,
+// mobile connection and LAN ports.
+#include <vector>
+
+#include "network/FalNetworkLdb.h"
+#include "network/NetworkHelpers.h"
+
+namespace {
+
+const char* const kNoMemoryBang = "Cannot create response due to some memory issue!\n";
+
+// The Q-mode connection members, in the order they are copied.
+const std::vector<const char*> kQmodeConnection = {"connection.index",        "connection.ssid",
+                                                   "connection.securityType", "connection.encryption",
+                                                   "connection.radio",        "connection.bssid"};
+
+// The dual-WAN interface members, in the order they are copied.
+const std::vector<const char*> kDualwanInterfaces = {"primary.interface", "primary.name", "secondary.interface",
+                                                     "secondary.name"};
+
+// The text members of the mobile configuration.
+const std::vector<const char*> kMobileTexts = {"location", "ispType",  "dialNumber", "userName", "password",
+                                               "authenticationType", "pinCode", "apnType", "apn"};
+
+// A read of a whole object that answers with a fixed id and 4 when the object cannot be locked.
+_FAL_RSP_T* fixedObjectGet(_FAL_REQ_T* req, const char* key, unsigned apiType, unsigned msgId)
+{
+    if (!req)
+        return nullptr;
+    _FAL_RSP_T* rsp = netResponse(msgId, false, NET_NO_MEMORY, apiType);
+    if (!rsp)
+        return nullptr;
+    NetTree object = netLock(key, req->requester);
+    if (!object) {
+        Logger::print(LOG_TYPE_ERROR, NET_LOG, "No object found in txt repo\n");
+        rsp->status = FAL_FAILED;
+    } else {
+        rsp->status = FAL_OK;
+        rsp->data = object->clone(nullptr);
+    }
+    netRelease(req->requester, object);
+    return rsp;
+}
+
+// Locks the object of a Q-mode, dual-WAN or mobile update; on failure answers 8 with the message
+// from creation and releases the lock.
+NetTree lockSetting(_FAL_RSP_T* rsp, const char* key, const char* requester)
+{
+    NetTree object = netLock(key, requester);
+    if (!object) {
+        Logger::print(LOG_TYPE_ERROR, NET_LOG, "No object found in txt Repo!\n");
+        rsp->status = FAL_DB_ERROR;
+        netRelease(requester, object);
+    }
+    return object;
+}
+
+// Locks the object of a DSL-mode or MAC-clone update; on failure answers 8.
+NetTree lockLocal(_FAL_RSP_T* rsp, const char* key, const char* requester)
+{
+    NetTree object = netLock(key, requester);
+    if (!object) {
+        Logger::print(LOG_TYPE_ERROR, NET_LOG, "Cannot load local database due to some unexpected error\n");
+        netAnswer(rsp, FAL_DB_ERROR, NET_LOAD_FAILED);
+        netRelease(requester, object);
+    }
+    return object;
+}
+
+// Saves and releases: status 0 on success, `failed` otherwise.
+void saveAndRelease(_FAL_RSP_T* rsp, const char* requester, NetTree& object, FAL_STATUS_T failed)
+{
+    rsp->status = netSave(requester) ? FAL_OK : failed;
+    netRelease(requester, object);
+}
+
+}  // namespace
+
+_FAL_RSP_T* FalNetworkLdb::NetworkXdslGet(_FAL_REQ_T* req)
+{
+    NetTrace trace("NetworkXdslGet");
+    _FAL_RSP_T* rsp = netObjectGet(req, "xdsl");
+    if (rsp && rsp->data) {
+        rsp->data->del("modulationType");
+        rsp->data->del("adsl");
+    }
+    return rsp;
+}
+
+_FAL_RSP_T* FalNetworkLdb::NetworkDslmodeGet(_FAL_REQ_T* req)
+{
+    NetTrace trace("NetworkDslmodeGet");
+    return netObjectGet(req, "dslMode");
+}
+
+_FAL_RSP_T* FalNetworkLdb::NetworkDslmodeSet(_FAL_REQ_T* req)
+{
+    NetTrace trace("NetworkDslmodeSet");
+    if (netWrongRequest(req))
+        return nullptr;
+    _FAL_RSP_T* rsp = netResponse(req->msgId + 1, false);
+    if (!rsp)
+        return nullptr;
+    rsp->status = FAL_FAILED;
+    NetTree modes = lockLocal(rsp, "dslMode", req->requester);
+    if (!modes)
+        return rsp;
+    for (unsigned i = 0; i < req->body->len(); ++i) {
+        NetTree wanted(req->body->at(i));
+        const char* type = wanted->get<const char*>("type");
+        for (unsigned j = 0; type && j < modes->len(); ++j) {
+            NetTree mode(modes->at(j));
+            if (netIsText(mode->get<const char*>("type"), type)) {
+                mode->set("active", wanted->get<bool>("active"));
+                break;
+            }
+        }
+    }
+    saveAndRelease(rsp, req->requester, modes, FAL_FAILED);
+    return rsp;
+}
+
+_FAL_RSP_T* FalNetworkLdb::NetworkOperationGet(_FAL_REQ_T* req)
+{
+    NetTrace trace("NetworkOperationGet");
+    return netObjectGet(req, "operation");
+}
+
+_FAL_RSP_T* FalNetworkLdb::NetworkOperationUpdate(_FAL_REQ_T* req)
+{
+    NetTrace trace("NetworkOperationUpdate");
+    if (netWrongRequest(req))
+        return nullptr;
+    _FAL_RSP_T* rsp = netResponse(req->msgId + 1, false);
+    if (!rsp)
+        return nullptr;
+    rsp->status = FAL_FAILED;
+    NetTree operation = netLock("operation", req->requester);
+    if (!operation) {
+        Logger::print(LOG_TYPE_ERROR, NET_LOG, "Cannot load db object for key %s\n", "operation");
+        netAnswer(rsp, FAL_DB_ERROR, NET_LOAD_FAILED);
+        netRelease(req->requester, operation);
+        return rsp;
+    }
+    netCopyPresent(operation.get(), "", req->body, "", {"mode"});
+    saveAndRelease(rsp, req->requester, operation, FAL_FAILED);
+    return rsp;
+}
+
+_FAL_RSP_T* FalNetworkLdb::NetworkMaccloneGet(_FAL_REQ_T* req)
+{
+    NetTrace trace("NetworkMaccloneGet");
+    return netObjectGet(req, "macClone");
+}
+
+_FAL_RSP_T* FalNetworkLdb::NetworkMaccloneSet(_FAL_REQ_T* req)
+{
+    NetTrace trace("NetworkMaccloneSet");
+    if (netWrongRequest(req))
+        return nullptr;
+    _FAL_RSP_T* rsp = netResponse(req->msgId + 1, false);
+    if (!rsp)
+        return nullptr;
+    rsp->status = FAL_FAILED;
+    NetTree macClone = lockLocal(rsp, "macClone", req->requester);
+    if (!macClone)
+        return rsp;
+    macClone->set("active", req->body->get<bool>("active"));
+    netCopyTexts(macClone.get(), req->body, {"mac"});
+    saveAndRelease(rsp, req->requester, macClone, FAL_FAILED);
+    return rsp;
+}
+
+_FAL_RSP_T* FalNetworkLdb::NetworkQmodeGet(_FAL_REQ_T* req)
+{
+    NetTrace trace("NetworkQmodeGet");
+    return netObjectGet(req, "qMode");
+}
+
+_FAL_RSP_T* FalNetworkLdb::NetworkQmodeUpdate(_FAL_REQ_T* req)
+{
+    NetTrace trace("NetworkQmodeUpdate", NET_TRACE_WORD_FIRST);
+    if (netWrongRequest(req))
+        return nullptr;
+    _FAL_RSP_T* rsp = netResponse(43, false, kNoMemoryBang);
+    if (!rsp)
+        return nullptr;
+    rsp->status = FAL_FAILED;
+    NetTree qMode = lockSetting(rsp, "qMode", req->requester);
+    if (!qMode)
+        return rsp;
+    netCopyTexts(qMode.get(), req->body, {"operation", "qmode"});
+    netCopyPresent(qMode.get(), "", req->body, "", kQmodeConnection);
+    saveAndRelease(rsp, req->requester, qMode, FAL_FAILED);
+    return rsp;
+}
+
+_FAL_RSP_T* FalNetworkLdb::NetworkDualwanGet(_FAL_REQ_T* req)
+{
+    NetTrace trace("NetworkDualwanGet", NET_TRACE_EXIT_ONLY);
+    // Answers with the service family's API type.
+    return fixedObjectGet(req, "dualwan", API_TYPE_SERVICE, 45);
+}
+
+_FAL_RSP_T* FalNetworkLdb::NetworkDualwanUpdate(_FAL_REQ_T* req)
+{
+    NetTrace trace("NetworkDualwanUpdate", NET_TRACE_WORD_FIRST);
+    if (netWrongRequest(req))
+        return nullptr;
+    _FAL_RSP_T* rsp = netResponse(47, false, kNoMemoryBang);
+    if (!rsp)
+        return nullptr;
+    NetTree dualwan = lockSetting(rsp, "dualwan", req->requester);
+    if (!dualwan)
+        return rsp;
+    dualwan->set("active", req->body->get<bool>("active"));
+    dualwan->set("mode", req->body->get<int>("mode"));
+    netCopyPresent(dualwan.get(), "", req->body, "", kDualwanInterfaces);
+    if (!netSave(req->requester))
+        netAnswer(rsp, FAL_DB_ERROR, "Save databse error");
+    netRelease(req->requester, dualwan);
+    return rsp;
+}
+
+_FAL_RSP_T* FalNetworkLdb::NetworkMobileStatusGet(_FAL_REQ_T* req)
+{
+    NetTrace trace("NetworkMobileStatusGet");
+    return netObjectGet(req, "mobile");
+}
+
+_FAL_RSP_T* FalNetworkLdb::NetworkMobileConfigurationGet(_FAL_REQ_T* req)
+{
+    NetTrace trace("NetworkMobileConfigurationGet");
+    return netObjectGet(req, "mobileConfiguration");
+}
+
+_FAL_RSP_T* FalNetworkLdb::NetworkMobileUpdate(_FAL_REQ_T* req)
+{
+    NetTrace trace("NetworkMobileUpdate", NET_TRACE_WORD_EXIT);
+    if (netWrongRequest(req))
+        return nullptr;
+    _FAL_RSP_T* rsp = netResponse(53, false, kNoMemoryBang);
+    if (!rsp)
+        return nullptr;
+    NetTree configuration = lockSetting(rsp, "mobileConfiguration", req->requester);
+    if (!configuration)
+        return rsp;
+    netCopyTexts(configuration.get(), req->body, kMobileTexts);
+    configuration->set("profileID", req->body->get<int>("profileID"));
+    saveAndRelease(rsp, req->requester, configuration, FAL_FAILED);
+    return rsp;
+}
+
+_FAL_RSP_T* FalNetworkLdb::NetworkLanPortGet(_FAL_REQ_T* req)
+{
+    NetTrace trace("NetworkLanPortGet", NET_TRACE_EXIT_ONLY);
+    return fixedObjectGet(req, "lanPort", API_TYPE_NETWORK, 55);
+}

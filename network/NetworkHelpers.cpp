@@ -1,0 +1,146 @@
+#include "network/NetworkHelpers.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "frame/BeHelpers.h"
+#include "frame/FalGeneric.h"
+#include "frame/FalResponse.h"
+#include "host/LocalDbCtrl.h"
+
+const char* const NET_LOAD_FAILED = "Cannot load network database";
+const char* const NET_NO_MEMORY = "Cannot create response due to some memory issue\n";
+
+NetTrace::NetTrace(const char* name, NET_TRACE_T style) : name_(name), style_(style)
+{
+    if (style_ == NET_TRACE_NAME_FIRST)
+        Logger::print(LOG_TYPE_TRACE, NET_LOG, "%s Enter\n", name_);
+    else if (style_ == NET_TRACE_WORD_FIRST)
+        Logger::print(LOG_TYPE_TRACE, NET_LOG, "Enter %s\n", name_);
+}
+
+NetTrace::~NetTrace()
+{
+    if (style_ == NET_TRACE_WORD_FIRST || style_ == NET_TRACE_WORD_EXIT)
+        Logger::print(LOG_TYPE_TRACE, NET_LOG, "Exit %s\n", name_);
+    else
+        Logger::print(LOG_TYPE_TRACE, NET_LOG, "%s Exit\n", name_);
+}
+
+void netAnswer(_FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message)
+{
+    rsp->status = status;
+    rsp->message = message;
+}
+
+bool netNullRequest(const _FAL_REQ_T* req)
+{
+    if (req)
+        return false;
+    Logger::print(LOG_TYPE_ERROR, NET_LOG, "NULL request has been received\n");
+    return true;
+}
+
+bool netWrongRequest(const _FAL_REQ_T* req)
+{
+    if (req && req->body && !req->body->isNull())
+        return false;
+    Logger::print(LOG_TYPE_ERROR, NET_LOG, "Wrong request has been received\n");
+    return true;
+}
+
+_FAL_RSP_T* netResponse(unsigned msgId, bool withData, const char* failLog, unsigned apiType)
+{
+    _FAL_RSP_T* rsp = newFalResponse(apiType, msgId, withData);
+    if (!rsp)
+        Logger::print(LOG_TYPE_ERROR, NET_LOG, "%s", failLog);
+    return rsp;
+}
+
+// The family's object read.
+static _FAL_RSP_T* getDbObjectResponse(unsigned apiType, unsigned msgId, const char* key, const char* requester)
+{
+    return falDbObjectResponse(FAL_FORM_NETWORK, apiType, msgId, key, requester);
+}
+
+_FAL_RSP_T* netObjectGet(const _FAL_REQ_T* req, const char* key)
+{
+    if (netNullRequest(req))
+        return nullptr;
+    return getDbObjectResponse(API_TYPE_NETWORK, req->msgId, key, req->requester);
+}
+
+_FAL_RSP_T* netProbe(const _FAL_REQ_T* req, unsigned msgId)
+{
+    if (!req)
+        return nullptr;
+    _FAL_RSP_T* rsp = netResponse(msgId, false);
+    if (!rsp)
+        return nullptr;
+    NetTree doc = netLock("", "default");
+    if (!doc)
+        netAnswer(rsp, FAL_DB_ERROR, "failed to get database");
+    netRelease("default", doc);
+    return rsp;
+}
+
+bool netInterfaceId(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, int& id)
+{
+    std::unique_ptr<char[]> text(BE_PairVal2(req->params, "@interfaceId"));
+    if (!text) {
+        netAnswer(rsp, FAL_BAD_REQUEST, "Wrong URI");
+        return false;
+    }
+    id = atoi(text.get());
+    return true;
+}
+
+NetTree netLock(const char* key, const char* requester)
+{
+    return NetTree(LocalDbCtrl::lockDbObject(API_TYPE_NETWORK, key, requester));
+}
+
+bool netSave(const char* requester)
+{
+    return LocalDbCtrl::saveDbObject(API_TYPE_NETWORK, requester) == 0;
+}
+
+void netRelease(const char* requester, NetTree& handle)
+{
+    handle.reset();
+    LocalDbCtrl::unlockDbObject(API_TYPE_NETWORK, requester);
+}
+
+NetTree netFindInterface(TreeMapObject* interfaces, int id)
+{
+    unsigned n = interfaces ? interfaces->len() : 0;
+    for (unsigned i = 0; i < n; ++i) {
+        NetTree item(interfaces->at(i));
+        int own = 0;
+        if (item && item->get_ex<int>("id", own) && own == id)
+            return item;
+    }
+    return nullptr;
+}
+
+void netCopyPresent(TreeMapObject* dst, const char* dstPrefix, TreeMapObject* src, const char* srcPrefix,
+                    const std::vector<const char*>& names)
+{
+    for (const char* name : names) {
+        NetTree value(src->get((std::string(srcPrefix) + name).c_str()));
+        if (value)
+            dst->set((std::string(dstPrefix) + name).c_str(), value.get());
+    }
+}
+
+void netCopyTexts(TreeMapObject* dst, TreeMapObject* src, const std::vector<const char*>& paths)
+{
+    for (const char* path : paths)
+        dst->set(path, src->get<const char*>(path));
+}
+
+bool netIsText(const char* text, const char* expected)
+{
+    return text && strcmp(text, expected) == 0;
+}

@@ -1,0 +1,85 @@
+// Steps shared by the network operations.
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "frame/FalTypes.h"
+#include "host/Logger.h"
+#include "host/TreeMapObject.h"
+
+constexpr LOG_GROUP_T NET_LOG = LOG_GROUP_NETWORK;
+
+// A handle the operation owns.
+using NetTree = std::unique_ptr<TreeMapObject>;
+
+extern const char* const NET_LOAD_FAILED;  // "Cannot load network database"
+extern const char* const NET_NO_MEMORY;    // "Cannot create response due to some memory issue\n"
+
+// How an operation writes its entry and exit traces (log type 0).
+enum NET_TRACE_T {
+    NET_TRACE_NAME_FIRST,  // "<name> Enter", "<name> Exit"
+    NET_TRACE_WORD_FIRST,  // "Enter <name>", "Exit <name>"
+    NET_TRACE_EXIT_ONLY,   // "<name> Exit"
+    NET_TRACE_WORD_EXIT,   // "Exit <name>"
+};
+
+// Writes the entry trace when made and the exit trace when it goes out of scope.
+class NetTrace {
+public:
+    explicit NetTrace(const char* name, NET_TRACE_T style = NET_TRACE_NAME_FIRST);
+    ~NetTrace();
+    NetTrace(const NetTrace&) = delete;
+    NetTrace& operator=(const NetTrace&) = delete;
+
+private:
+    const char* name_;
+    NET_TRACE_T style_;
+};
+
+// Sets the status and message of a response.
+void netAnswer(_FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message);
+
+// True, after logging "NULL request has been received", when there is no request.
+bool netNullRequest(const _FAL_REQ_T* req);
+// True, after logging "Wrong request has been received", when there is no request or no body (a
+// JSON null body counts as none).
+bool netWrongRequest(const _FAL_REQ_T* req);
+
+// A new network response (apiType 2 unless given); logs `failLog` and yields null when it cannot
+// be made.
+_FAL_RSP_T* netResponse(unsigned msgId, bool withData, const char* failLog = NET_NO_MEMORY,
+                        unsigned apiType = API_TYPE_NETWORK);
+
+// A copy of the object under `key`, status 8 "Cannot load network database" when it cannot be
+// locked; null, after logging, for a null request.
+_FAL_RSP_T* netObjectGet(const _FAL_REQ_T* req, const char* key);
+
+// The answer of a database probe: locks the whole network document as "default" and releases it
+// (status 8 "failed to get database" when that fails); null for a null request.
+_FAL_RSP_T* netProbe(const _FAL_REQ_T* req, unsigned msgId);
+
+// Reads "@interfaceId" (a non-numeric value reads as 0). When it is absent, answers 10 "Wrong URI"
+// and yields false.
+bool netInterfaceId(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, int& id);
+
+// Locks `key` of the network document for the requester; null when it cannot be loaded.
+NetTree netLock(const char* key, const char* requester);
+// Saves the network document; true on success.
+bool netSave(const char* requester);
+// Deletes the handle (when still held), then releases the requester's lock.
+void netRelease(const char* requester, NetTree& handle);
+
+// The first interface of the array whose integer "id" is `id`, or null.
+NetTree netFindInterface(TreeMapObject* interfaces, int id);
+
+// For each name that `src` holds under srcPrefix + name, stores a copy at dstPrefix + name of
+// `dst`; names it lacks keep their stored values.
+void netCopyPresent(TreeMapObject* dst, const char* dstPrefix, TreeMapObject* src, const char* srcPrefix,
+                    const std::vector<const char*>& names);
+
+// Stores the text at each path of `src` at the same path of `dst` (null when `src` lacks it).
+void netCopyTexts(TreeMapObject* dst, TreeMapObject* src, const std::vector<const char*>& paths);
+
+// Whether the text is present and equal to `expected`.
+bool netIsText(const char* text, const char* expected);

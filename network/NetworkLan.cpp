@@ -1,0 +1,169 @@
+// LAN settings: read, IPv4 change (with the move of the LAN addresses that the service family
+// keeps), IPv6 change and the restore probe.
+#include <string>
+#include <vector>
+
+#include "frame/BeHelpers.h"
+#include "host/LocalDbCtrl.h"
+#include "network/FalNetworkLdb.h"
+#include "network/NetworkHelpers.h"
+
+namespace {
+
+// The IPv4 settings a LAN change copies, in this order.
+const std::vector<const char*> kLanIpv4Paths = {"ipv4.ipAddress",    "ipv4.subnet",   "ipv4.dhcp.active",
+                                                "ipv4.dhcp.startIP", "ipv4.dhcp.endIP", "ipv4.dhcp.leaseTime"};
+
+// Whether a new LAN address gives the three leading parts the move needs.
+bool usableNetwork(const char* address, const std::vector<std::string>& parts)
+{
+    unsigned dots = 0;
+    for (const char* c = address; c && *c; ++c)
+        dots += *c == '.';
+    return dots >= 3 && parts.size() >= 3;
+}
+
+// Moves the dotted quad at `member` of `obj` into the network of `lan`: its first three parts
+// become those of the new LAN address, its last part stays. Anything but a dotted quad is left.
+void moveAddress(TreeMapObject* obj, const char* member, const std::vector<std::string>& lan)
+{
+    const char* stored = obj->get<const char*>(member);
+    if (!stored)
+        return;
+    std::vector<std::string> old = BE_StrSplit(stored, '.');
+    if (old.size() < 4)
+        return;
+    obj->set(member, lan[0] + "." + lan[1] + "." + lan[2] + "." + old[3]);
+}
+
+// Moves the "ipAddress" of every rule of the service object `key`.
+void moveRuleAddresses(TreeMapObject* service, const char* key, const std::vector<std::string>& lan)
+{
+    NetTree object(service->get(key));
+    if (!object)
+        return;
+    NetTree rules(object->get("rules"));
+    if (!rules) {
+        Logger::print(LOG_TYPE_ERROR, NET_LOG, "No rules for ip filtering %s\n", key);
+        return;
+    }
+    for (unsigned i = 0; i < rules->len(); ++i) {
+        NetTree rule(rules->at(i));
+        moveAddress(rule.get(), "ipAddress", lan);
+    }
+}
+
+// Moves the LAN addresses of the service document (IP-filtering rules, the DMZ destination and the
+// reserved addresses) into the new LAN network; the LAN answer does not depend on it.
+void moveServiceAddresses(const std::vector<std::string>& lan, const char* requester)
+{
+    TreeMapObject* service = LocalDbCtrl::lockDbObject(API_TYPE_SERVICE, "", requester);
+    if (!service) {
+        Logger::print(LOG_TYPE_ERROR, NET_LOG, "Cannot load db object for key %s\n", "ipFiltering");
+    } else {
+        moveRuleAddresses(service, "ipFiltering", lan);
+        NetTree dmz(service->get("dmz"));
+        if (dmz)
+            moveAddress(dmz.get(), "destination", lan);
+        // The same choice of key as the gateway's device view.
+        NetTree upper(service->get("reservedIP"));
+        moveRuleAddresses(service, upper ? "reservedIP" : "reservedIp", lan);
+        LocalDbCtrl::saveDbObject(API_TYPE_SERVICE, requester);
+    }
+    delete service;
+    LocalDbCtrl::unlockDbObject(API_TYPE_SERVICE, requester);
+}
+
+}  // namespace
+
+_FAL_RSP_T* FalNetworkLdb::NetworkLanGet(_FAL_REQ_T* req)
+{
+    NetTrace trace("NetworkLanGet");
+    return netObjectGet(req, "lan");
+}
+
+_FAL_RSP_T* FalNetworkLdb::NetworkLanUpdate(_FAL_REQ_T* req)
+{
+    NetTrace trace("NetworkLanUpdate");
+    if (netWrongRequest(req))
+        return nullptr;
+    _FAL_RSP_T* rsp = netResponse(req->msgId + 1, false);
+    if (!rsp)
+        return nullptr;
+    rsp->status = FAL_FAILED;
+
+    NetTree lan = netLock("lan", req->requester);
+    if (!lan) {
+        Logger::print(LOG_TYPE_ERROR, NET_LOG, "Cannot load db object for key %s\n", "lan");
+        netAnswer(rsp, FAL_DB_ERROR, NET_LOAD_FAILED);
+        netRelease(req->requester, lan);
+        return rsp;
+    }
+    bool moveAddresses = false;
+    std::vector<std::string> newNetwork;
+    NetTree ipv4(req->body->get("ipv4"));
+    if (ipv4) {
+        netCopyPresent(lan.get(), "", req->body, "", kLanIpv4Paths);
+        const char* address = ipv4->get<const char*>("ipAddress");
+        if (address)
+            newNetwork = BE_StrSplit(address, '.');
+        moveAddresses = usableNetwork(address, newNetwork);
+    }
+    NetTree ipv6(req->body->get("ipv6"));
+    if (ipv6)
+        lan->set("ipv6", ipv6.get());
+    if (netSave(req->requester))
+        rsp->status = FAL_OK;
+    netRelease(req->requester, lan);
+
+    if (moveAddresses)
+        moveServiceAddresses(newNetwork, req->requester);
+    return rsp;
+}
+
+_FAL_RSP_T* FalNetworkLdb::NetworkLanIpv6Update(_FAL_REQ_T* req)
+{
+    NetTrace trace("NetworkLanIpv6Update");
+    if (netWrongRequest(req))
+        return nullptr;
+    _FAL_RSP_T* rsp = netResponse(req->msgId + 1, false);
+    if (!rsp)
+        return nullptr;
+    rsp->status = FAL_FAILED;
+
+    NetTree lan = netLock("lan", req->requester);
+    if (!lan) {
+        Logger::print(LOG_TYPE_ERROR, NET_LOG, "Cannot load local database due to some unexpected error\n");
+        netAnswer(rsp, FAL_DB_ERROR, NET_LOAD_FAILED);
+        netRelease(req->requester, lan);
+        return rsp;
+    }
+    TreeMapObject* body = req->body;
+    NetTree mode(body->get("mode"));
+    if (!mode) {
+        // No mode: the LAN IPv6 settings are cleared.
+        TreeMapObject empty;
+        lan->set("ipv6", &empty);
+    } else {
+        NetTree ipv6(lan->get("ipv6"));
+        if (ipv6 && ipv6->isObject()) {
+            NetTree address(body->get("ipAddress"));
+            NetTree dhcpv6(body->get("dhcpv6"));
+            ipv6->set("mode", mode.get());
+            ipv6->set("ipAddress", address.get());
+            ipv6->set("dhcpv6", dhcpv6.get());
+            ipv6->set("pd.active", body->get<bool>("pd.active"));
+            netCopyPresent(ipv6.get(), "pd.", body, "pd.", {"prefix", "prefixLength"});
+        }
+    }
+    if (netSave(req->requester))
+        rsp->status = FAL_OK;
+    netRelease(req->requester, lan);
+    return rsp;
+}
+
+_FAL_RSP_T* FalNetworkLdb::NetworkLanIpv6RestoreDefault(_FAL_REQ_T* req)
+{
+    NetTrace trace("NetworkLanIpv6RestoreDefault");
+    return netProbe(req, 15);
+}

@@ -1,0 +1,420 @@
+// WAN interfaces: list, one interface, the change with its PPP, VPN and ATM rules and reboot
+// advice, the IPv6 change, connect and disconnect, bridging, the internet check, link detection
+// and the connection-type probe.
+#include <string>
+#include <vector>
+
+#include "network/FalNetworkLdb.h"
+#include "network/NetworkHelpers.h"
+
+namespace {
+
+// The members of an interface's "ipv4" and "ipv6" objects that the changes copy.
+const std::vector<const char*> kWanIpv4Members = {"active",     "address",    "subnet", "gateway",
+                                                  "dnsServer1", "dnsServer2", "mode"};
+const std::vector<const char*> kWanIpv6Members = {"active",     "address",    "prefixLength", "gateway",
+                                                  "dnsServer1", "dnsServer2", "mode"};
+
+// Members a change answer never shows, though they are stored.
+const char* const kHiddenInAnswer[] = {"ipv4.active", "ipv4.mode", "ipv6.active",
+                                       "ipv6.mode",   "ipv6.dnsServer1", "ipv6.dnsServer2"};
+
+bool isPpp(const std::string& type)
+{
+    return type == "pppoa" || type == "pppoe" || type == "pptp" || type == "l2tp";
+}
+
+bool isTunnel(const std::string& type)
+{
+    return type == "pptp" || type == "l2tp";
+}
+
+// Copies the members the body carries into the interface. Yields whether the switch mode leaves
+// "bridge".
+bool applyInterfaceMembers(TreeMapObject* iface, TreeMapObject* body)
+{
+    netCopyPresent(iface, "", body, "", {"name", "active", "linkType"});
+    bool reboot = false;
+    NetTree switchMode(body->get("switchMode"));
+    if (switchMode) {
+        reboot = netIsText(iface->get<const char*>("switchMode"), "bridge");
+        iface->set("switchMode", switchMode.get());
+    }
+    netCopyPresent(iface, "", body, "", {"connectionType"});
+    NetTree ipv4(iface->get("ipv4"));
+    if (ipv4 && ipv4->isObject())
+        netCopyPresent(ipv4.get(), "", body, "ipv4.", kWanIpv4Members);
+    NetTree ipv6(iface->get("ipv6"));
+    if (ipv6 && ipv6->isObject())
+        netCopyPresent(ipv6.get(), "", body, "ipv6.", kWanIpv6Members);
+    return reboot;
+}
+
+// PPP, VPN, VLAN and ATM settings. The connection type is the body's, else the stored one; the
+// ATM settings follow the body's link type only.
+void applyLinkSettings(TreeMapObject* iface, TreeMapObject* body)
+{
+    TreeMapObject empty;
+    const char* stored = iface->get<const char*>("connectionType");
+    std::string connectionType = stored ? stored : "";
+
+    NetTree ppp(body->get("ppp"));
+    if (!isPpp(connectionType)) {
+        iface->set("ppp", &empty);
+    } else if (ppp) {
+        NetTree copy(ppp->clone(nullptr));
+        if (isTunnel(connectionType))
+            copy->set("oe", &empty);
+        iface->set("ppp", copy.get());
+    }
+
+    NetTree vpn(body->get("vpn"));
+    if (!isTunnel(connectionType))
+        iface->set("vpn", &empty);
+    else if (vpn)
+        iface->set("vpn", vpn.get());
+
+    netCopyPresent(iface, "", body, "", {"vlan"});
+
+    NetTree atm(body->get("atm"));
+    if (!netIsText(body->get<const char*>("linkType"), "adsl"))
+        iface->set("atm", &empty);
+    else if (atm)
+        iface->set("atm", atm.get());
+}
+
+// The change answer: the interface's summary without its hidden members.
+TreeMapObject* interfaceSummary(TreeMapObject* iface)
+{
+    TreeMapObject* summary = new TreeMapObject(false);
+    for (const char* member : {"id", "name", "ipv4", "ipv6"}) {
+        NetTree value(iface->get(member));
+        summary->set(member, value.get());
+    }
+    NetTree active(iface->get("active"));
+    summary->set("enabled", active.get());
+    return summary;
+}
+
+// The reboot advice of a change answer.
+void adviseReboot(TreeMapObject* data, bool reboot)
+{
+    data->set("reboot.active", reboot);
+    if (reboot) {
+        data->set("reboot.location", "/api/v1/gateway/reboot");
+        TreeMapObject delays(true);
+        data->set("reboot.retryAfter", &delays);
+        const int seconds[] = {60, 40, 20, 10};
+        for (unsigned i = 0; i < 4; ++i)
+            data->set(("reboot.retryAfter.[" + std::to_string(i) + "]").c_str(), seconds[i]);
+        data->set("reboot.maxRetry", 3);
+    } else {
+        TreeMapObject empty;
+        for (const char* member : {"reboot.location", "reboot.retryAfter", "reboot.maxRetry"})
+            data->set(member, &empty);
+    }
+}
+
+// Sets "connectivity" of the first interface with the request's id.
+_FAL_RSP_T* setConnectivity(_FAL_REQ_T* req, const char* connectivity)
+{
+    if (netWrongRequest(req))
+        return nullptr;
+    _FAL_RSP_T* rsp = netResponse(req->msgId + 1, false);
+    if (!rsp)
+        return nullptr;
+    rsp->status = FAL_FAILED;
+    int id = 0;
+    if (!netInterfaceId(rsp, req, id))
+        return rsp;
+
+    NetTree wan = netLock("wan", req->requester);
+    if (!wan) {
+        Logger::print(LOG_TYPE_ERROR, NET_LOG, "Cannot load db object for key %s\n", "wan");
+        netAnswer(rsp, FAL_DB_ERROR, NET_LOAD_FAILED);
+        netRelease(req->requester, wan);
+        return rsp;
+    }
+    NetTree interfaces(wan->get("interfaces"));
+    if (!interfaces)
+        Logger::print(LOG_TYPE_ERROR, NET_LOG, "No WAN interfaces found\n");
+    NetTree iface = netFindInterface(interfaces.get(), id);
+    if (iface) {
+        iface->set("connectivity", connectivity);
+        if (netSave(req->requester))
+            rsp->status = FAL_OK;
+    } else {
+        netAnswer(rsp, FAL_NOT_FOUND, "No interface information found");
+    }
+    iface.reset();
+    interfaces.reset();
+    netRelease(req->requester, wan);
+    return rsp;
+}
+
+}  // namespace
+
+_FAL_RSP_T* FalNetworkLdb::NetworkWanGet(_FAL_REQ_T* req)
+{
+    NetTrace trace("NetworkWanGet");
+    return netObjectGet(req, "wan");
+}
+
+_FAL_RSP_T* FalNetworkLdb::NetworkWanGetOne(_FAL_REQ_T* req)
+{
+    NetTrace trace("NetworkWanGetOne");
+    if (netNullRequest(req))
+        return nullptr;
+    _FAL_RSP_T* rsp = netResponse(req->msgId + 1, false);
+    if (!rsp)
+        return nullptr;
+    rsp->status = FAL_FAILED;
+    int id = 0;
+    if (!netInterfaceId(rsp, req, id))
+        return rsp;
+
+    NetTree wan = netLock("wan", req->requester);
+    if (!wan) {
+        Logger::print(LOG_TYPE_ERROR, NET_LOG, "No object found in repo for key %s\n", "wan");
+        netAnswer(rsp, FAL_DB_ERROR, NET_LOAD_FAILED);
+        netRelease(req->requester, wan);
+        return rsp;
+    }
+    {
+        NetTree interfaces(wan->get("interfaces"));
+        NetTree iface = netFindInterface(interfaces.get(), id);
+        if (iface) {
+            rsp->data = iface->clone(nullptr);
+            rsp->status = FAL_OK;
+        } else {
+            Logger::print(LOG_TYPE_ERROR, NET_LOG, "No Wan interface found for id %d\n", id);
+        }
+    }
+    netRelease(req->requester, wan);
+    return rsp;
+}
+
+_FAL_RSP_T* FalNetworkLdb::NetworkWanChange(_FAL_REQ_T* req)
+{
+    NetTrace trace("NetworkWanChange");
+    if (netWrongRequest(req))
+        return nullptr;
+    _FAL_RSP_T* rsp = netResponse(req->msgId + 1, false);
+    if (!rsp)
+        return nullptr;
+    rsp->status = FAL_FAILED;
+    int id = 0;
+    if (!netInterfaceId(rsp, req, id))
+        return rsp;
+
+    NetTree wan = netLock("wan", req->requester);
+    if (!wan) {
+        Logger::print(LOG_TYPE_ERROR, NET_LOG, "Cannot load db object for key %s\n", "wan");
+        netAnswer(rsp, FAL_DB_ERROR, NET_LOAD_FAILED);
+        netRelease(req->requester, wan);
+        return rsp;
+    }
+    NetTree interfaces(wan->get("interfaces"));
+    NetTree iface = netFindInterface(interfaces.get(), id);
+    if (!iface) {
+        interfaces.reset();
+        netRelease(req->requester, wan);
+        netAnswer(rsp, FAL_NOT_FOUND, "No interface information found");
+        return rsp;
+    }
+    bool reboot = applyInterfaceMembers(iface.get(), req->body);
+    applyLinkSettings(iface.get(), req->body);
+    rsp->data = interfaceSummary(iface.get());
+    if (netSave(req->requester))
+        rsp->status = FAL_OK;
+    iface.reset();
+    interfaces.reset();
+    netRelease(req->requester, wan);
+
+    for (const char* hidden : kHiddenInAnswer)
+        rsp->data->del(hidden);
+    if (netIsText(req->body->get<const char*>("switchMode"), "bridge"))
+        reboot = true;
+    adviseReboot(rsp->data, reboot);
+    return rsp;
+}
+
+_FAL_RSP_T* FalNetworkLdb::NetworkWanIpv6Change(_FAL_REQ_T* req)
+{
+    NetTrace trace("NetworkWanIpv6Change");
+    if (netWrongRequest(req))
+        return nullptr;
+    _FAL_RSP_T* rsp = netResponse(req->msgId + 1, false);
+    if (!rsp)
+        return nullptr;
+    int id = 0;
+    if (!netInterfaceId(rsp, req, id))
+        return rsp;
+    rsp->status = FAL_FAILED;
+
+    NetTree wan = netLock("wan", req->requester);
+    if (!wan) {
+        Logger::print(LOG_TYPE_ERROR, NET_LOG, "Cannot load local database due to some unexpected error\n");
+        netRelease(req->requester, wan);
+        return rsp;
+    }
+    NetTree interfaces(wan->get("interfaces"));
+    if (!interfaces) {
+        Logger::print(LOG_TYPE_ERROR, NET_LOG, "list of wan interfaces does not exist\n");
+        netAnswer(rsp, FAL_DB_ERROR, NET_LOAD_FAILED);
+        netRelease(req->requester, wan);
+        return rsp;
+    }
+    NetTree iface = netFindInterface(interfaces.get(), id);
+    if (!iface) {
+        interfaces.reset();
+        netRelease(req->requester, wan);
+        netAnswer(rsp, FAL_NOT_FOUND, "No interface information found");
+        return rsp;
+    }
+    // The IPv6 members are read from the top level of the body.
+    NetTree ipv6(iface->get("ipv6"));
+    if (ipv6 && ipv6->isObject())
+        netCopyPresent(ipv6.get(), "", req->body, "", kWanIpv6Members);
+    if (netSave(req->requester))
+        rsp->status = FAL_OK;
+    ipv6.reset();
+    iface.reset();
+    interfaces.reset();
+    netRelease(req->requester, wan);
+    return rsp;
+}
+
+_FAL_RSP_T* FalNetworkLdb::NetworkWanConnect(_FAL_REQ_T* req)
+{
+    NetTrace trace("NetworkWanConnect");
+    return setConnectivity(req, "connected");
+}
+
+_FAL_RSP_T* FalNetworkLdb::NetworkWanDisconnect(_FAL_REQ_T* req)
+{
+    NetTrace trace("NetworkWanDisconnect");
+    return setConnectivity(req, "disconnected");
+}
+
+_FAL_RSP_T* FalNetworkLdb::NetworkSwitchmodeBridge(_FAL_REQ_T* req)
+{
+    NetTrace trace("NetworkSwitchmodeBridge");
+    if (!req)
+        return nullptr;
+    _FAL_RSP_T* rsp = netResponse(req->msgId + 1, false);
+    if (!rsp)
+        return nullptr;
+    rsp->status = FAL_FAILED;
+    int id = 0;
+    if (!netInterfaceId(rsp, req, id))
+        return rsp;
+
+    NetTree interfaces = netLock("wan.interfaces", req->requester);
+    if (!interfaces) {
+        netAnswer(rsp, FAL_DB_ERROR, "Cannot load database");
+        netRelease(req->requester, interfaces);
+        return rsp;
+    }
+    // Every interface with the id, not only the first.
+    bool matched = false;
+    for (unsigned i = 0; i < interfaces->len(); ++i) {
+        NetTree iface(interfaces->at(i));
+        int own = 0;
+        if (iface && iface->get_ex<int>("id", own) && own == id) {
+            iface->set("switchMode", "bridged");
+            matched = true;
+        }
+    }
+    if (!matched)
+        netAnswer(rsp, FAL_NOT_FOUND, "No interface found");
+    else if (netSave(req->requester))
+        netAnswer(rsp, FAL_OK, "DB updated!");
+    else
+        netAnswer(rsp, FAL_DB_ERROR, "DB cannot be updated!");
+    netRelease(req->requester, interfaces);
+    return rsp;
+}
+
+_FAL_RSP_T* FalNetworkLdb::NetworkCheckInternet(_FAL_REQ_T* req)
+{
+    NetTrace trace("NetworkCheckInternet", NET_TRACE_EXIT_ONLY);
+    if (!req)
+        return nullptr;
+    _FAL_RSP_T* rsp = netResponse(27, true);
+    if (!rsp)
+        return nullptr;
+    rsp->status = FAL_FAILED;
+    int id = 0;
+    if (!netInterfaceId(rsp, req, id))
+        return rsp;
+
+    NetTree wan = netLock("wan", req->requester);
+    if (!wan) {
+        Logger::print(LOG_TYPE_ERROR, NET_LOG, "No object found in repo for key %s\n", "wan");
+        netAnswer(rsp, FAL_DB_ERROR, NET_LOAD_FAILED);
+    } else {
+        NetTree interfaces(wan->get("interfaces"));
+        NetTree iface = netFindInterface(interfaces.get(), id);
+        if (iface) {
+            rsp->data->set("ipv4", iface->get<bool>("ipv4.active"));
+            rsp->data->set("ipv6", iface->get<bool>("ipv6.active"));
+            rsp->status = FAL_OK;
+        }
+    }
+    netRelease(req->requester, wan);
+    return rsp;
+}
+
+_FAL_RSP_T* FalNetworkLdb::NetworkLinkAuto(_FAL_REQ_T* req)
+{
+    NetTrace trace("NetworkLinkAuto");
+    if (!req)
+        return nullptr;
+    _FAL_RSP_T* rsp = netResponse(req->msgId + 1, true);
+    if (rsp && !rsp->data) {
+        Logger::print(LOG_TYPE_ERROR, NET_LOG, "%s", NET_NO_MEMORY);
+        freeFalResponse(rsp);
+        return nullptr;
+    }
+    if (!rsp)
+        return nullptr;
+
+    // The link type of the first interface.
+    NetTree interfaces = netLock("wan.interfaces", req->requester);
+    NetTree first(interfaces ? interfaces->at(0) : nullptr);
+    std::string linkType;
+    bool known = false;
+    if (!first) {
+        netAnswer(rsp, FAL_DB_ERROR, "Cannot load db");
+        delete rsp->data;
+        rsp->data = nullptr;
+    } else {
+        const char* text = first->get<const char*>("linkType");
+        rsp->data->set("linkType", text);
+        known = text != nullptr;
+        linkType = text ? text : "";
+    }
+    first.reset();
+    netRelease(req->requester, interfaces);
+
+    // The standard in use: the last "xDslStandard" element that names the link type decides.
+    if (known) {
+        NetTree standards = netLock("xDslStandard", req->requester);
+        unsigned n = standards ? standards->len() : 0;
+        for (unsigned i = 0; i < n; ++i) {
+            NetTree element(standards->at(i));
+            NetTree standard(element ? element->get((linkType + ".[0]").c_str()) : nullptr);
+            if (standard)
+                rsp->data->set("standard", standard.get());
+        }
+        netRelease(req->requester, standards);
+    }
+    return rsp;
+}
+
+_FAL_RSP_T* FalNetworkLdb::NetworkWanConnectionTypeDetect(_FAL_REQ_T* req)
+{
+    NetTrace trace("NetworkWanConnectionTypeDetect");
+    return netProbe(req, 93);
+}
