@@ -2,7 +2,7 @@
 // document holding the LAN addresses that a LAN change moves.
 #pragma once
 
-#include "mediashare/FamilyFixture.h"
+#include "support/FamilyFixture.h"
 
 inline const char* kNetworkDoc = R"({
   "lan": {"ipv4": {"ipAddress": "192.168.1.1", "subnet": "255.255.255.0",
