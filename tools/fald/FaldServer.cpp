@@ -233,6 +233,7 @@ bool FaldServer::start(std::string& error)
     http_->set_payload_max_length(kFaldMaxBody);
     http_->set_keep_alive_max_count(1000);
     http_->set_keep_alive_timeout(3);
+    http_->set_tcp_nodelay(true);  // headers and body go out in separate writes
     auto handler = [this](const httplib::Request& req, httplib::Response& res) { handle(req, res); };
     http_->Get(".*", handler);
     http_->Post(".*", handler);
