@@ -24,6 +24,8 @@ const std::chrono::seconds kDefaultIdle{300};
 const off_t kMaxStaticFile = 16 * 1024 * 1024;
 
 const char kJson[] = "application/json";
+// Log group of fald's own records (the families use 0, 12, 14, 15 and 17).
+const LOG_GROUP_T kFaldLog = static_cast<LOG_GROUP_T>(1);
 
 class InFlight {
 public:
@@ -378,6 +380,8 @@ void FaldServer::api(const httplib::Request& req, httplib::Response& res, const 
     }
     answerReply(res, rsp, newToken);
     freeFalResponse(rsp);
+    Logger::print(LOG_TYPE_PROGRESS, kFaldLog, "fald: %s %s by %s from %s: %d\n", req.method.c_str(),
+                  req.path.c_str(), call.requester.c_str(), req.remote_addr.c_str(), res.status);
 }
 
 void FaldServer::serveStatic(const httplib::Request& req, httplib::Response& res)

@@ -79,8 +79,12 @@ TEST_F(FaldTest, TheRolesPermissionTableDecidesAccess)
     EXPECT_EQ(call("PUT", kApi + "/wifi/0/wmm", "{}", user).status, 403);
     EXPECT_EQ(call("GET", kApi + "/gateway/about", nullptr, user).status, 403);
 
-    // The admin changes what the viewer may not.
+    // The admin changes what the viewer may not, and the log names who did.
     EXPECT_EQ(call("PUT", kApi + "/gateway/led", R"({"active":false})", token_).status, 200);
+    bool named = false;
+    for (const CapturedLog& log : logs_)
+        named = named || log.text.find("PUT /api/v1/gateway/led by admin") != std::string::npos;
+    EXPECT_TRUE(named);
 }
 
 TEST_F(FaldTest, RepeatedFailedLoginsAreSlowedDown)
