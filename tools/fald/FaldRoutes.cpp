@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <map>
 #include <memory>
 
 const char* const kFaldApiPrefix = "/api/v1";
@@ -220,6 +221,7 @@ std::vector<std::string> faldSplitPath(const std::string& path)
 
 FaldRouter::FaldRouter()
 {
+    std::map<const FalFamilyInfo*, std::unique_ptr<IFal>> objects;  // to ask what each implements
     for (const FaldRouteRows& rows : faldRouteTable()) {
         for (size_t i = 0; i < rows.count; ++i) {
             const FaldRoute& row = rows.rows[i];
@@ -232,7 +234,9 @@ FaldRouter::FaldRouter()
                 fprintf(stderr, "fald: route %s %s names no operation %s\n", row.method, row.path, row.op);
                 abort();
             }
-            std::unique_ptr<IFal> object(bound.family->create());
+            std::unique_ptr<IFal>& object = objects[bound.family];
+            if (!object)
+                object.reset(bound.family->create());
             bound.implemented = bound.family->implemented(object.get(), bound.op->slot);
             routes_.push_back(std::move(bound));
         }

@@ -168,6 +168,18 @@ std::chrono::seconds idleTimeoutOf(TreeMapObject* reply)
     return kDefaultIdle;
 }
 
+// The session a successful login opens: the user named in the request, the role's table and
+// idle time-out from the reply.
+FaldSession sessionOf(const FalCall& login, const _FAL_RSP_T* rsp)
+{
+    FaldSession session;
+    const char* user = login.body ? login.body->get<const char*>("userName") : nullptr;
+    session.user = user ? user : "";
+    session.permissions = permissionsOf(rsp->data);
+    session.idleTimeout = idleTimeoutOf(rsp->data);
+    return session;
+}
+
 std::string sessionCookie(const std::string& token, bool end)
 {
     std::string cookie = std::string(kFaldCookie) + "=" + token + "; Path=/; HttpOnly; SameSite=Strict";
@@ -360,12 +372,7 @@ void FaldServer::api(const httplib::Request& req, httplib::Response& res, const 
     if (login) {
         if (rsp && rsp->status <= FAL_DELETED) {
             sessions_.loginSucceeded(req.remote_addr);
-            FaldSession opened;
-            const char* user = call.body ? call.body->get<const char*>("userName") : nullptr;
-            opened.user = user ? user : "";
-            opened.permissions = permissionsOf(rsp->data);
-            opened.idleTimeout = idleTimeoutOf(rsp->data);
-            newToken = sessions_.open(std::move(opened));
+            newToken = sessions_.open(sessionOf(call, rsp));
             if (newToken.empty()) {
                 freeFalResponse(rsp);
                 return answerError(res, 500, "cannot make a session token");
