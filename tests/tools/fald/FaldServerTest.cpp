@@ -118,7 +118,7 @@ TEST_F(FaldTest, FalStatusesMapToHttpStatuses)
         {"GET", "/gateway/devices/999", nullptr, 409, "4"},
         {"PUT", "/gateway/users/web/password", R"({"userName":"nobody","newPassword":"x"})", 404, "9"},
         {"POST", "/wifi/0/ssid", nullptr, 400, "10"},
-        {"GET", "/network/lan", nullptr, 501, "null"},
+        {"GET", "/gateway/battery", nullptr, 501, "null"},
     };
     for (const Case& c : cases) {
         FaldAnswer a = call(c.method, kApi + c.path, c.body, token_);
