@@ -15,7 +15,12 @@ trap 'rm -rf "$work"' EXIT
 cp fuzz/corpus/* "$work/"
 export ASAN_OPTIONS="detect_leaks=1:abort_on_error=1:${ASAN_OPTIONS:-}"
 export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1:${UBSAN_OPTIONS:-}"
-# Crash reproducers land in the build directory.
+# The target works in a root of its own, so every path it is given is absolute. Crash reproducers
+# land in the build directory.
+dir="$(cd "$dir" && pwd)"
+rc=0
 "$dir/fuzz/fal_fuzz" -max_total_time="$seconds" -timeout=20 -max_len=8192 -print_final_stats=1 \
-  -artifact_prefix="$dir/" -dict=fuzz/fal.dict "$work" 2>&1 | tee "$dir/fuzz.log" | grep -E '^(#[0-9]+ +DONE|stat::number_of_executed_units|==|fal_fuzz)' || true
-exit "${PIPESTATUS[0]}"
+  -artifact_prefix="$dir/" -dict="$PWD/fuzz/fal.dict" "$work" >"$dir/fuzz.log" 2>&1 || rc=$?
+grep -aE '^(#[0-9]+ +DONE|stat::number_of_executed_units|==[0-9]+==|fal_fuzz:|SUMMARY)' "$dir/fuzz.log" || true
+[ "$rc" -eq 0 ] || echo "fuzzing failed ($rc): see $dir/fuzz.log" >&2
+exit "$rc"
