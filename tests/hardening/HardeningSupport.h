@@ -1,0 +1,35 @@
+// What the hardening suites (hostile input, crash safety, stress, fuzzing) share: the factory
+// documents, the operations that wait seconds by design, and hostile values built from the shape
+// of a family's stored data.
+#pragma once
+
+#include <json-c/json.h>
+
+#include <string>
+#include <vector>
+
+#include "fal.h"
+
+// The factory-default document of an API type as JSON text ("{}" when there is none).
+std::string hardeningFactoryDocument(unsigned apiType);
+
+// Operations that wait seconds on purpose (a fixed sleep, or a `top` run): the suites call them
+// rarely so that their time goes to everything else.
+bool hardeningSlowOp(const char* opName);
+
+// A member name met in a stored document, with the JSON type it had there.
+struct HardeningMember {
+    std::string name;
+    json_type type;
+};
+// Every member name of the JSON text, at any depth, each once (with the first type seen).
+std::vector<HardeningMember> hardeningMembers(const std::string& json);
+
+// The request parameter names the families read.
+const std::vector<std::string>& hardeningParamNames();
+
+// A new reference to `depth` arrays nested in one another around an empty object.
+json_object* hardeningDeepValue(unsigned depth);
+// A value of another JSON type than `type`: a string for numbers and booleans, a number for
+// strings, an array for objects, an object for arrays.
+json_object* hardeningWrongType(json_type type);
