@@ -123,7 +123,10 @@ void releaseLevel(FalDocState& d)
         drop(d);
     d.owner = std::thread::id();
     d.requester[0] = '\0';
-    d.released.notify_all();
+    // One waiter is enough: the lock goes to one thread, and a woken waiter that finds it taken
+    // again waits for that holder's release. Waking them all would make every release cost a
+    // context switch per waiting thread.
+    d.released.notify_one();
 }
 
 // Takes one level of the document's lock for the calling thread. False when waiting would
