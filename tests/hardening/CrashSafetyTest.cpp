@@ -19,6 +19,7 @@
 #include "support/FalTest.h"
 #include "tools/common/FalBatch.h"
 #include "tools/common/FalRoot.h"
+#include "support/FalFiles.h"
 
 namespace {
 
@@ -52,16 +53,6 @@ std::string writeLine(std::mt19937& rng, unsigned n)
         return "{\"family\":\"security\",\"op\":\"SecurityFirewallUpdate\",\"body\":{\"level\":\"level-" + k +
                "\",\"active\":" + (rng() % 2 ? "true" : "false") + "}}";
     }
-}
-
-std::string readFile(const std::string& path)
-{
-    std::ifstream in(path);
-    if (!in)
-        return "";
-    std::stringstream ss;
-    ss << in.rdbuf();
-    return ss.str();
 }
 
 // falctl batch on a root, with pipes for its standard input and output.

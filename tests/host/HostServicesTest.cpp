@@ -8,18 +8,11 @@
 #include <vector>
 
 #include "support/FalTest.h"
+#include "support/FalFiles.h"
 
 namespace {
 
 using Tree = std::unique_ptr<TreeMapObject>;
-
-std::string readFile(const std::string& path)
-{
-    std::ifstream in(path);
-    std::stringstream ss;
-    ss << in.rdbuf();
-    return ss.str();
-}
 
 // The fixture's temporary root serves as a scratch directory.
 class JsonDataTest : public FalDbTest {};

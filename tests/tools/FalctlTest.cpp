@@ -15,20 +15,13 @@
 #include "support/FalTest.h"
 #include "tools/common/FalDefaults.h"
 #include "tools/common/FalRequest.h"
+#include "support/FalFiles.h"
 
 extern char** environ;
 
 namespace fs = std::filesystem;
 
 namespace {
-
-std::string readFile(const fs::path& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream ss;
-    ss << in.rdbuf();
-    return ss.str();
-}
 
 std::vector<std::string> lines(const std::string& text)
 {

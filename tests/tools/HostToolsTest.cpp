@@ -17,18 +17,11 @@
 #include "tools/common/FalOutput.h"
 #include "tools/common/FalRequest.h"
 #include "tools/common/FalRoot.h"
+#include "support/FalFiles.h"
 
 namespace fs = std::filesystem;
 
 namespace {
-
-std::string readFile(const fs::path& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream ss;
-    ss << in.rdbuf();
-    return ss.str();
-}
 
 void writeFile(const fs::path& path, const std::string& text)
 {

@@ -29,6 +29,7 @@
 
 #include "hardening/HardeningSupport.h"
 #include "tools/common/FalRoot.h"
+#include "support/FalFiles.h"
 
 namespace {
 
@@ -225,14 +226,6 @@ void mixedWorker(Worker w)
         call(w.families, *t.family, *t.info, params, bodies[rng() % (sizeof(bodies) / sizeof(*bodies))],
              w.requester);
     }
-}
-
-std::string readFile(const std::string& path)
-{
-    std::ifstream in(path);
-    std::stringstream ss;
-    ss << in.rdbuf();
-    return ss.str();
 }
 
 // The canonical text of a JSON text; "" when it does not parse.
