@@ -326,7 +326,8 @@ _FAL_RSP_T* FalNetworkLdb::NetworkSwitchmodeBridge(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalNetworkLdb::NetworkCheckInternet(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkCheckInternet", NET_TRACE_EXIT_ONLY);
+    // No entry trace; the exit trace is written only once the interfaces were looked at (a
+    // request without an interface id leaves without it).
     if (!req)
         return nullptr;
     _FAL_RSP_T* rsp = netResponse(27, true);
@@ -338,9 +339,7 @@ _FAL_RSP_T* FalNetworkLdb::NetworkCheckInternet(_FAL_REQ_T* req)
         return rsp;
 
     NetTree wan = netLockOrFail(rsp, "wan", req->requester, "No object found in repo for key %s\n");
-    if (!wan)
-        return rsp;
-    {
+    if (wan) {
         NetTree interfaces(wan->get("interfaces"));
         NetTree iface = netFindInterface(interfaces.get(), id);
         if (iface) {
@@ -348,8 +347,11 @@ _FAL_RSP_T* FalNetworkLdb::NetworkCheckInternet(_FAL_REQ_T* req)
             rsp->data->set("ipv6", iface->get<bool>("ipv6.active"));
             rsp->status = FAL_OK;
         }
+        iface.reset();
+        interfaces.reset();
+        netRelease(req->requester, wan);
     }
-    netRelease(req->requester, wan);
+    Logger::print(LOG_TYPE_TRACE, NET_LOG, "%s Exit\n", "NetworkCheckInternet");
     return rsp;
 }
 
