@@ -55,18 +55,6 @@ NetTree lockSetting(_FAL_RSP_T* rsp, const char* key, const char* requester)
     return object;
 }
 
-// Locks the object of a DSL-mode or MAC-clone update; on failure answers 8.
-NetTree lockLocal(_FAL_RSP_T* rsp, const char* key, const char* requester)
-{
-    NetTree object = netLock(key, requester);
-    if (!object) {
-        Logger::print(LOG_TYPE_ERROR, NET_LOG, "Cannot load local database due to some unexpected error\n");
-        netAnswer(rsp, FAL_DB_ERROR, NET_LOAD_FAILED);
-        netRelease(requester, object);
-    }
-    return object;
-}
-
 // Saves and releases: status 0 on success, `failed` otherwise.
 void saveAndRelease(_FAL_RSP_T* rsp, const char* requester, NetTree& object, FAL_STATUS_T failed)
 {
@@ -102,7 +90,7 @@ _FAL_RSP_T* FalNetworkLdb::NetworkDslmodeSet(_FAL_REQ_T* req)
     if (!rsp)
         return nullptr;
     rsp->status = FAL_FAILED;
-    NetTree modes = lockLocal(rsp, "dslMode", req->requester);
+    NetTree modes = netLockOrFail(rsp, "dslMode", req->requester, NET_LOCAL_LOAD_FAILED);
     if (!modes)
         return rsp;
     for (unsigned i = 0; i < req->body->len(); ++i) {
@@ -135,13 +123,9 @@ _FAL_RSP_T* FalNetworkLdb::NetworkOperationUpdate(_FAL_REQ_T* req)
     if (!rsp)
         return nullptr;
     rsp->status = FAL_FAILED;
-    NetTree operation = netLock("operation", req->requester);
-    if (!operation) {
-        Logger::print(LOG_TYPE_ERROR, NET_LOG, "Cannot load db object for key %s\n", "operation");
-        netAnswer(rsp, FAL_DB_ERROR, NET_LOAD_FAILED);
-        netRelease(req->requester, operation);
+    NetTree operation = netLockOrFail(rsp, "operation", req->requester, NET_KEY_LOAD_FAILED);
+    if (!operation)
         return rsp;
-    }
     netCopyPresent(operation.get(), "", req->body, "", {"mode"});
     saveAndRelease(rsp, req->requester, operation, FAL_FAILED);
     return rsp;
@@ -162,7 +146,7 @@ _FAL_RSP_T* FalNetworkLdb::NetworkMaccloneSet(_FAL_REQ_T* req)
     if (!rsp)
         return nullptr;
     rsp->status = FAL_FAILED;
-    NetTree macClone = lockLocal(rsp, "macClone", req->requester);
+    NetTree macClone = netLockOrFail(rsp, "macClone", req->requester, NET_LOCAL_LOAD_FAILED);
     if (!macClone)
         return rsp;
     macClone->set("active", req->body->get<bool>("active"));

@@ -11,6 +11,8 @@
 
 const char* const NET_LOAD_FAILED = "Cannot load network database";
 const char* const NET_NO_MEMORY = "Cannot create response due to some memory issue\n";
+const char* const NET_KEY_LOAD_FAILED = "Cannot load db object for key %s\n";
+const char* const NET_LOCAL_LOAD_FAILED = "Cannot load local database due to some unexpected error\n";
 
 NetTrace::NetTrace(const char* name, NET_TRACE_T style) : name_(name), style_(style)
 {
@@ -99,6 +101,17 @@ bool netInterfaceId(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, int& id)
 NetTree netLock(const char* key, const char* requester)
 {
     return NetTree(LocalDbCtrl::lockDbObject(API_TYPE_NETWORK, key, requester));
+}
+
+NetTree netLockOrFail(_FAL_RSP_T* rsp, const char* key, const char* requester, const char* failLog)
+{
+    NetTree object = netLock(key, requester);
+    if (!object) {
+        Logger::print(LOG_TYPE_ERROR, NET_LOG, failLog, key);
+        netAnswer(rsp, FAL_DB_ERROR, NET_LOAD_FAILED);
+        netRelease(requester, object);
+    }
+    return object;
 }
 
 bool netSave(const char* requester)

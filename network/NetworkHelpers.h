@@ -15,6 +15,9 @@ using NetTree = std::unique_ptr<TreeMapObject>;
 
 extern const char* const NET_LOAD_FAILED;  // "Cannot load network database"
 extern const char* const NET_NO_MEMORY;    // "Cannot create response due to some memory issue\n"
+// Log lines of a failed lock.
+extern const char* const NET_KEY_LOAD_FAILED;    // "Cannot load db object for key %s\n"
+extern const char* const NET_LOCAL_LOAD_FAILED;  // "Cannot load local database due to some unexpected error\n"
 
 // How an operation writes its entry and exit traces (log type 0).
 enum NET_TRACE_T {
@@ -65,6 +68,9 @@ bool netInterfaceId(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, int& id);
 
 // Locks `key` of the network document for the requester; null when it cannot be loaded.
 NetTree netLock(const char* key, const char* requester);
+// Locks `key` like netLock. When it cannot be loaded: logs `failLog` (its %s, if any, is the key),
+// answers 8 "Cannot load network database", releases the lock and yields null.
+NetTree netLockOrFail(_FAL_RSP_T* rsp, const char* key, const char* requester, const char* failLog);
 // Saves the network document; true on success.
 bool netSave(const char* requester);
 // Deletes the handle (when still held), then releases the requester's lock.

@@ -59,7 +59,7 @@ void moveServiceAddresses(const std::vector<std::string>& lan, const char* reque
 {
     TreeMapObject* service = LocalDbCtrl::lockDbObject(API_TYPE_SERVICE, "", requester);
     if (!service) {
-        Logger::print(LOG_TYPE_ERROR, NET_LOG, "Cannot load db object for key %s\n", "ipFiltering");
+        Logger::print(LOG_TYPE_ERROR, NET_LOG, NET_KEY_LOAD_FAILED, "ipFiltering");
     } else {
         moveRuleAddresses(service, "ipFiltering", lan);
         NetTree dmz(service->get("dmz"));
@@ -92,13 +92,9 @@ _FAL_RSP_T* FalNetworkLdb::NetworkLanUpdate(_FAL_REQ_T* req)
         return nullptr;
     rsp->status = FAL_FAILED;
 
-    NetTree lan = netLock("lan", req->requester);
-    if (!lan) {
-        Logger::print(LOG_TYPE_ERROR, NET_LOG, "Cannot load db object for key %s\n", "lan");
-        netAnswer(rsp, FAL_DB_ERROR, NET_LOAD_FAILED);
-        netRelease(req->requester, lan);
+    NetTree lan = netLockOrFail(rsp, "lan", req->requester, NET_KEY_LOAD_FAILED);
+    if (!lan)
         return rsp;
-    }
     bool moveAddresses = false;
     std::vector<std::string> newNetwork;
     NetTree ipv4(req->body->get("ipv4"));
@@ -131,13 +127,9 @@ _FAL_RSP_T* FalNetworkLdb::NetworkLanIpv6Update(_FAL_REQ_T* req)
         return nullptr;
     rsp->status = FAL_FAILED;
 
-    NetTree lan = netLock("lan", req->requester);
-    if (!lan) {
-        Logger::print(LOG_TYPE_ERROR, NET_LOG, "Cannot load local database due to some unexpected error\n");
-        netAnswer(rsp, FAL_DB_ERROR, NET_LOAD_FAILED);
-        netRelease(req->requester, lan);
+    NetTree lan = netLockOrFail(rsp, "lan", req->requester, NET_LOCAL_LOAD_FAILED);
+    if (!lan)
         return rsp;
-    }
     TreeMapObject* body = req->body;
     NetTree mode(body->get("mode"));
     if (!mode) {

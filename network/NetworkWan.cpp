@@ -128,13 +128,9 @@ _FAL_RSP_T* setConnectivity(_FAL_REQ_T* req, const char* connectivity)
     if (!netInterfaceId(rsp, req, id))
         return rsp;
 
-    NetTree wan = netLock("wan", req->requester);
-    if (!wan) {
-        Logger::print(LOG_TYPE_ERROR, NET_LOG, "Cannot load db object for key %s\n", "wan");
-        netAnswer(rsp, FAL_DB_ERROR, NET_LOAD_FAILED);
-        netRelease(req->requester, wan);
+    NetTree wan = netLockOrFail(rsp, "wan", req->requester, NET_KEY_LOAD_FAILED);
+    if (!wan)
         return rsp;
-    }
     NetTree interfaces(wan->get("interfaces"));
     if (!interfaces)
         Logger::print(LOG_TYPE_ERROR, NET_LOG, "No WAN interfaces found\n");
@@ -173,13 +169,9 @@ _FAL_RSP_T* FalNetworkLdb::NetworkWanGetOne(_FAL_REQ_T* req)
     if (!netInterfaceId(rsp, req, id))
         return rsp;
 
-    NetTree wan = netLock("wan", req->requester);
-    if (!wan) {
-        Logger::print(LOG_TYPE_ERROR, NET_LOG, "No object found in repo for key %s\n", "wan");
-        netAnswer(rsp, FAL_DB_ERROR, NET_LOAD_FAILED);
-        netRelease(req->requester, wan);
+    NetTree wan = netLockOrFail(rsp, "wan", req->requester, "No object found in repo for key %s\n");
+    if (!wan)
         return rsp;
-    }
     {
         NetTree interfaces(wan->get("interfaces"));
         NetTree iface = netFindInterface(interfaces.get(), id);
@@ -207,13 +199,9 @@ _FAL_RSP_T* FalNetworkLdb::NetworkWanChange(_FAL_REQ_T* req)
     if (!netInterfaceId(rsp, req, id))
         return rsp;
 
-    NetTree wan = netLock("wan", req->requester);
-    if (!wan) {
-        Logger::print(LOG_TYPE_ERROR, NET_LOG, "Cannot load db object for key %s\n", "wan");
-        netAnswer(rsp, FAL_DB_ERROR, NET_LOAD_FAILED);
-        netRelease(req->requester, wan);
+    NetTree wan = netLockOrFail(rsp, "wan", req->requester, NET_KEY_LOAD_FAILED);
+    if (!wan)
         return rsp;
-    }
     NetTree interfaces(wan->get("interfaces"));
     NetTree iface = netFindInterface(interfaces.get(), id);
     if (!iface) {
@@ -254,7 +242,7 @@ _FAL_RSP_T* FalNetworkLdb::NetworkWanIpv6Change(_FAL_REQ_T* req)
 
     NetTree wan = netLock("wan", req->requester);
     if (!wan) {
-        Logger::print(LOG_TYPE_ERROR, NET_LOG, "Cannot load local database due to some unexpected error\n");
+        Logger::print(LOG_TYPE_ERROR, NET_LOG, "%s", NET_LOCAL_LOAD_FAILED);
         netRelease(req->requester, wan);
         return rsp;
     }
@@ -338,7 +326,8 @@ _FAL_RSP_T* FalNetworkLdb::NetworkSwitchmodeBridge(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalNetworkLdb::NetworkCheckInternet(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkCheckInternet", NET_TRACE_EXIT_ONLY);
+    // No entry trace; the exit trace is written only once the interfaces were looked at (a
+    // request without an interface id leaves without it).
     if (!req)
         return nullptr;
     _FAL_RSP_T* rsp = netResponse(27, true);
@@ -349,11 +338,8 @@ _FAL_RSP_T* FalNetworkLdb::NetworkCheckInternet(_FAL_REQ_T* req)
     if (!netInterfaceId(rsp, req, id))
         return rsp;
 
-    NetTree wan = netLock("wan", req->requester);
-    if (!wan) {
-        Logger::print(LOG_TYPE_ERROR, NET_LOG, "No object found in repo for key %s\n", "wan");
-        netAnswer(rsp, FAL_DB_ERROR, NET_LOAD_FAILED);
-    } else {
+    NetTree wan = netLockOrFail(rsp, "wan", req->requester, "No object found in repo for key %s\n");
+    if (wan) {
         NetTree interfaces(wan->get("interfaces"));
         NetTree iface = netFindInterface(interfaces.get(), id);
         if (iface) {
@@ -361,8 +347,11 @@ _FAL_RSP_T* FalNetworkLdb::NetworkCheckInternet(_FAL_REQ_T* req)
             rsp->data->set("ipv6", iface->get<bool>("ipv6.active"));
             rsp->status = FAL_OK;
         }
+        iface.reset();
+        interfaces.reset();
+        netRelease(req->requester, wan);
     }
-    netRelease(req->requester, wan);
+    Logger::print(LOG_TYPE_TRACE, NET_LOG, "%s Exit\n", "NetworkCheckInternet");
     return rsp;
 }
 

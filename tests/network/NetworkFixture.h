@@ -64,6 +64,15 @@ protected:
         return family->call(&family_, family->findOp(op)->slot, nullptr);
     }
 
+    // How many log records hold exactly this text.
+    unsigned traces(const std::string& text) const
+    {
+        unsigned n = 0;
+        for (const auto& record : logs_)
+            n += record.text == text;
+        return n;
+    }
+
     static constexpr const char* kLoadFailed = "Cannot load network database";
     const FAL_PARAMS_T first_ = {{"@interfaceId", "0"}};
     const FAL_PARAMS_T second_ = {{"@interfaceId", "1"}};

@@ -197,11 +197,15 @@ TEST_F(NetworkTest, CheckInternetReportsTheActiveFlags)
     OpRsp missing = call("NetworkCheckInternet", {{"@interfaceId", "6"}});
     expectAnswer(missing, FAL_FAILED, kFine, 27);
     EXPECT_EQ(text(missing->data), "{}");
-    expectAnswer(call("NetworkCheckInternet"), FAL_BAD_REQUEST, "Wrong URI", 27);
     LocalDbCtrl::failNextLocks(API_TYPE_NETWORK, 1);
     expectAnswer(call("NetworkCheckInternet", first_), FAL_DB_ERROR, kLoadFailed, 27);
+    EXPECT_TRUE(logged("No object found in repo for key wan\n"));
     EXPECT_FALSE(logged("NetworkCheckInternet Enter\n"));
-    EXPECT_TRUE(logged("NetworkCheckInternet Exit\n"));
+    EXPECT_EQ(traces("NetworkCheckInternet Exit\n"), 3u);
+
+    // A request without an interface id leaves before the exit trace.
+    expectAnswer(call("NetworkCheckInternet"), FAL_BAD_REQUEST, "Wrong URI", 27);
+    EXPECT_EQ(traces("NetworkCheckInternet Exit\n"), 3u);
 }
 
 TEST_F(NetworkTest, LinkAutoReportsTheLinkTypeAndItsStandard)
