@@ -24,10 +24,10 @@ bool ipv4Acceptable(TreeMapObject* body)
 }
 
 // The traced probe of the firewall log: the network document must be lockable.
-_FAL_RSP_T* firewallLogProbe(unsigned apiType, unsigned msgId, const char* name)
+_FAL_RSP_T* firewallLogProbe(unsigned msgId, const char* name)
 {
     Logger::print(LOG_TYPE_TRACE, SEC_LOG, "%s Enter\n", name);
-    _FAL_RSP_T* rsp = secProbeDocument(apiType, msgId, API_TYPE_NETWORK);
+    _FAL_RSP_T* rsp = secProbeDocument(msgId, API_TYPE_NETWORK);
     Logger::print(LOG_TYPE_TRACE, SEC_LOG, "%s Exit\n", name);
     return rsp;
 }
@@ -38,9 +38,9 @@ _FAL_RSP_T* FalSecurityLdb::SecurityFirewallGet(_FAL_REQ_T* req)
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 1, false);
+    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 1, false);
     std::unique_ptr<char[]> filter(BE_PairVal2(req->params, "!filter"));
-    FalTree firewall = secLock(apiType, "firewall", req->requester);
+    FalTree firewall = secLock(API_TYPE_SECURITY, "firewall", req->requester);
     if (!firewall) {
         secAnswer(rsp, FAL_DB_ERROR, "failed to get database firewall");
     } else if (!(rsp->data = firewall->clone(nullptr))) {
@@ -56,7 +56,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityFirewallGet(_FAL_REQ_T* req)
         rsp->data->del("ipv4.rules");
     }
     firewall.reset();
-    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
     return rsp;
 }
 
@@ -65,12 +65,12 @@ _FAL_RSP_T* FalSecurityLdb::SecurityFirewallUpdate(_FAL_REQ_T* req)
     static const char* const name = "SecurityFirewallUpdate";
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 3, false);
+    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 3, false);
     if (!secHasObjectBody(req) || !ipv4Acceptable(req->body)) {
         secAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
         return rsp;
     }
-    FalTree firewall = secLock(apiType, "firewall", req->requester);
+    FalTree firewall = secLock(API_TYPE_SECURITY, "firewall", req->requester);
     if (!firewall) {
         secAnswer(rsp, FAL_DB_ERROR, "failed to load database");
     } else {
@@ -88,11 +88,11 @@ _FAL_RSP_T* FalSecurityLdb::SecurityFirewallUpdate(_FAL_REQ_T* req)
             Logger::print(LOG_TYPE_PROGRESS, SEC_LOG, "%s: set ipv6 information ipv6\n", name);
             firewall->set("ipv6", ipv6.get());
         }
-        if ((ipv4 || ipv6) && !secSave(apiType, req->requester))
+        if ((ipv4 || ipv6) && !secSave(API_TYPE_SECURITY, req->requester))
             secAnswer(rsp, FAL_DB_ERROR, "failed to save database");
     }
     firewall.reset();
-    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
     return rsp;
 }
 
@@ -105,21 +105,21 @@ _FAL_RSP_T* FalSecurityLdb::SecurityFirewallIpv4Update(_FAL_REQ_T* req)
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, req->msgId + 1, false);
+    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, req->msgId + 1, false);
     if (secLacksBody(req, rsp))
         return rsp;
-    FalTree firewall = secLock(apiType, "firewall", req->requester);
+    FalTree firewall = secLock(API_TYPE_SECURITY, "firewall", req->requester);
     if (!firewall) {
         secAnswer(rsp, FAL_DB_ERROR, "fail to load database");
     } else {
         FalTree ipv4(req->body->clone(nullptr));
         keepStoredRules(firewall.get(), ipv4.get());
         firewall->set("ipv4", ipv4.get());
-        if (!secSave(apiType, req->requester))
+        if (!secSave(API_TYPE_SECURITY, req->requester))
             secAnswer(rsp, FAL_DB_ERROR, "failed to save database");
     }
     firewall.reset();
-    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
     return rsp;
 }
 
@@ -142,10 +142,10 @@ _FAL_RSP_T* FalSecurityLdb::SecurityFirewallAlertUpdate(_FAL_REQ_T* req)
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 15, false);
+    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 15, false);
     if (secLacksBody(req, rsp))
         return rsp;
-    FalTree alert = secLock(apiType, "firewallAlert", req->requester);
+    FalTree alert = secLock(API_TYPE_SECURITY, "firewallAlert", req->requester);
     if (!alert) {
         secAnswer(rsp, FAL_DB_ERROR, "failed to load database");
     } else {
@@ -161,22 +161,22 @@ _FAL_RSP_T* FalSecurityLdb::SecurityFirewallAlertUpdate(_FAL_REQ_T* req)
             if (value)
                 alert->set(path, value.get());
         }
-        if (!secSave(apiType, req->requester))
+        if (!secSave(API_TYPE_SECURITY, req->requester))
             secAnswer(rsp, FAL_DB_ERROR, "failed to save database");
     }
     alert.reset();
-    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
     return rsp;
 }
 
 _FAL_RSP_T* FalSecurityLdb::SecurityFirewallLogGet(_FAL_REQ_T*)
 {
-    return firewallLogProbe(apiType, 17, "SecurityFirewallLogGet");
+    return firewallLogProbe(17, "SecurityFirewallLogGet");
 }
 
 _FAL_RSP_T* FalSecurityLdb::SecurityFirewallLogClear(_FAL_REQ_T*)
 {
-    return firewallLogProbe(apiType, 19, "SecurityFirewallLogClear");
+    return firewallLogProbe(19, "SecurityFirewallLogClear");
 }
 
 _FAL_RSP_T* FalSecurityLdb::SecurityIntelSecurityGet(_FAL_REQ_T* req)
@@ -191,7 +191,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityIntelSecurityUpdate(_FAL_REQ_T* req)
 
 // Managed sites, services and devices answer once the security document can be locked.
 #define SEC_MANAGED(name, msgId) \
-    _FAL_RSP_T* FalSecurityLdb::name(_FAL_REQ_T*) { return secProbeDocument(apiType, msgId, API_TYPE_SECURITY); }
+    _FAL_RSP_T* FalSecurityLdb::name(_FAL_REQ_T*) { return secProbeDocument(msgId, API_TYPE_SECURITY); }
 
 SEC_MANAGED(SecurityManagedSitesGet, 75)
 SEC_MANAGED(SecurityManagedSitesSet, 77)

@@ -123,9 +123,9 @@ void secReplyId(_FAL_RSP_T* rsp, const char* member, int id)
     }
 }
 
-_FAL_RSP_T* secProbeDocument(unsigned apiType, unsigned msgId, unsigned probedType)
+_FAL_RSP_T* secProbeDocument(unsigned msgId, unsigned probedType)
 {
-    _FAL_RSP_T* rsp = newFalResponse(apiType, msgId, false);
+    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, msgId, false);
     FalTree doc = secLock(probedType, "", "default");
     if (!doc)
         secAnswer(rsp, FAL_DB_ERROR, "failed to get database");

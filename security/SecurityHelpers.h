@@ -10,6 +10,9 @@
 
 constexpr LOG_GROUP_T SEC_LOG = LOG_GROUP_SECURITY;
 
+// The family's own operations answer as, and lock, the security document by its constant; only the
+// generic get, update and delete-all go by the object's apiType.
+
 // Sets the status and message of a response.
 void secAnswer(_FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message);
 
@@ -51,6 +54,6 @@ bool secSave(unsigned apiType, const char* requester);
 // Drops the "id"-style data of a reply that failed (status above 3); sets `member` otherwise.
 void secReplyId(_FAL_RSP_T* rsp, const char* member, int id);
 
-// The probe behind the log and managed operations: locks the whole document `apiType` as
+// The probe behind the log and managed operations: locks the whole document `probedType` as
 // "default" and releases it at once; 8 "failed to get database" when it cannot be locked.
-_FAL_RSP_T* secProbeDocument(unsigned apiType, unsigned msgId, unsigned probedType);
+_FAL_RSP_T* secProbeDocument(unsigned msgId, unsigned probedType);

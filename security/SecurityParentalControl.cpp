@@ -92,8 +92,8 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolGet(_FAL_REQ_T* req)
     static const char* const name = "SecurityParentalcontrolGet";
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 21, false);
-    FalTree control = secLock(apiType, "parentalControl", req->requester);
+    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 21, false);
+    FalTree control = secLock(API_TYPE_SECURITY, "parentalControl", req->requester);
     FalTree general(control ? control->get("general") : nullptr);
     if (!control) {
         Logger::print(LOG_TYPE_PROGRESS, SEC_LOG, "%s: failed to load database\n", name);
@@ -107,7 +107,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolGet(_FAL_REQ_T* req)
     }
     general.reset();
     control.reset();
-    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
     return rsp;
 }
 
@@ -125,11 +125,11 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolSet(_FAL_REQ_T* req)
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 27, false);
+    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 27, false);
     if (secLacksBody(req, rsp))
         return rsp;
     bool active = req->body->get<bool>("active");
-    FalTree control = secLock(apiType, "parentalControl", req->requester);
+    FalTree control = secLock(API_TYPE_SECURITY, "parentalControl", req->requester);
     FalTree general(control ? control->get("general") : nullptr);
     if (!control) {
         secAnswer(rsp, FAL_DB_ERROR, "failed to load database");
@@ -138,21 +138,21 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolSet(_FAL_REQ_T* req)
     } else {
         general->set("active", active);
         general->set("auth.saved", req->body->get<bool>("auth.saved"));
-        if (!secSave(apiType, req->requester))
+        if (!secSave(API_TYPE_SECURITY, req->requester))
             secAnswer(rsp, FAL_DB_ERROR, "failed to save database");
         else  // the security object stays locked while the devices follow the switch
             rsp->status = static_cast<uint32_t>(UpdateGatewayParentalControl(active, nullptr, req->requester));
     }
     general.reset();
     control.reset();
-    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
     return rsp;
 }
 
 _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolUpdate(_FAL_REQ_T* req)
 {
     static const char* const name = "SecurityParentalcontrolUpdate";
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 29, false);
+    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 29, false);
     if (!secHasObjectBody(req)) {
         Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Bad request\n");
         secAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
@@ -167,7 +167,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolUpdate(_FAL_REQ_T* req)
     }
     if (!readIds(req, rsp, "@ruleId", index, nullptr, index))
         return rsp;
-    FalTree control = secLock(apiType, "parentalControlRules", req->requester);
+    FalTree control = secLock(API_TYPE_SECURITY, "parentalControlRules", req->requester);
     FalTree rules(control ? control->get("rules") : nullptr);
     int at = secFindItem(rules.get(), "index", index);
     if (!control) {
@@ -184,7 +184,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolUpdate(_FAL_REQ_T* req)
             Logger::print(LOG_TYPE_INFO, SEC_LOG, "%s: [%d] Failed to set array item\n", name,
                           static_cast<int>(rules->len()));
             secAnswer(rsp, FAL_DB_ERROR, "failed to set array item");
-        } else if (!secSave(apiType, req->requester)) {
+        } else if (!secSave(API_TYPE_SECURITY, req->requester)) {
             secAnswer(rsp, FAL_DB_ERROR, "failed to save database");
         } else {
             secAnswer(rsp, FAL_OK, "Rule Updated");
@@ -192,7 +192,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolUpdate(_FAL_REQ_T* req)
     }
     rules.reset();
     control.reset();
-    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
     return rsp;
 }
 
@@ -200,10 +200,10 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolAuthUpdate(_FAL_REQ_T* req)
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 31, false);
+    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 31, false);
     if (secLacksBody(req, rsp))
         return rsp;
-    FalTree control = secLock(apiType, "parentalControl", req->requester);
+    FalTree control = secLock(API_TYPE_SECURITY, "parentalControl", req->requester);
     FalTree general(control ? control->get("general") : nullptr);
     FalTree auth(general ? general->get("auth") : nullptr);
     if (!control) {
@@ -219,13 +219,13 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolAuthUpdate(_FAL_REQ_T* req)
             control->set("pinCode", req->body->get<const char*>("new"));
             if (!auth->get<bool>("setPin"))
                 auth->set("setPin", true);
-            secSave(apiType, req->requester);
+            secSave(API_TYPE_SECURITY, req->requester);
         }
     }
     auth.reset();
     general.reset();
     control.reset();
-    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
     return rsp;
 }
 
@@ -233,10 +233,10 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolAskPermission(_FAL_REQ_T* req
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 43, false);
+    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 43, false);
     if (secLacksBody(req, rsp))
         return rsp;
-    FalTree control = secLock(apiType, "parentalControl", req->requester);
+    FalTree control = secLock(API_TYPE_SECURITY, "parentalControl", req->requester);
     if (!control)
         secAnswer(rsp, FAL_DB_ERROR, "failed to get database");
     else if (secSameText(req->body->get<const char*>("auth.type"), "pin") &&
@@ -245,7 +245,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolAskPermission(_FAL_REQ_T* req
     else
         secAnswer(rsp, FAL_FAILED, "incorrect PIN");
     control.reset();
-    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
     return rsp;
 }
 
@@ -253,14 +253,14 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolCreate(_FAL_REQ_T* req)
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 33, true);
+    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 33, true);
     secAnswer(rsp, FAL_CREATED, "New Created");
     int index = 1;
     if (secLacksBody(req, rsp)) {
         secReplyId(rsp, "id", index);
         return rsp;
     }
-    FalTree control = secLock(apiType, "parentalControlRules", req->requester);
+    FalTree control = secLock(API_TYPE_SECURITY, "parentalControlRules", req->requester);
     FalTree rules(control ? control->get("rules") : nullptr);
     if (!control) {
         secAnswer(rsp, FAL_DB_ERROR, "failed to get database");
@@ -272,12 +272,12 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolCreate(_FAL_REQ_T* req)
         rule->set("index", index);
         if (!append(rules.get(), rule.get()))
             secAnswer(rsp, FAL_DB_ERROR, "failed to append new rule");
-        else if (!secSave(apiType, req->requester))
+        else if (!secSave(API_TYPE_SECURITY, req->requester))
             secAnswer(rsp, FAL_DB_ERROR, "failed to save database");
     }
     rules.reset();
     control.reset();
-    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
     secReplyId(rsp, "id", index);
     return rsp;
 }
@@ -286,7 +286,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolFilterCreate(_FAL_REQ_T* req)
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 35, true);
+    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 35, true);
     secAnswer(rsp, FAL_CREATED, "New Created");
     int category = 0;
     int id = 0;
@@ -294,7 +294,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolFilterCreate(_FAL_REQ_T* req)
         secReplyId(rsp, "id", id);
         return rsp;
     }
-    FalTree filters = secLock(apiType, "parentalControlFilters", req->requester);
+    FalTree filters = secLock(API_TYPE_SECURITY, "parentalControlFilters", req->requester);
     FalTree sublist;
     if (!filters) {
         secAnswer(rsp, FAL_DB_ERROR, "failed to get database");
@@ -307,12 +307,12 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolFilterCreate(_FAL_REQ_T* req)
         entry->del("value");
         if (!append(sublist.get(), entry.get()))
             secAnswer(rsp, FAL_DB_ERROR, "failed to append new rule");
-        else if (!secSave(apiType, req->requester))
+        else if (!secSave(API_TYPE_SECURITY, req->requester))
             secAnswer(rsp, FAL_DB_ERROR, "failed to save database");
     }
     sublist.reset();
     filters.reset();
-    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
     secReplyId(rsp, "id", id);
     return rsp;
 }
@@ -321,14 +321,14 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolDelete(_FAL_REQ_T* req)
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 37, false);
+    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 37, false);
     int index = 0;
     if (!secIntParam(req, "@ruleId", index)) {
         secAnswer(rsp, FAL_BAD_REQUEST, "Wrong parameter request");
         return rsp;
     }
     secAnswer(rsp, FAL_DB_ERROR, "wrong index");
-    FalTree control = secLock(apiType, "parentalControlRules", req->requester);
+    FalTree control = secLock(API_TYPE_SECURITY, "parentalControlRules", req->requester);
     FalTree rules(control ? control->get("rules") : nullptr);
     if (!control) {
         secAnswer(rsp, FAL_DB_ERROR, "failed to get database");
@@ -337,14 +337,14 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolDelete(_FAL_REQ_T* req)
         int removed = secRemoveItems(rules.get(), "index", index, "SecurityParentalcontrolDelete");
         if (removed < 0)
             secAnswer(rsp, FAL_DB_ERROR, "failed to delete array item");
-        else if (removed > 0 && !secSave(apiType, req->requester))
+        else if (removed > 0 && !secSave(API_TYPE_SECURITY, req->requester))
             secAnswer(rsp, FAL_DB_ERROR, "failed to save database");
         else if (removed > 0)
             secAnswer(rsp, FAL_DELETED, "Record Deleted");
     }
     rules.reset();
     control.reset();
-    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
     return rsp;
 }
 
@@ -352,13 +352,13 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolFilterDelete(_FAL_REQ_T* req)
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 39, true);
+    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 39, true);
     int category = 0;
     int id = 0;
     if (!readIds(req, rsp, "@categoryId", category, "@filterId", id))
         return rsp;
     secAnswer(rsp, FAL_DB_ERROR, "wrong index");
-    FalTree filters = secLock(apiType, "parentalControlFilters", req->requester);
+    FalTree filters = secLock(API_TYPE_SECURITY, "parentalControlFilters", req->requester);
     FalTree sublist;
     if (!filters) {
         secAnswer(rsp, FAL_DB_ERROR, "failed to get database");
@@ -367,14 +367,14 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolFilterDelete(_FAL_REQ_T* req)
         if (removed < 0)
             secAnswer(rsp, FAL_DB_ERROR, "failed to delete sublist item");
         // Saved whatever was found.
-        if (!secSave(apiType, req->requester))
+        if (!secSave(API_TYPE_SECURITY, req->requester))
             secAnswer(rsp, FAL_DB_ERROR, "failed to save database");
         else if (removed > 0)
             secAnswer(rsp, FAL_DELETED, "Record Deleted");
     }
     sublist.reset();
     filters.reset();
-    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
     return rsp;
 }
 
@@ -382,19 +382,19 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolDeleteAll(_FAL_REQ_T* req)
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 41, false);
+    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 41, false);
     secAnswer(rsp, FAL_OK, "Records Deleted");
-    FalTree control = secLock(apiType, "parentalControlRules", req->requester);
+    FalTree control = secLock(API_TYPE_SECURITY, "parentalControlRules", req->requester);
     if (!control) {
         secAnswer(rsp, FAL_DB_ERROR, "failed to get database");
     } else {
         FalTree rules(control->get("rules"));
         if (rules)
             rules->clearArrayItems();
-        if (!secSave(apiType, req->requester))
+        if (!secSave(API_TYPE_SECURITY, req->requester))
             secAnswer(rsp, FAL_DB_ERROR, "failed to save database");
     }
     control.reset();
-    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
     return rsp;
 }

@@ -76,9 +76,9 @@ bool readTunnelRequest(_FAL_REQ_T* req, _FAL_RSP_T* rsp, int& id)
 }
 
 // Locks the tunnel table; null, with the answer set, when it cannot be had.
-FalTree lockTunnels(unsigned apiType, _FAL_REQ_T* req, _FAL_RSP_T* rsp)
+FalTree lockTunnels(_FAL_REQ_T* req, _FAL_RSP_T* rsp)
 {
-    FalTree tunnels = secLock(apiType, "vpn.ipsec", req->requester);
+    FalTree tunnels = secLock(API_TYPE_SECURITY, "vpn.ipsec", req->requester);
     if (!tunnels) {
         Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Cannot lock the database\n");
         secAnswer(rsp, FAL_DB_ERROR, "Database error");
@@ -103,8 +103,8 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnModeGet(_FAL_REQ_T* req)
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, req->msgId + 1, true);
-    FalTree vpn = secLock(apiType, "vpn", req->requester);
+    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, req->msgId + 1, true);
+    FalTree vpn = secLock(API_TYPE_SECURITY, "vpn", req->requester);
     if (!vpn) {
         Logger::print(LOG_TYPE_ERROR, SEC_LOG, "failed to load database \n");
         secAnswer(rsp, FAL_DB_ERROR, "failed to load database");
@@ -113,7 +113,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnModeGet(_FAL_REQ_T* req)
         Logger::print(LOG_TYPE_PROGRESS, SEC_LOG, "%s: clone database object\n", "SecurityVpnModeGet");
     }
     vpn.reset();
-    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
     return rsp;
 }
 
@@ -121,8 +121,8 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnServerGet(_FAL_REQ_T* req)
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 47, true);
-    FalTree vpn = secLock(apiType, "vpn", req->requester);
+    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 47, true);
+    FalTree vpn = secLock(API_TYPE_SECURITY, "vpn", req->requester);
     if (!vpn) {
         secAnswer(rsp, FAL_DB_ERROR, "failed to get database");
     } else {
@@ -130,7 +130,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnServerGet(_FAL_REQ_T* req)
         copyPresent(rsp->data, vpn.get(), {"connected", "client"});
     }
     vpn.reset();
-    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
     return rsp;
 }
 
@@ -138,10 +138,10 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnServerUpdate(_FAL_REQ_T* req)
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, req->msgId + 1, false);
+    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, req->msgId + 1, false);
     if (secLacksBody(req, rsp))
         return rsp;
-    FalTree vpn = secLock(apiType, "vpn", req->requester);
+    FalTree vpn = secLock(API_TYPE_SECURITY, "vpn", req->requester);
     FalTree client(vpn ? vpn->get("client") : nullptr);
     FalTree body(req->body->clone(nullptr));
     if (vpn)
@@ -153,7 +153,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnServerUpdate(_FAL_REQ_T* req)
     } else {
         // The range lands inside "vpn.client": "client.startIP" there, as in the body.
         copyPresent(client.get(), body.get(), {"client.startIP", "client.endIP"});
-        if (!secSave(apiType, req->requester)) {
+        if (!secSave(API_TYPE_SECURITY, req->requester)) {
             Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Fail to save database\n");
             secAnswer(rsp, FAL_DB_ERROR, "fail to save database");
         }
@@ -161,7 +161,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnServerUpdate(_FAL_REQ_T* req)
     body.reset();
     client.reset();
     vpn.reset();
-    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
     return rsp;
 }
 
@@ -174,10 +174,10 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnClientUpdate(_FAL_REQ_T* req)
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, req->msgId + 1, false);
+    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, req->msgId + 1, false);
     if (secLacksBody(req, rsp))
         return rsp;
-    FalTree client = secLock(apiType, "vpn.client", req->requester);
+    FalTree client = secLock(API_TYPE_SECURITY, "vpn.client", req->requester);
     FalTree body(client ? req->body->clone(nullptr) : nullptr);
     if (!client) {
         secAnswer(rsp, FAL_DB_ERROR, "fail to load database");
@@ -185,14 +185,14 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnClientUpdate(_FAL_REQ_T* req)
         secAnswer(rsp, FAL_FAILED, "Unexpected error");
     } else {
         copyPresent(client.get(), body.get(), {"active", "protocol", "server", "username", "password", "option"});
-        if (!secSave(apiType, req->requester)) {
+        if (!secSave(API_TYPE_SECURITY, req->requester)) {
             Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Fail to save database\n");
             secAnswer(rsp, FAL_DB_ERROR, "fail to save database");
         }
     }
     body.reset();
     client.reset();
-    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
     return rsp;
 }
 
@@ -200,9 +200,9 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecGet(_FAL_REQ_T* req)
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, req->msgId + 1, false);
+    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, req->msgId + 1, false);
     FalTree list(new TreeMapObject(true));
-    FalTree tunnels = secLock(apiType, "vpn.ipsec", req->requester);
+    FalTree tunnels = secLock(API_TYPE_SECURITY, "vpn.ipsec", req->requester);
     if (!tunnels) {
         Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Cannot get database for %s\n", "vpn.ipsec");
         secAnswer(rsp, FAL_DB_ERROR, "database error");
@@ -214,7 +214,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecGet(_FAL_REQ_T* req)
         rsp->data = list.release();
     }
     tunnels.reset();
-    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
     return rsp;
 }
 
@@ -222,14 +222,14 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecGetOne(_FAL_REQ_T* req)
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, req->msgId + 1, false);
+    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, req->msgId + 1, false);
     int id = 0;
     if (!secIntParam(req, "@id", id)) {
         Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Wrong parameter\n");
         secAnswer(rsp, FAL_BAD_REQUEST, "Wrong parameter");
         return rsp;
     }
-    FalTree tunnels = secLock(apiType, "vpn.ipsec", req->requester);
+    FalTree tunnels = secLock(API_TYPE_SECURITY, "vpn.ipsec", req->requester);
     int at = tunnels ? secFindItem(tunnels.get(), "id", id) : -1;
     if (!tunnels) {
         Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Cannot get database for %s\n", "vpn.ipsec");
@@ -241,14 +241,14 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecGetOne(_FAL_REQ_T* req)
         rsp->data->del("id");
     }
     tunnels.reset();
-    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
     return rsp;
 }
 
 _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecUpdate(_FAL_REQ_T* req)
 {
     // Even a null request is answered, with the id its request would have had.
-    _FAL_RSP_T* rsp = newFalResponse(apiType, req ? req->msgId + 1 : 59, false);
+    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, req ? req->msgId + 1 : 59, false);
     int id = 0;
     if (!readTunnelRequest(req, rsp, id))
         return rsp;
@@ -256,7 +256,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecUpdate(_FAL_REQ_T* req)
         secAnswer(rsp, FAL_BAD_REQUEST, refusal);
         return rsp;
     }
-    FalTree tunnels = lockTunnels(apiType, req, rsp);
+    FalTree tunnels = lockTunnels(req, rsp);
     int at = tunnels ? findTunnel(tunnels.get(), id, rsp) : -1;
     if (at >= 0) {
         // Only a successful save turns the answer to FAL_OK; the text stays as created.
@@ -269,12 +269,12 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecUpdate(_FAL_REQ_T* req)
             keepStoredValues(tunnel.get(), stored.get());
             tunnel->set("id", id);
             tunnels->setArrayItem(static_cast<unsigned>(at), tunnel.get());
-            if (secSave(apiType, req->requester))
+            if (secSave(API_TYPE_SECURITY, req->requester))
                 rsp->status = FAL_OK;
         }
     }
     tunnels.reset();
-    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
     return rsp;
 }
 
@@ -286,14 +286,14 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecCreate(_FAL_REQ_T* req)
         Logger::print(LOG_TYPE_ERROR, SEC_LOG, "A null request has been received\n");
         return nullptr;
     }
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 73, true);
+    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 73, true);
     if (!secHasObjectBody(req)) {
         Logger::print(LOG_TYPE_ERROR, SEC_LOG, "A null message request received\n");
         secAnswer(rsp, FAL_BAD_REQUEST, "A null message request received");
     } else {
         rsp->status = FAL_FAILED;
         FalTree tunnel(req->body->clone(nullptr));
-        FalTree tunnels = secLock(apiType, "vpn.ipsec", req->requester);
+        FalTree tunnels = secLock(API_TYPE_SECURITY, "vpn.ipsec", req->requester);
         if (!tunnels) {
             Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Cannot read network object from file\n");
             secAnswer(rsp, FAL_DB_ERROR, "Database error");
@@ -302,12 +302,12 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecCreate(_FAL_REQ_T* req)
             tunnel->set("id", id);
             tunnels->setArrayItem(tunnels->len(), tunnel.get());
             // A failed save still answers with the id, as FAL_FAILED "FAL processed fine!".
-            if (secSave(apiType, req->requester))
+            if (secSave(API_TYPE_SECURITY, req->requester))
                 secAnswer(rsp, FAL_CREATED, "New Created");
             rsp->data->set("id", id);
         }
         tunnels.reset();
-        LocalDbCtrl::unlockDbObject(apiType, req->requester);
+        LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
     }
     Logger::print(LOG_TYPE_TRACE, SEC_LOG, "%s Exit\n", name);
     return rsp;
@@ -316,20 +316,20 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecCreate(_FAL_REQ_T* req)
 _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecDelete(_FAL_REQ_T* req)
 {
     // Even a null request is answered, with the id its request would have had.
-    _FAL_RSP_T* rsp = newFalResponse(apiType, req ? req->msgId + 1 : 61, false);
+    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, req ? req->msgId + 1 : 61, false);
     int id = 0;
     if (!readTunnelRequest(req, rsp, id))
         return rsp;
-    FalTree tunnels = lockTunnels(apiType, req, rsp);
+    FalTree tunnels = lockTunnels(req, rsp);
     int at = tunnels ? findTunnel(tunnels.get(), id, rsp) : -1;
     if (at >= 0) {
         tunnels->delArrayItem(static_cast<unsigned>(at));
         // A failed save leaves the answer as created.
-        if (secSave(apiType, req->requester))
+        if (secSave(API_TYPE_SECURITY, req->requester))
             rsp->status = FAL_DELETED;
     }
     tunnels.reset();
-    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
     return rsp;
 }
 
@@ -337,25 +337,25 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecDeleteAll(_FAL_REQ_T* req)
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, req->msgId + 1, false);
-    FalTree tunnels = secLock(apiType, "vpn.ipsec", req->requester);
+    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, req->msgId + 1, false);
+    FalTree tunnels = secLock(API_TYPE_SECURITY, "vpn.ipsec", req->requester);
     if (tunnels) {
         tunnels->clearArrayItems();
         // A failed lock or save leaves the answer as created.
-        if (secSave(apiType, req->requester))
+        if (secSave(API_TYPE_SECURITY, req->requester))
             secAnswer(rsp, FAL_OK, "Table is deleted");
     }
     tunnels.reset();
-    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
     return rsp;
 }
 
 _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecConnect(_FAL_REQ_T*)
 {
-    return newFalResponse(apiType, 69, false);
+    return newFalResponse(API_TYPE_SECURITY, 69, false);
 }
 
 _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecDisconnect(_FAL_REQ_T*)
 {
-    return newFalResponse(apiType, 71, false);
+    return newFalResponse(API_TYPE_SECURITY, 71, false);
 }

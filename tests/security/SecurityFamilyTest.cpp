@@ -59,3 +59,38 @@ TEST_F(SecurityTest, NullRequestsAnsweredAsRefusals)
     EXPECT_TRUE(logged("A null request has been received\n"));
     EXPECT_EQ(onDisk(API_TYPE_SECURITY), canon(security_test::kSecurity));
 }
+
+TEST_F(SecurityTest, OwnOperationsGoByTheSecurityConstant)
+{
+    // Whatever type the host leaves on the object, the family's own operations answer as, and
+    // work on, the security document; only the generic ones follow the object.
+    family_.apiType = API_TYPE_SERVICE;
+    struct Case {
+        const char* op;
+        const char* body;
+        unsigned status;
+        const char* message;
+    } cases[] = {
+        {"SecurityFirewallGet", nullptr, FAL_OK, kFine},
+        {"SecurityFirewallAlertUpdate", R"({"active": true, "alert": {"email": "e", "smtp": "s"}})", FAL_OK, kFine},
+        {"SecurityFirewallLogGet", nullptr, FAL_OK, kFine},
+        {"SecurityParentalcontrolSet", R"({"active": true})", FAL_OK, kFine},
+        {"SecurityParentalcontrolCreate", R"({"name": "r4"})", FAL_CREATED, "New Created"},
+        {"SecurityVpnServerGet", nullptr, FAL_OK, kFine},
+        {"SecurityVpnIpsecDeleteAll", nullptr, FAL_OK, "Table is deleted"},
+        {"SecurityVpnIpsecConnect", nullptr, FAL_OK, kFine},
+        {"SecurityManagedDevicesGet", nullptr, FAL_OK, kFine},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.op);
+        OpRsp rsp = call(c.op, {}, c.body);
+        ASSERT_NE(rsp, nullptr);
+        EXPECT_EQ(rsp->apiType, unsigned(API_TYPE_SECURITY));
+        EXPECT_EQ(rsp->status, c.status);
+        EXPECT_STREQ(rsp->message, c.message);
+    }
+    EXPECT_EQ(stored("firewallAlert.alert.email"), "\"e\"");
+    EXPECT_EQ(stored("parentalControl.general.active"), "true");
+    EXPECT_EQ(ids("parentalControlRules.rules", "index"), "1,2,3,4");
+    EXPECT_EQ(stored("vpn.ipsec"), "[]");
+}
