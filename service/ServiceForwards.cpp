@@ -46,7 +46,7 @@ _FAL_RSP_T* patchLastWins(_FAL_REQ_T* req, const char* fn, const char* key, unsi
 }
 
 // Appends a copy of the body with a fresh id while the list holds fewer than "maxRules" entries:
-// 1 with the id, or 4 without data.
+// 1 with the id, or 4 without data (a failed lock too).
 _FAL_RSP_T* createLimited(_FAL_REQ_T* req, const char* fn, const char* key, unsigned msgId)
 {
     if (!req || !req->body)
@@ -57,8 +57,10 @@ _FAL_RSP_T* createLimited(_FAL_REQ_T* req, const char* fn, const char* key, unsi
         return nullptr;
     SvcLock lock(API_TYPE_SERVICE, key, req->requester);
     svcLockOrAnswer(lock, rsp, FAL_FAILED);
-    if (!lock)
+    if (!lock) {
+        svcDropData(rsp);
         return rsp;
+    }
     FalTree rules = svcArray(lock.get(), "rules");
     if (!rules) {
         svcAnswer(rsp, FAL_DB_ERROR);
