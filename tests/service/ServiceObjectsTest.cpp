@@ -37,6 +37,8 @@ TEST_F(ServiceTest, ServiceSingleObjectsTable)
         {"alg update keeps names and drops unknown ids", "ServiceAlgUpdate", {}, R"([{"id":1,"displayName":"X","active":false},{"id":9,"displayName":"Y"}])", alg, NO_FAULT, 0, nullptr, 125, "null",
          R"([{"id":0,"displayName":"FTP","active":true},{"id":1,"displayName":"SIP","active":false}])"},
         {"alg update, lock fails", "ServiceAlgUpdate", {}, "[]", alg, FAIL_LOCK, 4, nullptr, 125, "null", nullptr},
+        {"alg update with an entry that is no object", "ServiceAlgUpdate", {}, R"([{"id":1,"active":false},0])", alg, NO_FAULT, 10, "Bad request", 125, "null", nullptr},
+        {"alg update with an object body", "ServiceAlgUpdate", {}, R"({"id":0,"active":false})", alg, NO_FAULT, 10, "Bad request", 125, "null", nullptr},
     });
     const char* options = R"({"wanBlocking":true,"multicast":false})";
     checkAll("networkOption", {

@@ -89,6 +89,8 @@ TEST_F(ServiceTest, ServiceWakeOnLanTable)
         {"update, save fails", "ServiceWolUpdate", {}, R"({"active":true})", WOL, FAIL_SAVE, 4, nullptr, 71, "null", nullptr},
         {"update, lock fails", "ServiceWolUpdate", {}, R"({"active":true})", WOL, FAIL_LOCK, 8, nullptr, 71, "{}", nullptr},
         {"update without body", "ServiceWolUpdate", {}, nullptr, WOL, NO_FAULT, 10, "Bad request", 71, "{}", nullptr},
+        {"update with rules that are not entries", "ServiceWolUpdate", {}, R"({"active":true,"rules":[{"id":3},7]})", WOL, NO_FAULT, 10, "Bad request", 71, "{}", nullptr},
+        {"update with rules not a list", "ServiceWolUpdate", {}, R"({"active":true,"rules":{"id":3}})", WOL, NO_FAULT, 10, "Bad request", 71, "{}", nullptr},
         {"create: largest id + 1", "ServiceWolCreate", {}, R"({"mac":"c"})", WOL, NO_FAULT, 1, nullptr, 73, R"({"id":2})",
          R"({"active":false,"rules":[{"id":1,"mac":"a"},{"id":0,"mac":"b"},{"mac":"c","id":2}]})"},
         {"create without rules", "ServiceWolCreate", {}, R"({"mac":"c"})", R"({"active":false})", NO_FAULT, 4, nullptr, 73, "null", nullptr},
