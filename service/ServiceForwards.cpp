@@ -6,8 +6,8 @@
 namespace {
 
 // Replaces the entry with the rule id by the body (keeping the entry's id). With `activeOnly`
-// set, a body without "serviceType" changes only the entry's "active". Not found: 4. A request
-// without body gets no response (logged with `nullLog` when given).
+// set, a body without "serviceType" changes only the entry's "active". Not found: 4; no rule
+// array: 8. A request without body gets no response (logged with `nullLog` when given).
 _FAL_RSP_T* patchLastWins(_FAL_REQ_T* req, const char* fn, const char* key, unsigned msgId, bool activeOnly,
                           const char* nullLog)
 {
@@ -26,6 +26,10 @@ _FAL_RSP_T* patchLastWins(_FAL_REQ_T* req, const char* fn, const char* key, unsi
         return rsp;
     int ruleId = svcRuleIdLastWins(req);
     FalTree rules = svcArray(lock.get(), "rules");
+    if (!rules) {
+        svcAnswer(rsp, FAL_DB_ERROR);
+        return rsp;
+    }
     int index = handleFindArrayItemById(rules.get(), "id", ruleId);
     if (index < 0) {
         Logger::print(LOG_TYPE_ERROR, SVC_LOG, "Cannot find the request id\n");
@@ -46,7 +50,7 @@ _FAL_RSP_T* patchLastWins(_FAL_REQ_T* req, const char* fn, const char* key, unsi
 }
 
 // Appends a copy of the body with a fresh id while the list holds fewer than "maxRules" entries:
-// 1 with the id, or 4 without data.
+// 1 with the id, or 4 without data (a failed lock too).
 _FAL_RSP_T* createLimited(_FAL_REQ_T* req, const char* fn, const char* key, unsigned msgId)
 {
     if (!req || !req->body)
@@ -57,8 +61,10 @@ _FAL_RSP_T* createLimited(_FAL_REQ_T* req, const char* fn, const char* key, unsi
         return nullptr;
     SvcLock lock(API_TYPE_SERVICE, key, req->requester);
     svcLockOrAnswer(lock, rsp, FAL_FAILED);
-    if (!lock)
+    if (!lock) {
+        svcDropData(rsp);
         return rsp;
+    }
     FalTree rules = svcArray(lock.get(), "rules");
     if (!rules) {
         svcAnswer(rsp, FAL_DB_ERROR);

@@ -62,6 +62,18 @@ bool svcLacksBody(_FAL_RSP_T* rsp, const _FAL_REQ_T* req)
     return svcRefusesRequest(rsp, req, "Bad request");
 }
 
+bool svcRefusesEntries(_FAL_RSP_T* rsp, TreeMapObject* entries)
+{
+    bool objects = entries->isArray();
+    for (unsigned i = 0; objects && i < entries->len(); ++i) {
+        FalTree entry(entries->at(i));
+        objects = entry && entry->isObject();
+    }
+    if (!objects)
+        svcAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
+    return !objects;
+}
+
 bool svcRefusesRequest(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, const char* message, bool needBody)
 {
     if (req && (req->body || !needBody))

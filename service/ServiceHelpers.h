@@ -59,6 +59,8 @@ void svcAnswer(_FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message = nullp
 void svcDropData(_FAL_RSP_T* rsp);
 // Answers 10 "Bad request" and yields true when the request has no body.
 bool svcLacksBody(_FAL_RSP_T* rsp, const _FAL_REQ_T* req);
+// Answers 10 "Bad request" and yields true unless `entries` is an array of objects.
+bool svcRefusesEntries(_FAL_RSP_T* rsp, TreeMapObject* entries);
 // Answers 10 with `message` and yields true when the request or (with `needBody`) its body is
 // missing.
 bool svcRefusesRequest(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, const char* message, bool needBody = true);

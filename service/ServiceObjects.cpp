@@ -167,7 +167,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceAlgUpdate(_FAL_REQ_T* req)
 {
     SvcTrace trace("ServiceAlgUpdate");
     _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 125, false);
-    if (!rsp || svcLacksBody(rsp, req))
+    if (!rsp || svcLacksBody(rsp, req) || svcRefusesEntries(rsp, req->body))
         return rsp;
     SvcLock gateways(API_TYPE_SERVICE, "alg", req->requester);
     svcLockOrAnswer(gateways, rsp, FAL_FAILED);

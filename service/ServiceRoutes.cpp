@@ -20,6 +20,9 @@ _FAL_RSP_T* FalServiceLdb::ServiceWolUpdate(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 71, true);
     if (!rsp || svcLacksBody(rsp, req))
         return rsp;
+    FalTree given(req->body->get("rules"));
+    if (given && svcRefusesEntries(rsp, given.get()))
+        return rsp;
     SvcLock lock(API_TYPE_SERVICE, "wol", req->requester);
     svcLockOrAnswer(lock, rsp, FAL_DB_ERROR);
     if (!lock)
@@ -32,7 +35,6 @@ _FAL_RSP_T* FalServiceLdb::ServiceWolUpdate(_FAL_REQ_T* req)
     lock->set("active", req->body->get<bool>("active"));
     FalTree created(new TreeMapObject(true));
     FalTree updated(new TreeMapObject(true));
-    FalTree given(req->body->get("rules"));
     if (stored && given) {
         // Only the entries stored before the update count as found: given entries that share a
         // new id are all appended.

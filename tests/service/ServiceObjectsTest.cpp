@@ -2,9 +2,11 @@
 #include <unistd.h>
 
 #include <fstream>
+#include <set>
 #include <sstream>
 
 #include "service/ServiceFixture.h"
+#include "tools/common/FalDefaults.h"
 #include "service/ServiceHelpers.h"
 
 TEST_F(ServiceTest, ServiceSingleObjectsTable)
@@ -37,6 +39,8 @@ TEST_F(ServiceTest, ServiceSingleObjectsTable)
         {"alg update keeps names and drops unknown ids", "ServiceAlgUpdate", {}, R"([{"id":1,"displayName":"X","active":false},{"id":9,"displayName":"Y"}])", alg, NO_FAULT, 0, nullptr, 125, "null",
          R"([{"id":0,"displayName":"FTP","active":true},{"id":1,"displayName":"SIP","active":false}])"},
         {"alg update, lock fails", "ServiceAlgUpdate", {}, "[]", alg, FAIL_LOCK, 4, nullptr, 125, "null", nullptr},
+        {"alg update with an entry that is no object", "ServiceAlgUpdate", {}, R"([{"id":1,"active":false},0])", alg, NO_FAULT, 10, "Bad request", 125, "null", nullptr},
+        {"alg update with an object body", "ServiceAlgUpdate", {}, R"({"id":0,"active":false})", alg, NO_FAULT, 10, "Bad request", 125, "null", nullptr},
     });
     const char* options = R"({"wanBlocking":true,"multicast":false})";
     checkAll("networkOption", {
@@ -65,6 +69,12 @@ TEST_F(ServiceTest, ServiceUpnpOffEmptiesPortMappings)
     SvcRsp failed = call("ServiceUpnpUpdate", {}, R"({"active":false})");
     EXPECT_EQ(failed->status, 4u);
     EXPECT_EQ(onDisk(API_TYPE_SERVICE), canon(doc));
+
+    // Without a port-mapping table the switch is still saved and answered 0.
+    seed(API_TYPE_SERVICE, R"({"upnp":{"active":true}})");
+    SvcRsp noTable = call("ServiceUpnpUpdate", {}, R"({"active":false})");
+    EXPECT_EQ(noTable->status, 0u);
+    EXPECT_EQ(onDisk(API_TYPE_SERVICE), canon(R"({"upnp":{"active":false}})"));
 }
 
 TEST_F(ServiceTest, ServiceLogSettings)
@@ -182,4 +192,43 @@ TEST_F(ServiceTest, ServiceSingleObjectUpdatesWithoutBody)
         EXPECT_EQ(rsp->msgId, update.second);
     }
     EXPECT_EQ(onDisk(API_TYPE_SERVICE), before);
+}
+
+// Every service operation answers on the factory defaults; only the patches of lists that start
+// empty find no rule 0.
+TEST_F(ServiceTest, ServiceEveryOperationAnswersOnTheFactoryDefaults)
+{
+    for (unsigned apiType : {unsigned(API_TYPE_SERVICE), unsigned(API_TYPE_GATEWAY)}) {
+        const std::string path = std::string("db/") + LocalDbCtrl::documentName(apiType) + ".json";
+        for (const FalDefaultFile* f = falDefaultFiles; f->path; ++f)
+            if (path == f->path)
+                seed(apiType, std::string(f->data, f->size));
+    }
+    const std::set<std::string> emptyListPatches = {"ServicePortfilteringPatch", "ServiceIpfilteringPatch",
+                                                    "ServicePorttriggeringPatch", "ServicePortIpFilteringPatch"};
+    const std::set<std::string> noResponse = {"ServicePortforwardingUpdate", "ServicePorttriggeringUpdate",
+                                              "ServiceStaticrouteUpdate", "ServiceReservedipUpdate"};
+    const char* body = R"({"active":true,"deviceId":4,"ipAddress":"192.168.1.20","rules":[{"id":0}],
+        "rule":{"macAddress":"AA"},"target":"8.8.8.8","count":2,"serviceType":"HTTP"})";
+    char cwd[4096];
+    ASSERT_NE(getcwd(cwd, sizeof cwd), nullptr);
+    ASSERT_EQ(chdir(root_.c_str()), 0);
+    const FalFamilyInfo* family = falFamilyByName("service");
+    for (const FalOpInfo& op : family->ops) {
+        if (!family->implemented(&svc_, op.slot) || std::string(op.name) == "ServiceWolWakeon")
+            continue;
+        SCOPED_TRACE(op.name);
+        bool alg = std::string(op.name) == "ServiceAlgUpdate";
+        SvcRsp rsp = call(op.name, {{"@ruleId", "0"}}, alg ? R"([{"id":0,"active":false}])" : body);
+        if (noResponse.count(op.name)) {
+            EXPECT_EQ(rsp, nullptr);
+            continue;
+        }
+        ASSERT_NE(rsp, nullptr);
+        if (emptyListPatches.count(op.name))
+            EXPECT_GE(rsp->status, unsigned(FAL_FAILED));
+        else
+            EXPECT_LT(rsp->status, unsigned(FAL_FAILED)) << rsp->message;
+    }
+    EXPECT_EQ(chdir(cwd), 0);
 }
