@@ -234,7 +234,7 @@ TEST_F(GatewaySystem, RegistrationCodeAndFigures)
         std::string code = rsp->data->get<const char*>("regCode");
         ASSERT_EQ(code.size(), 6u) << code;
         EXPECT_EQ(code.find_first_not_of("0123456789"), std::string::npos) << code;
-        EXPECT_EQ(rsp->msgId, 29u);
+        EXPECT_EQ(rsp->msgId, requestId("GatewayRegistrationCode") + 1);
     }
     GwRsp cpu = call("GatewayCpuUsage");
     ASSERT_EQ(cpu->status, 0u);
