@@ -253,3 +253,24 @@ TEST_F(GatewaySystem, RegistrationCodeAndFigures)
     seed(API_TYPE_GATEWAY, "{}");
     check({"no cpu object", "GatewayCpuUsage", {}, nullptr, 8, "failed to load database", nullptr, nullptr}, "{}");
 }
+
+TEST(GatewayMemoryLine, FiguresAreTheTokensBeforeTotalAndFree)
+{
+    const struct {
+        const char* line;
+        int total;
+        int free;
+    } cases[] = {
+        {"KiB Mem :  8167848 total,  1227072 free,  4331208 used,  2609568 buff/cache\n", 8167848, 1227072},
+        {"KiB Mem:   2055636 total,  1837308 used,   218328 free,    71284 buffers\n", 2055636, 218328},
+        {"KiB Mem :  8167848 total,  4331208 used\n", 8167848, 0},
+        {"", 0, 0},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.line);
+        int total = 0, free = 0;
+        gatewayParseMemoryLine(c.line, total, free);
+        EXPECT_EQ(total, c.total);
+        EXPECT_EQ(free, c.free);
+    }
+}
