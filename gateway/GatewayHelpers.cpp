@@ -1,6 +1,7 @@
 #include "gateway/GatewayHelpers.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "frame/BeHelpers.h"
@@ -103,4 +104,17 @@ std::string gatewayBackupFileName(time_t when)
     char date[48];
     snprintf(date, sizeof(date), "%02d%02d%s", utc.tm_mday, utc.tm_mon + 1, year);
     return std::string("www/files/configuration/qr451.") + date + ".conf";
+}
+
+void gatewayParseMemoryLine(std::string text, int& total, int& freeKib)
+{
+    char prev[20] = "";
+    char* save = nullptr;
+    for (char* tok = strtok_r(&text[0], " ,:.", &save); tok; tok = strtok_r(nullptr, " ,:.", &save)) {
+        if (strcmp(tok, "total") == 0)
+            total = atoi(prev);
+        else if (strcmp(tok, "free") == 0)
+            freeKib = atoi(prev);
+        snprintf(prev, sizeof(prev), "%s", tok);
+    }
 }

@@ -63,6 +63,10 @@ _FAL_RSP_T* gatewayProbeLock(unsigned apiType, unsigned rspId);
 // Runs a shell command and collects its output; false when it cannot be started.
 bool gatewayCommandOutput(const char* command, std::string& out);
 
+// The "total" and "free" figures of top's "KiB Mem" line: the token before each word, cut at
+// blanks, commas, colons and full stops; a word that is missing leaves its figure alone.
+void gatewayParseMemoryLine(std::string text, int& total, int& freeKib);
+
 // Backup file name for a moment: "www/files/configuration/qr451." + DDMMYY (UTC) + ".conf".
 std::string gatewayBackupFileName(time_t when);
 

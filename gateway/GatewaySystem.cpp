@@ -56,20 +56,6 @@ int meminfoKib(const char* name)
     return 0;
 }
 
-// The "total" and "free" figures of top's "KiB Mem" line: the token before each word.
-void parseMemoryLine(std::string text, int& total, int& freeKib)
-{
-    char prev[20] = "";
-    char* save = nullptr;
-    for (char* tok = strtok_r(&text[0], " ,:.", &save); tok; tok = strtok_r(nullptr, " ,:.", &save)) {
-        if (strcmp(tok, "total") == 0)
-            total = atoi(prev);
-        else if (strcmp(tok, "free") == 0)
-            freeKib = atoi(prev);
-        snprintf(prev, sizeof(prev), "%s", tok);
-    }
-}
-
 // Position of the first language entry whose "id" text is `id`, or -1; `fn` names the caller in
 // the log.
 int findLanguage(TreeMapObject* languages, const char* id, const char* fn)
@@ -158,7 +144,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayMemoryUsage(_FAL_REQ_T* req)
         total = meminfoKib("MemTotal");
         freeKib = meminfoKib("MemFree");
     } else {
-        parseMemoryLine(out, total, freeKib);
+        gatewayParseMemoryLine(out, total, freeKib);
     }
     rsp->data->set("total", total);
     rsp->data->set("free", freeKib);

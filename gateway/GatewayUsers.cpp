@@ -74,6 +74,17 @@ TreeMapObject* lockUsersOfType(_FAL_REQ_T* req, _FAL_RSP_T* rsp, unsigned apiTyp
     return gatewayLock(rsp, apiType, USERS, req->requester, "failed to get database");
 }
 
+// The reads that look for one user of the class: the "@type" check, the lock of "users", a walk
+// until `visit` stops it, 4 "user is not found" when nothing did, the release.
+template <typename Visit>
+void findUserOfType(_FAL_REQ_T* req, _FAL_RSP_T* rsp, unsigned apiType, const GatewayParam& type, Visit visit)
+{
+    TreeMapObject* users = lockUsersOfType(req, rsp, apiType, type);
+    if (users && !gatewayWalk(users, visit))
+        gatewayAnswer(rsp, FAL_FAILED, "user is not found");
+    gatewayRelease(apiType, req->requester, users);
+}
+
 void logMissingUser(const char* fn, unsigned i, unsigned n)
 {
     Logger::print(LOG_TYPE_INFO, GW_LOG, "%s: failed to get user at %d usr_len=%d\n", fn, static_cast<int>(i),
@@ -186,34 +197,28 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserSecurityLevelPasswordGet(_FAL_REQ_T* req)
     if (!rsp)
         return nullptr;
     GatewayParam type(req, "@type");
-    TreeMapObject* users = lockUsersOfType(req, rsp, apiType, type);
-    if (users) {
-        const char* fn = "GatewayUserSecurityLevelPasswordGet";
-        bool found = gatewayWalk(users, [&](unsigned i, TreeMapObject* rec) {
-            if (!rec) {
-                logNullObject(fn, i);
-                return true;
-            }
-            const char* usrType = rec->get<const char*>("type");
-            const char* usrName = rec->get<const char*>("userName");
-            const char* level = rec->get<const char*>("level");
-            if (!usrType || !usrName || !level) {
-                Logger::print(LOG_TYPE_INFO, GW_LOG, "%s: [%d] usrtype=%p usrname=%p level=%p\n", fn,
-                              static_cast<int>(i), static_cast<const void*>(usrType),
-                              static_cast<const void*>(usrName), static_cast<const void*>(level));
-                return true;
-            }
-            Logger::print(LOG_TYPE_PROGRESS, GW_LOG, "%s: [%d] check user type=%s name=%s level=%s\n", fn,
-                          static_cast<int>(i), usrType, usrName, level);
-            if (!sameText(usrType, type.get()) || !sameText(usrName, "admin"))
-                return true;
-            rsp->data->set("level", level);
-            return false;
-        });
-        if (!found)
-            gatewayAnswer(rsp, FAL_FAILED, "user is not found");
-    }
-    gatewayRelease(apiType, req->requester, users);
+    const char* fn = "GatewayUserSecurityLevelPasswordGet";
+    findUserOfType(req, rsp, apiType, type, [&](unsigned i, TreeMapObject* rec) {
+        if (!rec) {
+            logNullObject(fn, i);
+            return true;
+        }
+        const char* usrType = rec->get<const char*>("type");
+        const char* usrName = rec->get<const char*>("userName");
+        const char* level = rec->get<const char*>("level");
+        if (!usrType || !usrName || !level) {
+            Logger::print(LOG_TYPE_INFO, GW_LOG, "%s: [%d] usrtype=%p usrname=%p level=%p\n", fn,
+                          static_cast<int>(i), static_cast<const void*>(usrType),
+                          static_cast<const void*>(usrName), static_cast<const void*>(level));
+            return true;
+        }
+        Logger::print(LOG_TYPE_PROGRESS, GW_LOG, "%s: [%d] check user type=%s name=%s level=%s\n", fn,
+                      static_cast<int>(i), usrType, usrName, level);
+        if (!sameText(usrType, type.get()) || !sameText(usrName, "admin"))
+            return true;
+        rsp->data->set("level", level);
+        return false;
+    });
     return rsp;
 }
 
@@ -457,41 +462,33 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserValidate(_FAL_REQ_T* req)
     if (!rsp)
         return nullptr;
     GatewayParam type(req, "@type");
-    if (gatewayLacksType(rsp, type.get()))
-        return rsp;
     const char* fn = "GatewayUserValidate";
     const char* userName = bodyText(req, "userName");
     const char* password = bodyText(req, "password");
     Logger::print(LOG_TYPE_PROGRESS, GW_LOG, "%s: request uname=%s password=%s type=%s\n", fn, printable(userName),
-                  printable(password), type.get());
-    TreeMapObject* users = gatewayLock(rsp, apiType, USERS, req->requester, "failed to get database");
-    if (users) {
-        bool found = gatewayWalk(users, [&](unsigned i, TreeMapObject* rec) {
-            if (!rec) {
-                logNullObject(fn, i);
-                return true;
-            }
-            const char* usrType = rec->get<const char*>("type");
-            const char* usrName = rec->get<const char*>("userName");
-            const char* passwrd = rec->get<const char*>("password");
-            if (!usrType || !usrName || !passwrd) {
-                Logger::print(LOG_TYPE_INFO, GW_LOG, "%s: [%d] usrtype=%p usrname=%p passwrd=%p\n", fn,
-                              static_cast<int>(i), static_cast<const void*>(usrType),
-                              static_cast<const void*>(usrName), static_cast<const void*>(passwrd));
-                return true;
-            }
-            Logger::print(LOG_TYPE_PROGRESS, GW_LOG, "%s: [%d] check user type=%s name=%s\n", fn,
-                          static_cast<int>(i), usrType, usrName);
-            if (!sameText(usrType, type.get()) || !sameText(usrName, userName))
-                return true;
-            if (!sameText(passwrd, password))
-                gatewayAnswer(rsp, FAL_FAILED, "incorrect password");
-            return false;
-        });
-        if (!found)
-            gatewayAnswer(rsp, FAL_FAILED, "user is not found");
-    }
-    gatewayRelease(apiType, req->requester, users);
+                  printable(password), printable(type.get()));
+    findUserOfType(req, rsp, apiType, type, [&](unsigned i, TreeMapObject* rec) {
+        if (!rec) {
+            logNullObject(fn, i);
+            return true;
+        }
+        const char* usrType = rec->get<const char*>("type");
+        const char* usrName = rec->get<const char*>("userName");
+        const char* passwrd = rec->get<const char*>("password");
+        if (!usrType || !usrName || !passwrd) {
+            Logger::print(LOG_TYPE_INFO, GW_LOG, "%s: [%d] usrtype=%p usrname=%p passwrd=%p\n", fn,
+                          static_cast<int>(i), static_cast<const void*>(usrType),
+                          static_cast<const void*>(usrName), static_cast<const void*>(passwrd));
+            return true;
+        }
+        Logger::print(LOG_TYPE_PROGRESS, GW_LOG, "%s: [%d] check user type=%s name=%s\n", fn,
+                      static_cast<int>(i), usrType, usrName);
+        if (!sameText(usrType, type.get()) || !sameText(usrName, userName))
+            return true;
+        if (!sameText(passwrd, password))
+            gatewayAnswer(rsp, FAL_FAILED, "incorrect password");
+        return false;
+    });
     return rsp;
 }
 
@@ -504,23 +501,17 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserRefresh(_FAL_REQ_T* req)
         return nullptr;
     const char* userName = bodyText(req, "userName");
     GatewayParam type(req, "@type");
-    TreeMapObject* users = lockUsersOfType(req, rsp, apiType, type);
-    if (users) {
-        bool found = gatewayWalk(users, [&](unsigned i, TreeMapObject* rec) {
-            if (!rec) {
-                logNullObject("GatewayUserRefresh", i);
-                return true;
-            }
-            const char* token = rec->get<const char*>("accessToken");
-            if (!userMatches(rec, type.get(), userName) || !token)
-                return true;
-            rsp->data->set("accessToken", token);
-            return false;
-        });
-        if (!found)
-            gatewayAnswer(rsp, FAL_FAILED, "user is not found");
-    }
-    gatewayRelease(apiType, req->requester, users);
+    findUserOfType(req, rsp, apiType, type, [&](unsigned i, TreeMapObject* rec) {
+        if (!rec) {
+            logNullObject("GatewayUserRefresh", i);
+            return true;
+        }
+        const char* token = rec->get<const char*>("accessToken");
+        if (!userMatches(rec, type.get(), userName) || !token)
+            return true;
+        rsp->data->set("accessToken", token);
+        return false;
+    });
     return rsp;
 }
 
@@ -533,31 +524,25 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserCheckDefault(_FAL_REQ_T* req)
         return nullptr;
     const char* userName = bodyText(req, "userName");
     GatewayParam type(req, "@type");
-    TreeMapObject* users = lockUsersOfType(req, rsp, apiType, type);
-    if (users) {
-        const char* fn = "GatewayUserCheckDefault";
-        bool found = gatewayWalk(users, [&](unsigned i, TreeMapObject* rec) {
-            if (!rec)
-                return true;
-            bool defaultUsed = rec->get<bool>("defaultUsed");
-            const char* usrType = rec->get<const char*>("type");
-            const char* usrName = rec->get<const char*>("userName");
-            if (!usrType || !usrName) {
-                Logger::print(LOG_TYPE_INFO, GW_LOG, "%s: [%d] usrtype=%p usrname=%p\n", fn, static_cast<int>(i),
-                              static_cast<const void*>(usrType), static_cast<const void*>(usrName));
-                return true;
-            }
-            Logger::print(LOG_TYPE_PROGRESS, GW_LOG, "%s: [%d] check user type=%s name=%s defaultUsed=%d\n", fn,
-                          static_cast<int>(i), usrType, usrName, defaultUsed ? 1 : 0);
-            if (!sameText(usrType, type.get()) || !sameText(usrName, userName))
-                return true;
-            rsp->data->set("defaultUsed", defaultUsed);
-            return false;
-        });
-        if (!found)
-            gatewayAnswer(rsp, FAL_FAILED, "user is not found");
-    }
-    gatewayRelease(apiType, req->requester, users);
+    const char* fn = "GatewayUserCheckDefault";
+    findUserOfType(req, rsp, apiType, type, [&](unsigned i, TreeMapObject* rec) {
+        if (!rec)
+            return true;
+        bool defaultUsed = rec->get<bool>("defaultUsed");
+        const char* usrType = rec->get<const char*>("type");
+        const char* usrName = rec->get<const char*>("userName");
+        if (!usrType || !usrName) {
+            Logger::print(LOG_TYPE_INFO, GW_LOG, "%s: [%d] usrtype=%p usrname=%p\n", fn, static_cast<int>(i),
+                          static_cast<const void*>(usrType), static_cast<const void*>(usrName));
+            return true;
+        }
+        Logger::print(LOG_TYPE_PROGRESS, GW_LOG, "%s: [%d] check user type=%s name=%s defaultUsed=%d\n", fn,
+                      static_cast<int>(i), usrType, usrName, defaultUsed ? 1 : 0);
+        if (!sameText(usrType, type.get()) || !sameText(usrName, userName))
+            return true;
+        rsp->data->set("defaultUsed", defaultUsed);
+        return false;
+    });
     return rsp;
 }
 

@@ -234,7 +234,7 @@ TEST_F(GatewaySystem, RegistrationCodeAndFigures)
         std::string code = rsp->data->get<const char*>("regCode");
         ASSERT_EQ(code.size(), 6u) << code;
         EXPECT_EQ(code.find_first_not_of("0123456789"), std::string::npos) << code;
-        EXPECT_EQ(rsp->msgId, 29u);
+        EXPECT_EQ(rsp->msgId, requestId("GatewayRegistrationCode") + 1);
     }
     GwRsp cpu = call("GatewayCpuUsage");
     ASSERT_EQ(cpu->status, 0u);
@@ -252,4 +252,25 @@ TEST_F(GatewaySystem, RegistrationCodeAndFigures)
     // Without the stored objects the figures are not taken.
     seed(API_TYPE_GATEWAY, "{}");
     check({"no cpu object", "GatewayCpuUsage", {}, nullptr, 8, "failed to load database", nullptr, nullptr}, "{}");
+}
+
+TEST(GatewayMemoryLine, FiguresAreTheTokensBeforeTotalAndFree)
+{
+    const struct {
+        const char* line;
+        int total;
+        int free;
+    } cases[] = {
+        {"KiB Mem :  8167848 total,  1227072 free,  4331208 used,  2609568 buff/cache\n", 8167848, 1227072},
+        {"KiB Mem:   2055636 total,  1837308 used,   218328 free,    71284 buffers\n", 2055636, 218328},
+        {"KiB Mem :  8167848 total,  4331208 used\n", 8167848, 0},
+        {"", 0, 0},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.line);
+        int total = 0, free = 0;
+        gatewayParseMemoryLine(c.line, total, free);
+        EXPECT_EQ(total, c.total);
+        EXPECT_EQ(free, c.free);
+    }
 }
