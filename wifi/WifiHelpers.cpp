@@ -21,7 +21,7 @@ const char* wifiParamAt(const _FAL_REQ_T* req, unsigned position)
 {
     for (const auto& param : req->params) {
         if (position-- == 0)
-            return param.second.empty() ? nullptr : param.second.c_str();
+            return param.second.c_str();
     }
     return nullptr;
 }

@@ -18,7 +18,7 @@ extern const char* const WIFI_NO_BODY;      // "null request content"
 void wifiAnswer(_FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message);
 
 // The value of the request's parameter at `position` (from 0), or null when the request has fewer
-// parameters or the value is empty. Borrowed from the request.
+// parameters. An empty value is a value (it reads as the number 0). Borrowed from the request.
 const char* wifiParamAt(const _FAL_REQ_T* req, unsigned position);
 
 // Opens an operation: makes the response and checks that the request has its first `params`

@@ -59,6 +59,8 @@ TEST_F(WifiTest, RadioGetSelectsASection)
         {{{"@interfaceId", "0"}, {"@section", "channelList"}}, canon(R"({"channelList": [1, 6, 11]})")},
         {{{"@interfaceId", "0"}, {"@section", "active"}}, canon(R"({"active": true})")},
         {{{"@interfaceId", "0"}, {"@section", "other"}}, wifiAt("radio.24g")},
+        // Positional values read as numbers: an empty one is interface 0, an empty section none.
+        {{{"@interfaceId", ""}, {"@section", ""}}, wifiAt("radio.24g")},
     };
     for (const auto& c : cases) {
         WifiRsp rsp = call("WifiRadioGet", c.params);

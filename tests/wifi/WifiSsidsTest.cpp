@@ -103,7 +103,7 @@ TEST_F(WifiTest, SsidCreateTakesTheLowestFreeGuestNumber)
 
 TEST_F(WifiTest, GuestDeleteKeepsThePrimary)
 {
-    for (const char* index : {"0", "abc"})
+    for (const char* index : {"0", "abc", ""})
         expectAnswer(call("WifiSsidGuestDelete", ssidOf("0", index)), FAL_BAD_REQUEST, "wrong ssidId");
     std::string before = wifiAt("ssid");
     expectAnswer(call("WifiSsidGuestDelete", ssidOf("0", "5")), FAL_DELETED, "Record Deleted");
