@@ -9,6 +9,15 @@ const char* kDevices = R"({
     {"id": 1, "name": "laser"}, {"id": 1, "name": "laser"}, {"id": 2, "name": "inkjet"}]}
 })";
 
+// A removal body whose "printers" repeats `entry` `count` times.
+std::string removalList(int count, const char* entry)
+{
+    std::string body = R"({"printers": [)";
+    for (int i = 0; i < count; ++i)
+        body += std::string(i ? "," : "") + entry;
+    return body + "]}";
+}
+
 struct RemoveCase {
     const char* title;
     const char* body;
@@ -93,6 +102,7 @@ TEST_F(MediashareTest, PrinterSwitchOffForgetsThePrinters)
 
 TEST_F(MediashareTest, PrinterRemoveTakesOnePrinterPerEntry)
 {
+    const std::string longest = removalList(256, R"({"id": 1, "name": "laser"})");
     struct Case {
         const char* title;
         const char* body;
@@ -104,6 +114,8 @@ TEST_F(MediashareTest, PrinterRemoveTakesOnePrinterPerEntry)
          R"([{"id":2,"name":"inkjet"}])"},
         {"no match", R"({"printers": [{"id": 2, "name": "laser"}]})",
          R"([{"id":1,"name":"laser"},{"id":1,"name":"laser"},{"id":2,"name":"inkjet"}])"},
+        {"the longest list accepted", longest.c_str(),
+         R"([{"id":2,"name":"inkjet"}])"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.title);
@@ -119,10 +131,7 @@ TEST_F(MediashareTest, DeviceRefusalsStoreNothing)
     const char* usb = R"({"usbs": [{"id": 1, "name": "disk"}]})";
     const char* name = R"({"name": "x"})";
     const char* printer = R"({"printers": [{"id": 2, "name": "inkjet"}]})";
-    std::string many = R"({"printers": [)";
-    for (int i = 0; i < 257; ++i)
-        many += std::string(i ? "," : "") + R"({"id": 2, "name": "inkjet"})";
-    many += "]}";
+    const std::string many = removalList(257, R"({"id": 2, "name": "inkjet"})");
     expectRefusals(kDevices, {
         {"MediashareUsbRemove", {}, R"({"usbs": []})", NONE, FAL_FAILED, kFine},
         {"MediashareUsbRemove", {}, R"({"devices": [{"id": 1, "name": "disk"}]})", NONE, FAL_FAILED, kFine},

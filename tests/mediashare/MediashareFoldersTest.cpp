@@ -41,6 +41,14 @@ TEST_F(MediashareTest, NetworkFolderIdsAreNeverReusedBelowTheLargest)
                  "MediashareNetworkfolderDelete");
     OpRsp after = call("MediashareNetworkfolderCreate", {}, R"({"name": "f"})");
     EXPECT_EQ(text(after->data), canon(R"({"id": 7})"));
+
+    // A failed save still names the id the record would have had, and stores nothing.
+    const std::string before = onDisk(API_TYPE_MEDIASHARE);
+    LocalDbCtrl::failNextSaves(API_TYPE_MEDIASHARE, 1);
+    OpRsp unsaved = call("MediashareNetworkfolderCreate", {}, R"({"name": "g"})");
+    expectAnswer(unsaved, FAL_FAILED, kFine, "MediashareNetworkfolderCreate");
+    EXPECT_EQ(text(unsaved->data), canon(R"({"id": 8})"));
+    EXPECT_EQ(onDisk(API_TYPE_MEDIASHARE), before);
 }
 
 TEST_F(MediashareTest, NetworkFolderUpdateReplacesTheRecordWhole)

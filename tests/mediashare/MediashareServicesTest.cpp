@@ -29,6 +29,8 @@ TEST_F(MediashareTest, FileServiceUpdatesRewriteEveryFolderStatus)
          {"samba ", "-", "-", "-", "samba"}},
         {"ftp on for folder 1, which has it", "MediashareFtpUpdate",
          R"({"active": true, "networkFolder": {"id": 1}})", {"samba ftp", "-", "-", "-", "samba"}},
+        {"ftp on for folder 4, which has no status", "MediashareFtpUpdate",
+         R"({"active": true, "networkFolder": {"id": 4}})", {"samba ", "-", "-", " ftp", "samba"}},
         {"samba on for folder 3", "MediashareSambaUpdate", R"({"active": true, "networkFolder": {"id": 3}})",
          {" ftp", "-", " ftp samba", "-", "-"}},
         {"samba off for folder 5", "MediashareSambaUpdate", R"({"active": false, "networkFolder": {"id": 5}})",
