@@ -160,6 +160,9 @@ TEST_F(QosTest, IptvUpdateKeepsThePortGroupsTheBodyLeavesOut)
            "iptv": {"lanPort": [4], "vlanID": 101, "vlanPriority": 4},
            "ipPhone": {"lanPort": [3], "vlanID": 200, "vlanPriority": 6},
            "internet": {"lanPort": [1], "vlanID": 10, "vlanPriority": "3"}})"));
+    // The switch and the service are always written: an absent service reads as 0.
+    expectAnswer(call("QosIptvUpdate", {}, R"({"active": true})"), FAL_OK, kFine, "QosIptvUpdate");
+    EXPECT_EQ(stored("iptv.serviceID"), "0");
 }
 
 TEST_F(QosTest, RefusalsStoreNothing)
