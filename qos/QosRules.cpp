@@ -128,8 +128,7 @@ _FAL_RSP_T* FalQosLdb::QosRulesCreate(_FAL_REQ_T* req)
     if (!req)
         return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(apiType, 5, true);
-    TreeMapObject* rule = qosHasBody(req) ? req->body->clone("rule") : nullptr;
-    if (!rule) {
+    if (!qosHasBody(req)) {
         qosAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
         finishRuleReply(rsp, 0);
         return rsp;
@@ -147,18 +146,26 @@ _FAL_RSP_T* FalQosLdb::QosRulesCreate(_FAL_REQ_T* req)
             TreeMapObject* priorityClass = priority->at(i);
             bool found = isOfType(priorityClass, type);
             TreeMapObject* rules = found ? priorityClass->get("rules") : nullptr;
+            TreeMapObject* rule = nullptr;
             if (rules && static_cast<int>(rules->len()) < priorityClass->get<int>("maxRules")) {
-                if (rules->len() > 0) {
-                    TreeMapObject* last = rules->at(rules->len() - 1);
-                    index = last->get<int>("index") + 1;
-                    delete last;
+                // The rule is read only once its class has room for it.
+                rule = req->body->clone("rule");
+                if (!rule) {
+                    qosAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
+                } else {
+                    if (rules->len() > 0) {
+                        TreeMapObject* last = rules->at(rules->len() - 1);
+                        index = last->get<int>("index") + 1;
+                        delete last;
+                    }
+                    rule->set("index", index);
+                    rules->addArrayItem(rule);
+                    qosAnswer(rsp, FAL_CREATED, "New Created");
+                    if (LocalDbCtrl::saveDbObject(apiType, req->requester) != 0)
+                        qosAnswer(rsp, FAL_DB_ERROR, "failed to save database");
                 }
-                rule->set("index", index);
-                rules->addArrayItem(rule);
-                qosAnswer(rsp, FAL_CREATED, "New Created");
-                if (LocalDbCtrl::saveDbObject(apiType, req->requester) != 0)
-                    qosAnswer(rsp, FAL_DB_ERROR, "failed to save database");
             }
+            delete rule;
             delete rules;
             delete priorityClass;
             if (found)
@@ -168,7 +175,6 @@ _FAL_RSP_T* FalQosLdb::QosRulesCreate(_FAL_REQ_T* req)
     delete priority;
     delete qos;
     LocalDbCtrl::unlockDbObject(apiType, req->requester);
-    delete rule;
     finishRuleReply(rsp, index);
     return rsp;
 }
@@ -184,13 +190,19 @@ _FAL_RSP_T* FalQosLdb::QosRulesChange(_FAL_REQ_T* req)
     TreeMapObject* qos = nullptr;
     if (!readRuleAddress(req, rsp, type, index)) {
         // answered
-    } else if (!qosHasBody(req) || !(rule = req->body->clone("rule"))) {
+    } else if (!qosHasBody(req)) {
         qosAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
     } else if (!(qos = LocalDbCtrl::lockDbObject(apiType, "qos", req->requester))) {
         qosAnswer(rsp, FAL_DB_ERROR, "failed to get database");
     } else {
         qosAnswer(rsp, FAL_DB_ERROR, "failed to update rule");
+        rule = req->body->clone("rule");
         visitAddressedRules(qos, type.get(), index, [&](TreeMapObject* rules, unsigned at) {
+            // A body without a rule changes nothing, and only a found rule reads it.
+            if (!rule) {
+                qosAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
+                return false;
+            }
             // The changed rule moves to the end of its class.
             rules->delArrayItem(at);
             if (rules->setArrayItem(rules->len(), rule) < 0) {

@@ -1,5 +1,6 @@
 // QoS switch, priority rules, services and IPTV.
 #include "support/FamilyFixture.h"
+#include "tools/common/FalDefaults.h"
 
 namespace {
 
@@ -159,6 +160,9 @@ TEST_F(QosTest, IptvUpdateKeepsThePortGroupsTheBodyLeavesOut)
            "iptv": {"lanPort": [4], "vlanID": 101, "vlanPriority": 4},
            "ipPhone": {"lanPort": [3], "vlanID": 200, "vlanPriority": 6},
            "internet": {"lanPort": [1], "vlanID": 10, "vlanPriority": "3"}})"));
+    // The switch and the service are always written: an absent service reads as 0.
+    expectAnswer(call("QosIptvUpdate", {}, R"({"active": true})"), FAL_OK, kFine, "QosIptvUpdate");
+    EXPECT_EQ(stored("iptv.serviceID"), "0");
 }
 
 TEST_F(QosTest, RefusalsStoreNothing)
@@ -178,7 +182,11 @@ TEST_F(QosTest, RefusalsStoreNothing)
         {"QosRulesCreate", {}, R"({"type": "ultra", "rule": {}})", NONE, FAL_DB_ERROR, "failed to create rule"},
         {"QosRulesCreate", {}, R"({"type": "low", "rule": {}})", NONE, FAL_DB_ERROR, "failed to create rule"},
         {"QosRulesCreate", {}, R"({"rule": {}})", NONE, FAL_DB_ERROR, "failed to create rule"},
+        // A body without a rule is refused only where a class would take it.
         {"QosRulesCreate", {}, R"({"type": "high"})", NONE, FAL_BAD_REQUEST, "Bad request"},
+        {"QosRulesCreate", {}, R"({"type": "ultra"})", NONE, FAL_DB_ERROR, "failed to create rule"},
+        {"QosRulesCreate", {}, R"({"type": "low"})", NONE, FAL_DB_ERROR, "failed to create rule"},
+        {"QosRulesCreate", {}, R"({"type": "high"})", LOCK, FAL_DB_ERROR, "failed to get database"},
         {"QosRulesCreate", {}, nullptr, NONE, FAL_BAD_REQUEST, "Bad request"},
         {"QosRulesCreate", {}, rule, LOCK, FAL_DB_ERROR, "failed to get database"},
         {"QosRulesCreate", {}, rule, SAVE, FAL_DB_ERROR, "failed to save database"},
@@ -187,6 +195,9 @@ TEST_F(QosTest, RefusalsStoreNothing)
         {"QosRulesChange", noIndex, change, NONE, FAL_BAD_REQUEST, "Bad request"},
         {"QosRulesChange", negative, change, NONE, FAL_DB_ERROR, "wrong index"},
         {"QosRulesChange", known, nullptr, NONE, FAL_BAD_REQUEST, "Bad request"},
+        {"QosRulesChange", known, "{}", NONE, FAL_BAD_REQUEST, "Bad request"},
+        {"QosRulesChange", unknown, "{}", NONE, FAL_DB_ERROR, "failed to update rule"},
+        {"QosRulesChange", known, "{}", LOCK, FAL_DB_ERROR, "failed to get database"},
         {"QosRulesChange", unknown, change, NONE, FAL_DB_ERROR, "failed to update rule"},
         {"QosRulesChange", known, change, LOCK, FAL_DB_ERROR, "failed to get database"},
         {"QosRulesChange", known, change, SAVE, FAL_DB_ERROR, "failed to save database"},
@@ -210,11 +221,56 @@ TEST_F(QosTest, RefusalsStoreNothing)
         EXPECT_EQ(record.group, LOG_GROUP_QOS) << record.text;
 }
 
-TEST_F(QosTest, RuleRepliesCarryDataOnlyOnSuccess)
+TEST_F(QosTest, OnlySuccessfulRuleCreatesAndChangesCarryData)
 {
-    EXPECT_EQ(call("QosRulesCreate", {}, R"({"type": "ultra", "rule": {}})")->data, nullptr);
-    EXPECT_EQ(call("QosRulesChange", {{"@priorityType", "low"}, {"@index", "1"}}, R"({"rule": {}})")->data, nullptr);
-    EXPECT_EQ(call("QosRulesChange", {{"@priorityType", "high"}, {"@index", "9"}}, R"({"rule": {}})")->data, nullptr);
+    const FAL_PARAMS_T rule1 = {{"@priorityType", "high"}, {"@index", "1"}};
+    struct Case {
+        const char* op;
+        FAL_PARAMS_T params;
+        const char* body;
+        Fault fault;
+        const char* data;  // the reply's data, "null" for none
+    } cases[] = {
+        {"QosRulesCreate", {}, R"({"type": "high", "rule": {}})", NONE, R"({"index": 6})"},
+        {"QosRulesCreate", {}, R"({"type": "ultra", "rule": {}})", NONE, "null"},
+        {"QosRulesCreate", {}, R"({"type": "high", "rule": {}})", SAVE, "null"},
+        {"QosRulesChange", rule1, R"({"rule": {"index": 7}})", NONE, R"({"index": 1})"},
+        {"QosRulesChange", {{"@priorityType", "low"}, {"@index", "1"}}, R"({"rule": {}})", NONE, "null"},
+        {"QosRulesChange", {{"@priorityType", "high"}, {"@index", "-1"}}, R"({"rule": {}})", NONE, "null"},
+        {"QosRulesChange", {{"@priorityType", "high"}, {"@index", "9"}}, R"({"rule": {}})", NONE, "null"},
+        {"QosRulesChange", rule1, R"({"rule": {}})", SAVE, "null"},
+        // The other changes answer without data, whatever the outcome.
+        {"QosConfigurationUpdate", {}, R"({"active": true})", NONE, "null"},
+        {"QosRulesDeleteOne", rule1, nullptr, NONE, "null"},
+        {"QosRulesDeleteAll", {}, nullptr, NONE, "null"},
+        {"QosIptvUpdate", {}, R"({"active": true, "serviceID": 2})", NONE, "null"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::string(c.op) + (c.fault == SAVE ? " (save fails)" : ""));
+        seed(API_TYPE_QOS, kQos);
+        if (c.fault == SAVE)
+            LocalDbCtrl::failNextSaves(API_TYPE_QOS, 1);
+        OpRsp rsp = call(c.op, c.params, c.body);
+        ASSERT_NE(rsp, nullptr);
+        EXPECT_EQ(text(rsp->data), canon(c.data));
+    }
+}
+
+// Every operation succeeds on the factory defaults, in slot order on one document.
+TEST_F(QosTest, EveryOperationAnswersOnTheFactoryDefaults)
+{
+    for (const FalDefaultFile* f = falDefaultFiles; f->path; ++f)
+        if (std::string(f->path) == "db/qos.json")
+            seed(API_TYPE_QOS, std::string(f->data, f->size));
+    const char* body = R"({"active": true, "serviceID": 3, "type": "high", "rule": {"index": 1, "name": "x"}})";
+    for (const FalOpInfo& op : falFamilyByName("qos")->ops) {
+        SCOPED_TRACE(op.name);
+        OpRsp rsp = call(op.name, {{"@priorityType", "high"}, {"@index", "1"}}, body);
+        ASSERT_NE(rsp, nullptr);
+        EXPECT_LT(rsp->status, unsigned(FAL_FAILED)) << rsp->message;
+    }
+    EXPECT_EQ(stored("qos.active"), "true");
+    EXPECT_EQ(stored("iptv.serviceID"), "3");
 }
 
 TEST_F(QosTest, NullRequestsGetNoResponse)
