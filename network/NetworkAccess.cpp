@@ -30,7 +30,7 @@ _FAL_RSP_T* fixedObjectGet(_FAL_REQ_T* req, const char* key, unsigned apiType, u
     _FAL_RSP_T* rsp = netResponse(msgId, false, NET_NO_MEMORY, apiType);
     if (!rsp)
         return nullptr;
-    NetTree object = netLock(key, req->requester);
+    FalTree object = netLock(key, req->requester);
     if (!object) {
         Logger::print(LOG_TYPE_ERROR, NET_LOG, "No object found in txt repo\n");
         rsp->status = FAL_FAILED;
@@ -44,9 +44,9 @@ _FAL_RSP_T* fixedObjectGet(_FAL_REQ_T* req, const char* key, unsigned apiType, u
 
 // Locks the object of a Q-mode, dual-WAN or mobile update; on failure answers 8 with the message
 // from creation and releases the lock.
-NetTree lockSetting(_FAL_RSP_T* rsp, const char* key, const char* requester)
+FalTree lockSetting(_FAL_RSP_T* rsp, const char* key, const char* requester)
 {
-    NetTree object = netLock(key, requester);
+    FalTree object = netLock(key, requester);
     if (!object) {
         Logger::print(LOG_TYPE_ERROR, NET_LOG, "No object found in txt Repo!\n");
         rsp->status = FAL_DB_ERROR;
@@ -56,7 +56,7 @@ NetTree lockSetting(_FAL_RSP_T* rsp, const char* key, const char* requester)
 }
 
 // Saves and releases: status 0 on success, `failed` otherwise.
-void saveAndRelease(_FAL_RSP_T* rsp, const char* requester, NetTree& object, FAL_STATUS_T failed)
+void saveAndRelease(_FAL_RSP_T* rsp, const char* requester, FalTree& object, FAL_STATUS_T failed)
 {
     rsp->status = netSave(requester) ? FAL_OK : failed;
     netRelease(requester, object);
@@ -90,14 +90,14 @@ _FAL_RSP_T* FalNetworkLdb::NetworkDslmodeSet(_FAL_REQ_T* req)
     if (!rsp)
         return nullptr;
     rsp->status = FAL_FAILED;
-    NetTree modes = netLockOrFail(rsp, "dslMode", req->requester, NET_LOCAL_LOAD_FAILED);
+    FalTree modes = netLockOrFail(rsp, "dslMode", req->requester, NET_LOCAL_LOAD_FAILED);
     if (!modes)
         return rsp;
     for (unsigned i = 0; i < req->body->len(); ++i) {
-        NetTree wanted(req->body->at(i));
+        FalTree wanted(req->body->at(i));
         const char* type = wanted->get<const char*>("type");
         for (unsigned j = 0; type && j < modes->len(); ++j) {
-            NetTree mode(modes->at(j));
+            FalTree mode(modes->at(j));
             if (netIsText(mode->get<const char*>("type"), type)) {
                 mode->set("active", wanted->get<bool>("active"));
                 break;
@@ -123,7 +123,7 @@ _FAL_RSP_T* FalNetworkLdb::NetworkOperationUpdate(_FAL_REQ_T* req)
     if (!rsp)
         return nullptr;
     rsp->status = FAL_FAILED;
-    NetTree operation = netLockOrFail(rsp, "operation", req->requester, NET_KEY_LOAD_FAILED);
+    FalTree operation = netLockOrFail(rsp, "operation", req->requester, NET_KEY_LOAD_FAILED);
     if (!operation)
         return rsp;
     netCopyPresent(operation.get(), "", req->body, "", {"mode"});
@@ -146,7 +146,7 @@ _FAL_RSP_T* FalNetworkLdb::NetworkMaccloneSet(_FAL_REQ_T* req)
     if (!rsp)
         return nullptr;
     rsp->status = FAL_FAILED;
-    NetTree macClone = netLockOrFail(rsp, "macClone", req->requester, NET_LOCAL_LOAD_FAILED);
+    FalTree macClone = netLockOrFail(rsp, "macClone", req->requester, NET_LOCAL_LOAD_FAILED);
     if (!macClone)
         return rsp;
     macClone->set("active", req->body->get<bool>("active"));
@@ -170,7 +170,7 @@ _FAL_RSP_T* FalNetworkLdb::NetworkQmodeUpdate(_FAL_REQ_T* req)
     if (!rsp)
         return nullptr;
     rsp->status = FAL_FAILED;
-    NetTree qMode = lockSetting(rsp, "qMode", req->requester);
+    FalTree qMode = lockSetting(rsp, "qMode", req->requester);
     if (!qMode)
         return rsp;
     netCopyTexts(qMode.get(), req->body, {"operation", "qmode"});
@@ -194,7 +194,7 @@ _FAL_RSP_T* FalNetworkLdb::NetworkDualwanUpdate(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = netResponse(47, false, kNoMemoryBang);
     if (!rsp)
         return nullptr;
-    NetTree dualwan = lockSetting(rsp, "dualwan", req->requester);
+    FalTree dualwan = lockSetting(rsp, "dualwan", req->requester);
     if (!dualwan)
         return rsp;
     dualwan->set("active", req->body->get<bool>("active"));
@@ -226,7 +226,7 @@ _FAL_RSP_T* FalNetworkLdb::NetworkMobileUpdate(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = netResponse(53, false, kNoMemoryBang);
     if (!rsp)
         return nullptr;
-    NetTree configuration = lockSetting(rsp, "mobileConfiguration", req->requester);
+    FalTree configuration = lockSetting(rsp, "mobileConfiguration", req->requester);
     if (!configuration)
         return rsp;
     netCopyTexts(configuration.get(), req->body, kMobileTexts);

@@ -13,11 +13,11 @@ _FAL_RSP_T* mtaMemberGet(_FAL_REQ_T* req, const char* member, unsigned msgId)
     _FAL_RSP_T* rsp = netResponse(msgId, false);
     if (!rsp)
         return nullptr;
-    NetTree mta = netLock("mta", req->requester);
+    FalTree mta = netLock("mta", req->requester);
     if (!mta) {
         Logger::print(LOG_TYPE_ERROR, NET_LOG, "Found no object or database is being corrupted for path %s \n", "mta");
         netAnswer(rsp, FAL_DB_ERROR, NET_LOAD_FAILED);
-    } else if (NetTree value{mta->get(member)}) {
+    } else if (FalTree value{mta->get(member)}) {
         rsp->data = value->clone(nullptr);
         rsp->status = FAL_OK;
     } else {

@@ -80,7 +80,7 @@ _FAL_RSP_T* netProbe(const _FAL_REQ_T* req, unsigned msgId)
     _FAL_RSP_T* rsp = netResponse(msgId, false);
     if (!rsp)
         return nullptr;
-    NetTree doc = netLock("", "default");
+    FalTree doc = netLock("", "default");
     if (!doc)
         netAnswer(rsp, FAL_DB_ERROR, "failed to get database");
     netRelease("default", doc);
@@ -98,14 +98,14 @@ bool netInterfaceId(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, int& id)
     return true;
 }
 
-NetTree netLock(const char* key, const char* requester)
+FalTree netLock(const char* key, const char* requester)
 {
-    return NetTree(LocalDbCtrl::lockDbObject(API_TYPE_NETWORK, key, requester));
+    return FalTree(LocalDbCtrl::lockDbObject(API_TYPE_NETWORK, key, requester));
 }
 
-NetTree netLockOrFail(_FAL_RSP_T* rsp, const char* key, const char* requester, const char* failLog)
+FalTree netLockOrFail(_FAL_RSP_T* rsp, const char* key, const char* requester, const char* failLog)
 {
-    NetTree object = netLock(key, requester);
+    FalTree object = netLock(key, requester);
     if (!object) {
         Logger::print(LOG_TYPE_ERROR, NET_LOG, failLog, key);
         netAnswer(rsp, FAL_DB_ERROR, NET_LOAD_FAILED);
@@ -119,17 +119,17 @@ bool netSave(const char* requester)
     return LocalDbCtrl::saveDbObject(API_TYPE_NETWORK, requester) == 0;
 }
 
-void netRelease(const char* requester, NetTree& handle)
+void netRelease(const char* requester, FalTree& handle)
 {
     handle.reset();
     LocalDbCtrl::unlockDbObject(API_TYPE_NETWORK, requester);
 }
 
-NetTree netFindInterface(TreeMapObject* interfaces, int id)
+FalTree netFindInterface(TreeMapObject* interfaces, int id)
 {
     unsigned n = interfaces ? interfaces->len() : 0;
     for (unsigned i = 0; i < n; ++i) {
-        NetTree item(interfaces->at(i));
+        FalTree item(interfaces->at(i));
         int own = 0;
         if (item && item->get_ex<int>("id", own) && own == id)
             return item;
@@ -141,7 +141,7 @@ void netCopyPresent(TreeMapObject* dst, const char* dstPrefix, TreeMapObject* sr
                     const std::vector<const char*>& names)
 {
     for (const char* name : names) {
-        NetTree value(src->get((std::string(srcPrefix) + name).c_str()));
+        FalTree value(src->get((std::string(srcPrefix) + name).c_str()));
         if (value)
             dst->set((std::string(dstPrefix) + name).c_str(), value.get());
     }

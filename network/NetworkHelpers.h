@@ -4,14 +4,12 @@
 #include <memory>
 #include <vector>
 
+#include "frame/FalTree.h"
 #include "frame/FalTypes.h"
 #include "host/Logger.h"
 #include "host/TreeMapObject.h"
 
 constexpr LOG_GROUP_T NET_LOG = LOG_GROUP_NETWORK;
-
-// A handle the operation owns.
-using NetTree = std::unique_ptr<TreeMapObject>;
 
 extern const char* const NET_LOAD_FAILED;  // "Cannot load network database"
 extern const char* const NET_NO_MEMORY;    // "Cannot create response due to some memory issue\n"
@@ -67,17 +65,17 @@ _FAL_RSP_T* netProbe(const _FAL_REQ_T* req, unsigned msgId);
 bool netInterfaceId(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, int& id);
 
 // Locks `key` of the network document for the requester; null when it cannot be loaded.
-NetTree netLock(const char* key, const char* requester);
+FalTree netLock(const char* key, const char* requester);
 // Locks `key` like netLock. When it cannot be loaded: logs `failLog` (its %s, if any, is the key),
 // answers 8 "Cannot load network database", releases the lock and yields null.
-NetTree netLockOrFail(_FAL_RSP_T* rsp, const char* key, const char* requester, const char* failLog);
+FalTree netLockOrFail(_FAL_RSP_T* rsp, const char* key, const char* requester, const char* failLog);
 // Saves the network document; true on success.
 bool netSave(const char* requester);
 // Deletes the handle (when still held), then releases the requester's lock.
-void netRelease(const char* requester, NetTree& handle);
+void netRelease(const char* requester, FalTree& handle);
 
 // The first interface of the array whose integer "id" is `id`, or null.
-NetTree netFindInterface(TreeMapObject* interfaces, int id);
+FalTree netFindInterface(TreeMapObject* interfaces, int id);
 
 // For each name that `src` holds under srcPrefix + name, stores a copy at dstPrefix + name of
 // `dst`; names it lacks keep their stored values.

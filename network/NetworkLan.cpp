@@ -39,16 +39,16 @@ void moveAddress(TreeMapObject* obj, const char* member, const std::vector<std::
 // Moves the "ipAddress" of every rule of the service object `key`.
 void moveRuleAddresses(TreeMapObject* service, const char* key, const std::vector<std::string>& lan)
 {
-    NetTree object(service->get(key));
+    FalTree object(service->get(key));
     if (!object)
         return;
-    NetTree rules(object->get("rules"));
+    FalTree rules(object->get("rules"));
     if (!rules) {
         Logger::print(LOG_TYPE_ERROR, NET_LOG, "No rules for ip filtering %s\n", key);
         return;
     }
     for (unsigned i = 0; i < rules->len(); ++i) {
-        NetTree rule(rules->at(i));
+        FalTree rule(rules->at(i));
         moveAddress(rule.get(), "ipAddress", lan);
     }
 }
@@ -62,11 +62,11 @@ void moveServiceAddresses(const std::vector<std::string>& lan, const char* reque
         Logger::print(LOG_TYPE_ERROR, NET_LOG, NET_KEY_LOAD_FAILED, "ipFiltering");
     } else {
         moveRuleAddresses(service, "ipFiltering", lan);
-        NetTree dmz(service->get("dmz"));
+        FalTree dmz(service->get("dmz"));
         if (dmz)
             moveAddress(dmz.get(), "destination", lan);
         // The same choice of key as the gateway's device view.
-        NetTree upper(service->get("reservedIP"));
+        FalTree upper(service->get("reservedIP"));
         moveRuleAddresses(service, upper ? "reservedIP" : "reservedIp", lan);
         LocalDbCtrl::saveDbObject(API_TYPE_SERVICE, requester);
     }
@@ -92,12 +92,12 @@ _FAL_RSP_T* FalNetworkLdb::NetworkLanUpdate(_FAL_REQ_T* req)
         return nullptr;
     rsp->status = FAL_FAILED;
 
-    NetTree lan = netLockOrFail(rsp, "lan", req->requester, NET_KEY_LOAD_FAILED);
+    FalTree lan = netLockOrFail(rsp, "lan", req->requester, NET_KEY_LOAD_FAILED);
     if (!lan)
         return rsp;
     bool moveAddresses = false;
     std::vector<std::string> newNetwork;
-    NetTree ipv4(req->body->get("ipv4"));
+    FalTree ipv4(req->body->get("ipv4"));
     if (ipv4) {
         netCopyPresent(lan.get(), "", req->body, "", kLanIpv4Paths);
         const char* address = ipv4->get<const char*>("ipAddress");
@@ -105,7 +105,7 @@ _FAL_RSP_T* FalNetworkLdb::NetworkLanUpdate(_FAL_REQ_T* req)
             newNetwork = BE_StrSplit(address, '.');
         moveAddresses = usableNetwork(address, newNetwork);
     }
-    NetTree ipv6(req->body->get("ipv6"));
+    FalTree ipv6(req->body->get("ipv6"));
     if (ipv6)
         lan->set("ipv6", ipv6.get());
     if (netSave(req->requester))
@@ -127,20 +127,20 @@ _FAL_RSP_T* FalNetworkLdb::NetworkLanIpv6Update(_FAL_REQ_T* req)
         return nullptr;
     rsp->status = FAL_FAILED;
 
-    NetTree lan = netLockOrFail(rsp, "lan", req->requester, NET_LOCAL_LOAD_FAILED);
+    FalTree lan = netLockOrFail(rsp, "lan", req->requester, NET_LOCAL_LOAD_FAILED);
     if (!lan)
         return rsp;
     TreeMapObject* body = req->body;
-    NetTree mode(body->get("mode"));
+    FalTree mode(body->get("mode"));
     if (!mode) {
         // No mode: the LAN IPv6 settings are cleared.
         TreeMapObject empty;
         lan->set("ipv6", &empty);
     } else {
-        NetTree ipv6(lan->get("ipv6"));
+        FalTree ipv6(lan->get("ipv6"));
         if (ipv6 && ipv6->isObject()) {
-            NetTree address(body->get("ipAddress"));
-            NetTree dhcpv6(body->get("dhcpv6"));
+            FalTree address(body->get("ipAddress"));
+            FalTree dhcpv6(body->get("dhcpv6"));
             ipv6->set("mode", mode.get());
             ipv6->set("ipAddress", address.get());
             ipv6->set("dhcpv6", dhcpv6.get());

@@ -35,16 +35,16 @@ bool applyInterfaceMembers(TreeMapObject* iface, TreeMapObject* body)
 {
     netCopyPresent(iface, "", body, "", {"name", "active", "linkType"});
     bool reboot = false;
-    NetTree switchMode(body->get("switchMode"));
+    FalTree switchMode(body->get("switchMode"));
     if (switchMode) {
         reboot = netIsText(iface->get<const char*>("switchMode"), "bridge");
         iface->set("switchMode", switchMode.get());
     }
     netCopyPresent(iface, "", body, "", {"connectionType"});
-    NetTree ipv4(iface->get("ipv4"));
+    FalTree ipv4(iface->get("ipv4"));
     if (ipv4 && ipv4->isObject())
         netCopyPresent(ipv4.get(), "", body, "ipv4.", kWanIpv4Members);
-    NetTree ipv6(iface->get("ipv6"));
+    FalTree ipv6(iface->get("ipv6"));
     if (ipv6 && ipv6->isObject())
         netCopyPresent(ipv6.get(), "", body, "ipv6.", kWanIpv6Members);
     return reboot;
@@ -58,17 +58,17 @@ void applyLinkSettings(TreeMapObject* iface, TreeMapObject* body)
     const char* stored = iface->get<const char*>("connectionType");
     std::string connectionType = stored ? stored : "";
 
-    NetTree ppp(body->get("ppp"));
+    FalTree ppp(body->get("ppp"));
     if (!isPpp(connectionType)) {
         iface->set("ppp", &empty);
     } else if (ppp) {
-        NetTree copy(ppp->clone(nullptr));
+        FalTree copy(ppp->clone(nullptr));
         if (isTunnel(connectionType))
             copy->set("oe", &empty);
         iface->set("ppp", copy.get());
     }
 
-    NetTree vpn(body->get("vpn"));
+    FalTree vpn(body->get("vpn"));
     if (!isTunnel(connectionType))
         iface->set("vpn", &empty);
     else if (vpn)
@@ -76,7 +76,7 @@ void applyLinkSettings(TreeMapObject* iface, TreeMapObject* body)
 
     netCopyPresent(iface, "", body, "", {"vlan"});
 
-    NetTree atm(body->get("atm"));
+    FalTree atm(body->get("atm"));
     if (!netIsText(body->get<const char*>("linkType"), "adsl"))
         iface->set("atm", &empty);
     else if (atm)
@@ -88,10 +88,10 @@ TreeMapObject* interfaceSummary(TreeMapObject* iface)
 {
     TreeMapObject* summary = new TreeMapObject(false);
     for (const char* member : {"id", "name", "ipv4", "ipv6"}) {
-        NetTree value(iface->get(member));
+        FalTree value(iface->get(member));
         summary->set(member, value.get());
     }
-    NetTree active(iface->get("active"));
+    FalTree active(iface->get("active"));
     summary->set("enabled", active.get());
     return summary;
 }
@@ -128,13 +128,13 @@ _FAL_RSP_T* setConnectivity(_FAL_REQ_T* req, const char* connectivity)
     if (!netInterfaceId(rsp, req, id))
         return rsp;
 
-    NetTree wan = netLockOrFail(rsp, "wan", req->requester, NET_KEY_LOAD_FAILED);
+    FalTree wan = netLockOrFail(rsp, "wan", req->requester, NET_KEY_LOAD_FAILED);
     if (!wan)
         return rsp;
-    NetTree interfaces(wan->get("interfaces"));
+    FalTree interfaces(wan->get("interfaces"));
     if (!interfaces)
         Logger::print(LOG_TYPE_ERROR, NET_LOG, "No WAN interfaces found\n");
-    NetTree iface = netFindInterface(interfaces.get(), id);
+    FalTree iface = netFindInterface(interfaces.get(), id);
     if (iface) {
         iface->set("connectivity", connectivity);
         if (netSave(req->requester))
@@ -169,12 +169,12 @@ _FAL_RSP_T* FalNetworkLdb::NetworkWanGetOne(_FAL_REQ_T* req)
     if (!netInterfaceId(rsp, req, id))
         return rsp;
 
-    NetTree wan = netLockOrFail(rsp, "wan", req->requester, "No object found in repo for key %s\n");
+    FalTree wan = netLockOrFail(rsp, "wan", req->requester, "No object found in repo for key %s\n");
     if (!wan)
         return rsp;
     {
-        NetTree interfaces(wan->get("interfaces"));
-        NetTree iface = netFindInterface(interfaces.get(), id);
+        FalTree interfaces(wan->get("interfaces"));
+        FalTree iface = netFindInterface(interfaces.get(), id);
         if (iface) {
             rsp->data = iface->clone(nullptr);
             rsp->status = FAL_OK;
@@ -199,11 +199,11 @@ _FAL_RSP_T* FalNetworkLdb::NetworkWanChange(_FAL_REQ_T* req)
     if (!netInterfaceId(rsp, req, id))
         return rsp;
 
-    NetTree wan = netLockOrFail(rsp, "wan", req->requester, NET_KEY_LOAD_FAILED);
+    FalTree wan = netLockOrFail(rsp, "wan", req->requester, NET_KEY_LOAD_FAILED);
     if (!wan)
         return rsp;
-    NetTree interfaces(wan->get("interfaces"));
-    NetTree iface = netFindInterface(interfaces.get(), id);
+    FalTree interfaces(wan->get("interfaces"));
+    FalTree iface = netFindInterface(interfaces.get(), id);
     if (!iface) {
         interfaces.reset();
         netRelease(req->requester, wan);
@@ -240,20 +240,20 @@ _FAL_RSP_T* FalNetworkLdb::NetworkWanIpv6Change(_FAL_REQ_T* req)
         return rsp;
     rsp->status = FAL_FAILED;
 
-    NetTree wan = netLock("wan", req->requester);
+    FalTree wan = netLock("wan", req->requester);
     if (!wan) {
         Logger::print(LOG_TYPE_ERROR, NET_LOG, "%s", NET_LOCAL_LOAD_FAILED);
         netRelease(req->requester, wan);
         return rsp;
     }
-    NetTree interfaces(wan->get("interfaces"));
+    FalTree interfaces(wan->get("interfaces"));
     if (!interfaces) {
         Logger::print(LOG_TYPE_ERROR, NET_LOG, "list of wan interfaces does not exist\n");
         netAnswer(rsp, FAL_DB_ERROR, NET_LOAD_FAILED);
         netRelease(req->requester, wan);
         return rsp;
     }
-    NetTree iface = netFindInterface(interfaces.get(), id);
+    FalTree iface = netFindInterface(interfaces.get(), id);
     if (!iface) {
         interfaces.reset();
         netRelease(req->requester, wan);
@@ -261,7 +261,7 @@ _FAL_RSP_T* FalNetworkLdb::NetworkWanIpv6Change(_FAL_REQ_T* req)
         return rsp;
     }
     // The IPv6 members are read from the top level of the body.
-    NetTree ipv6(iface->get("ipv6"));
+    FalTree ipv6(iface->get("ipv6"));
     if (ipv6 && ipv6->isObject())
         netCopyPresent(ipv6.get(), "", req->body, "", kWanIpv6Members);
     if (netSave(req->requester))
@@ -298,7 +298,7 @@ _FAL_RSP_T* FalNetworkLdb::NetworkSwitchmodeBridge(_FAL_REQ_T* req)
     if (!netInterfaceId(rsp, req, id))
         return rsp;
 
-    NetTree interfaces = netLock("wan.interfaces", req->requester);
+    FalTree interfaces = netLock("wan.interfaces", req->requester);
     if (!interfaces) {
         netAnswer(rsp, FAL_DB_ERROR, "Cannot load database");
         netRelease(req->requester, interfaces);
@@ -307,7 +307,7 @@ _FAL_RSP_T* FalNetworkLdb::NetworkSwitchmodeBridge(_FAL_REQ_T* req)
     // Every interface with the id, not only the first.
     bool matched = false;
     for (unsigned i = 0; i < interfaces->len(); ++i) {
-        NetTree iface(interfaces->at(i));
+        FalTree iface(interfaces->at(i));
         int own = 0;
         if (iface && iface->get_ex<int>("id", own) && own == id) {
             iface->set("switchMode", "bridged");
@@ -338,10 +338,10 @@ _FAL_RSP_T* FalNetworkLdb::NetworkCheckInternet(_FAL_REQ_T* req)
     if (!netInterfaceId(rsp, req, id))
         return rsp;
 
-    NetTree wan = netLockOrFail(rsp, "wan", req->requester, "No object found in repo for key %s\n");
+    FalTree wan = netLockOrFail(rsp, "wan", req->requester, "No object found in repo for key %s\n");
     if (wan) {
-        NetTree interfaces(wan->get("interfaces"));
-        NetTree iface = netFindInterface(interfaces.get(), id);
+        FalTree interfaces(wan->get("interfaces"));
+        FalTree iface = netFindInterface(interfaces.get(), id);
         if (iface) {
             rsp->data->set("ipv4", iface->get<bool>("ipv4.active"));
             rsp->data->set("ipv6", iface->get<bool>("ipv6.active"));
@@ -370,8 +370,8 @@ _FAL_RSP_T* FalNetworkLdb::NetworkLinkAuto(_FAL_REQ_T* req)
         return nullptr;
 
     // The link type of the first interface.
-    NetTree interfaces = netLock("wan.interfaces", req->requester);
-    NetTree first(interfaces ? interfaces->at(0) : nullptr);
+    FalTree interfaces = netLock("wan.interfaces", req->requester);
+    FalTree first(interfaces ? interfaces->at(0) : nullptr);
     std::string linkType;
     bool known = false;
     if (!first) {
@@ -389,11 +389,11 @@ _FAL_RSP_T* FalNetworkLdb::NetworkLinkAuto(_FAL_REQ_T* req)
 
     // The standard in use: the last "xDslStandard" element that names the link type decides.
     if (known) {
-        NetTree standards = netLock("xDslStandard", req->requester);
+        FalTree standards = netLock("xDslStandard", req->requester);
         unsigned n = standards ? standards->len() : 0;
         for (unsigned i = 0; i < n; ++i) {
-            NetTree element(standards->at(i));
-            NetTree standard(element ? element->get((linkType + ".[0]").c_str()) : nullptr);
+            FalTree element(standards->at(i));
+            FalTree standard(element ? element->get((linkType + ".[0]").c_str()) : nullptr);
             if (standard)
                 rsp->data->set("standard", standard.get());
         }

@@ -7,12 +7,13 @@
 #include <thread>
 #include <vector>
 
+#include "frame/FalTree.h"
 #include "support/FalTest.h"
 #include "support/FalFiles.h"
 
 namespace {
 
-using Tree = std::unique_ptr<TreeMapObject>;
+using Tree = FalTree;
 
 // The fixture's temporary root serves as a scratch directory.
 class JsonDataTest : public FalDbTest {};

@@ -13,11 +13,12 @@
 #include <string>
 #include <thread>
 
+#include "frame/FalTree.h"
 #include "support/FalTest.h"
 
 namespace {
 
-using Tree = std::unique_ptr<TreeMapObject>;
+using Tree = FalTree;
 
 constexpr unsigned kGateway = 0;
 constexpr unsigned kWifi = 1;

@@ -4,11 +4,12 @@
 #include <string>
 #include <vector>
 
+#include "frame/FalTree.h"
 #include "host/TreeMapObject.h"
 
 namespace {
 
-using Tree = std::unique_ptr<TreeMapObject>;
+using Tree = FalTree;
 
 Tree parse(const char* text)
 {
