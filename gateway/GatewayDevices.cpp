@@ -37,7 +37,7 @@ unsigned mediashareCount(_FAL_REQ_T* req, const char* key, const char* arrayKey)
     TreeMapObject* items = obj->get(arrayKey);
     unsigned count = items ? items->len() : 0;
     delete items;
-    gatewayRelease(API_TYPE_MEDIASHARE, req->requester, obj);
+    falRelease(API_TYPE_MEDIASHARE, req->requester, obj);
     return count;
 }
 
@@ -97,7 +97,7 @@ void fillConnectivity(_FAL_REQ_T* req, TreeMapObject* summary, TreeMapObject* de
         if (entry5)
             applyRadioLevel(radios, "50g", entry5, radio5);
     }
-    gatewayRelease(API_TYPE_WIFI, req->requester, radios);
+    falRelease(API_TYPE_WIFI, req->requester, radios);
     if (entry24)
         entry24->set("devices", static_cast<int>(radio24));
     if (entry5)
@@ -110,7 +110,7 @@ void fillConnectivity(_FAL_REQ_T* req, TreeMapObject* summary, TreeMapObject* de
     TreeMapObject* wan = LocalDbCtrl::lockDbObject(API_TYPE_NETWORK, "wan", req->requester);
     if (wan)
         summary->set("wan", wan->get<const char*>("interfaces.[0].connectivity"));
-    gatewayRelease(API_TYPE_NETWORK, req->requester, wan);
+    falRelease(API_TYPE_NETWORK, req->requester, wan);
 }
 
 // The SSID names selected by "!ssid" (an SSID index) or else "!networkType" ("primary" or
@@ -240,7 +240,7 @@ void readServiceStates(_FAL_REQ_T* req, const char* mac, const char* ip, DeviceS
         st.ipFiltering = state;
     if (strcmp(st.ipFiltering, "on") == 0)
         st.connected = false;
-    gatewayRelease(API_TYPE_SERVICE, req->requester, service);
+    falRelease(API_TYPE_SERVICE, req->requester, service);
 }
 
 // Whether an active parental-control rule covers the device (security document).
@@ -267,7 +267,7 @@ void readParentalState(_FAL_REQ_T* req, const char* mac, DeviceStates& st)
     }
     delete rules;
     delete parental;
-    gatewayRelease(API_TYPE_SECURITY, req->requester, security);
+    falRelease(API_TYPE_SECURITY, req->requester, security);
 }
 
 }  // namespace
@@ -285,20 +285,20 @@ _FAL_RSP_T* FalGatewayLdb::GatewayConnectivity(_FAL_REQ_T* req)
     if (!doc) {
         Logger::print(LOG_TYPE_PROGRESS, GW_LOG, "%s: failed to load database %s\n", "GatewayConnectivity",
                       "connectivity");
-        gatewayAnswer(rsp, FAL_DB_ERROR, "failed to load database");
+        falAnswer(rsp, FAL_DB_ERROR, "failed to load database");
     } else if (!(summary = doc->clone("connectivity")) || !(devices = doc->clone(DEVICES))) {
         Logger::print(LOG_TYPE_ERROR, GW_LOG, "Failed to load devices\n");
-        gatewayAnswer(rsp, FAL_DB_ERROR, "failed to load database");
+        falAnswer(rsp, FAL_DB_ERROR, "failed to load database");
     } else {
         fillConnectivity(req, summary, devices);
         Logger::print(LOG_TYPE_PROGRESS, GW_LOG, "%s: clone database object\n", "GatewayConnectivity");
         rsp->data = summary->clone(nullptr);
         if (!rsp->data) {
             Logger::print(LOG_TYPE_ERROR, GW_LOG, "Failed to get result data\n");
-            gatewayAnswer(rsp, FAL_DB_ERROR, "failed to clone database");
+            falAnswer(rsp, FAL_DB_ERROR, "failed to clone database");
         }
     }
-    gatewayRelease(apiType, req->requester, doc);
+    falRelease(apiType, req->requester, doc);
     delete summary;
     delete devices;
     return rsp;
@@ -322,7 +322,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayDevicesList(_FAL_REQ_T* req)
     if (bySsid) {
         ssids = gatewayLock(rsp, API_TYPE_WIFI, "ssid", req->requester, "failed to get wifi database");
         if (ssids && !selectSsidNames(ssids, iface.get(), ssid.get(), networkType.get(), names))
-            gatewayAnswer(rsp, FAL_DB_ERROR, "failed to get wifi database");
+            falAnswer(rsp, FAL_DB_ERROR, "failed to get wifi database");
     }
     TreeMapObject* devices = nullptr;
     if (rsp->status == FAL_OK)
@@ -355,8 +355,8 @@ _FAL_RSP_T* FalGatewayLdb::GatewayDevicesList(_FAL_REQ_T* req)
             return true;
         });
     }
-    gatewayRelease(apiType, req->requester, devices);
-    gatewayRelease(API_TYPE_WIFI, req->requester, ssids);
+    falRelease(apiType, req->requester, devices);
+    falRelease(API_TYPE_WIFI, req->requester, ssids);
     return rsp;
 }
 
@@ -370,7 +370,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayDevicesGetOne(_FAL_REQ_T* req)
     const char* fn = "GatewayDevicesGetOne";
     GatewayParam deviceId(req, "@deviceId");
     if (!deviceId.get()) {
-        gatewayAnswer(rsp, FAL_NOT_FOUND, "no deviceId");
+        falAnswer(rsp, FAL_NOT_FOUND, "no deviceId");
         return rsp;
     }
     TreeMapObject* devices = gatewayLock(rsp, apiType, DEVICES, req->requester, "failed to get database");
@@ -380,7 +380,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayDevicesGetOne(_FAL_REQ_T* req)
                           static_cast<const void*>(id), static_cast<const void*>(mac));
         });
         if (index < 0) {
-            gatewayAnswer(rsp, FAL_FAILED, "cannot found device");
+            falAnswer(rsp, FAL_FAILED, "cannot found device");
         } else {
             TreeMapObject* dev = devices->at(static_cast<unsigned>(index));
             rsp->data = dev ? dev->clone(nullptr) : nullptr;
@@ -401,7 +401,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayDevicesGetOne(_FAL_REQ_T* req)
             delete dev;
         }
     }
-    gatewayRelease(apiType, req->requester, devices);
+    falRelease(apiType, req->requester, devices);
     return rsp;
 }
 
@@ -417,11 +417,11 @@ _FAL_RSP_T* FalGatewayLdb::GatewayDevicesUpdate(_FAL_REQ_T* req)
     const char* deviceName = req->body ? req->body->get<const char*>("deviceName") : nullptr;
     const char* type = req->body ? req->body->get<const char*>("type") : nullptr;
     if (!deviceId.get()) {
-        gatewayAnswer(rsp, FAL_BAD_REQUEST, "no deviceId");
+        falAnswer(rsp, FAL_BAD_REQUEST, "no deviceId");
         return rsp;
     }
     if (!deviceName || !type) {
-        gatewayAnswer(rsp, FAL_BAD_REQUEST, "wrong request information");
+        falAnswer(rsp, FAL_BAD_REQUEST, "wrong request information");
         return rsp;
     }
     TreeMapObject* devices = gatewayLock(rsp, apiType, DEVICES, req->requester, "failed to get database");
@@ -433,7 +433,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayDevicesUpdate(_FAL_REQ_T* req)
         });
         TreeMapObject* dev = index < 0 ? nullptr : devices->at(static_cast<unsigned>(index));
         if (!dev) {
-            gatewayAnswer(rsp, FAL_NOT_FOUND, "cannot found device");
+            falAnswer(rsp, FAL_NOT_FOUND, "cannot found device");
         } else {
             dev->set("name", deviceName);
             dev->set("type", type);
@@ -441,6 +441,6 @@ _FAL_RSP_T* FalGatewayLdb::GatewayDevicesUpdate(_FAL_REQ_T* req)
         }
         delete dev;
     }
-    gatewayRelease(apiType, req->requester, devices);
+    falRelease(apiType, req->requester, devices);
     return rsp;
 }

@@ -15,18 +15,12 @@ GatewayParam::~GatewayParam()
     delete[] text_;
 }
 
-void gatewayAnswer(_FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message)
-{
-    rsp->status = status;
-    rsp->message = message;
-}
-
 TreeMapObject* gatewayLock(_FAL_RSP_T* rsp, unsigned apiType, const char* key, const char* requester,
                            const char* failMessage)
 {
     TreeMapObject* obj = LocalDbCtrl::lockDbObject(apiType, key, requester);
     if (!obj)
-        gatewayAnswer(rsp, FAL_DB_ERROR, failMessage);
+        falAnswer(rsp, FAL_DB_ERROR, failMessage);
     return obj;
 }
 
@@ -34,42 +28,21 @@ bool gatewaySave(_FAL_RSP_T* rsp, unsigned apiType, const char* requester, const
 {
     if (LocalDbCtrl::saveDbObject(apiType, requester) == 0)
         return true;
-    gatewayAnswer(rsp, FAL_DB_ERROR, failMessage);
+    falAnswer(rsp, FAL_DB_ERROR, failMessage);
     return false;
-}
-
-void gatewayRelease(unsigned apiType, const char* requester, TreeMapObject* handle)
-{
-    delete handle;
-    LocalDbCtrl::unlockDbObject(apiType, requester);
 }
 
 bool gatewayLacksType(_FAL_RSP_T* rsp, const char* type)
 {
     if (type)
         return false;
-    gatewayAnswer(rsp, FAL_BAD_REQUEST, "Wrong URI");
+    falAnswer(rsp, FAL_BAD_REQUEST, "Wrong URI");
     return true;
-}
-
-bool sameText(const char* a, const char* b)
-{
-    return a && b && strcmp(a, b) == 0;
 }
 
 const char* printable(const char* text)
 {
     return text ? text : "(null)";
-}
-
-void gatewayCopyPresent(TreeMapObject* to, TreeMapObject* from, std::initializer_list<const char*> paths)
-{
-    for (const char* path : paths) {
-        TreeMapObject* value = from->clone(path);
-        if (value)
-            to->set(path, value);
-        delete value;
-    }
 }
 
 _FAL_RSP_T* gatewayProbeLock(unsigned apiType, unsigned rspId)
@@ -78,7 +51,7 @@ _FAL_RSP_T* gatewayProbeLock(unsigned apiType, unsigned rspId)
     if (!rsp)
         return nullptr;
     TreeMapObject* doc = gatewayLock(rsp, apiType, "", "default", "failed to get database");
-    gatewayRelease(apiType, "default", doc);
+    falRelease(apiType, "default", doc);
     return rsp;
 }
 

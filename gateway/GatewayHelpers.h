@@ -5,6 +5,7 @@
 #include <initializer_list>
 #include <string>
 
+#include "frame/FalHandler.h"
 #include "frame/FalTypes.h"
 #include "host/Logger.h"
 
@@ -26,9 +27,6 @@ private:
     char* text_;
 };
 
-// Sets the status and message of a response.
-void gatewayAnswer(_FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message);
-
 // Locks `key` of the document `apiType` as `requester`; on failure answers 8 with `failMessage`
 // and yields null.
 TreeMapObject* gatewayLock(_FAL_RSP_T* rsp, unsigned apiType, const char* key, const char* requester,
@@ -37,14 +35,9 @@ TreeMapObject* gatewayLock(_FAL_RSP_T* rsp, unsigned apiType, const char* key, c
 // Saves the document `apiType`; on failure answers 8 with `failMessage` and yields false.
 bool gatewaySave(_FAL_RSP_T* rsp, unsigned apiType, const char* requester, const char* failMessage);
 
-// Deletes the handle and releases the requester's lock on the document.
-void gatewayRelease(unsigned apiType, const char* requester, TreeMapObject* handle);
-
 // Answers 10 "Wrong URI" and yields true when the request lacks "@type".
 bool gatewayLacksType(_FAL_RSP_T* rsp, const char* type);
 
-// Whether both texts are present and equal.
-bool sameText(const char* a, const char* b);
 // The text, or "(null)" for printing.
 const char* printable(const char* text);
 
@@ -52,9 +45,6 @@ const char* printable(const char* text);
 // handle (null when it cannot be had) is deleted after each call. True when a visit stopped the walk.
 template <typename Visit>
 bool gatewayWalk(TreeMapObject* array, Visit visit);
-
-// Stores in `to` a copy of each member of `from` named by a path, where `from` has it.
-void gatewayCopyPresent(TreeMapObject* to, TreeMapObject* from, std::initializer_list<const char*> paths);
 
 // The probe of the firmware and management stubs: locks the whole gateway document as "default"
 // and releases it at once; 8 "failed to get database" when it cannot be locked.

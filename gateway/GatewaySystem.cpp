@@ -80,7 +80,7 @@ TreeMapObject* lockLanguages(_FAL_REQ_T* req, _FAL_RSP_T* rsp, unsigned apiType)
 {
     TreeMapObject* languages = gatewayLock(rsp, apiType, "language", req->requester, "failed to get database");
     if (languages && !languages->isArray()) {
-        gatewayAnswer(rsp, FAL_DB_ERROR, "incorrect database");
+        falAnswer(rsp, FAL_DB_ERROR, "incorrect database");
         delete languages;
         return nullptr;
     }
@@ -97,10 +97,10 @@ void readLanguage(_FAL_REQ_T* req, _FAL_RSP_T* rsp, unsigned apiType, const char
         rsp->data = entry->clone(nullptr);
         rsp->data->del("id");
     } else if (languages) {
-        gatewayAnswer(rsp, FAL_DB_ERROR, "cannot found user id");
+        falAnswer(rsp, FAL_DB_ERROR, "cannot found user id");
     }
     delete entry;
-    gatewayRelease(apiType, req->requester, languages);
+    falRelease(apiType, req->requester, languages);
 }
 
 }  // namespace
@@ -165,21 +165,21 @@ _FAL_RSP_T* FalGatewayLdb::GatewayLedUpdate(_FAL_REQ_T* req)
     }
     if (!req || !req->body) {
         Logger::print(LOG_TYPE_ERROR, GW_LOG, "Received wrong request\n");
-        gatewayAnswer(rsp, FAL_BAD_REQUEST, "Wrong request");
+        falAnswer(rsp, FAL_BAD_REQUEST, "Wrong request");
         return rsp;
     }
     TreeMapObject* led = LocalDbCtrl::lockDbObject(apiType, "led", req->requester);
     if (!led) {
         Logger::print(LOG_TYPE_ERROR, GW_LOG, "Cannot load databse\n");
-        gatewayAnswer(rsp, FAL_DB_ERROR, "Database load error");
+        falAnswer(rsp, FAL_DB_ERROR, "Database load error");
     } else {
         led->set("mode", req->body->get<const char*>("mode"));
         led->set("power", req->body->get<bool>("power"));
-        gatewayCopyPresent(led, req->body, {"options.day", "options.startTime", "options.duration"});
+        copyPresent(led, req->body, {"options.day", "options.startTime", "options.duration"});
         if (!gatewaySave(rsp, apiType, req->requester, "Save databse error"))
             Logger::print(LOG_TYPE_ERROR, GW_LOG, "Save databse error\n");
     }
-    gatewayRelease(apiType, req->requester, led);
+    falRelease(apiType, req->requester, led);
     return rsp;
 }
 
@@ -195,17 +195,17 @@ _FAL_RSP_T* FalGatewayLdb::GatewayDatetimeUpdate(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = newFalResponse(apiType, req->msgId + 1, false);
     if (!rsp)
         return nullptr;
-    gatewayAnswer(rsp, FAL_FAILED, "Unexpected error");
+    falAnswer(rsp, FAL_FAILED, "Unexpected error");
     TreeMapObject* dateTime = gatewayLock(rsp, apiType, "dateTime", req->requester, "fail to load database");
     if (dateTime && req->body) {
-        gatewayCopyPresent(dateTime, req->body,
+        copyPresent(dateTime, req->body,
                            {"timeZone", "daylightSavingTime.active", "daylightSavingTime.startDate",
                             "daylightSavingTime.endDate", "ntp.server"});
         dateTime->set("ntp.active", req->body->get<bool>("ntp.active"));
         if (gatewaySave(rsp, apiType, req->requester, "failed to save database"))
-            gatewayAnswer(rsp, FAL_OK, "Updated OK");
+            falAnswer(rsp, FAL_OK, "Updated OK");
     }
-    gatewayRelease(apiType, req->requester, dateTime);
+    falRelease(apiType, req->requester, dateTime);
     return rsp;
 }
 
@@ -218,7 +218,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayDatetimeDelete(_FAL_REQ_T* req)
         return nullptr;
     GatewayParam id(req, "@id");
     if (!id.get()) {
-        gatewayAnswer(rsp, FAL_DB_ERROR, "no request id");
+        falAnswer(rsp, FAL_DB_ERROR, "no request id");
         return rsp;
     }
     int index = atoi(id.get());
@@ -226,16 +226,16 @@ _FAL_RSP_T* FalGatewayLdb::GatewayDatetimeDelete(_FAL_REQ_T* req)
     TreeMapObject* ntp = dateTime ? dateTime->get("ntp") : nullptr;
     TreeMapObject* servers = ntp ? ntp->get("server") : nullptr;
     if (!servers) {
-        gatewayAnswer(rsp, FAL_DB_ERROR, "fail to load database");
+        falAnswer(rsp, FAL_DB_ERROR, "fail to load database");
     } else {
         // An index past the end removes nothing; the answer is the same.
         servers->delArrayItem(static_cast<unsigned>(index));
         if (gatewaySave(rsp, apiType, req->requester, "failed to save database"))
-            gatewayAnswer(rsp, FAL_DELETED, "record deleted");
+            falAnswer(rsp, FAL_DELETED, "record deleted");
     }
     delete servers;
     delete ntp;
-    gatewayRelease(apiType, req->requester, dateTime);
+    falRelease(apiType, req->requester, dateTime);
     return rsp;
 }
 
@@ -248,7 +248,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayLanguageGet(_FAL_REQ_T* req)
         return nullptr;
     GatewayParam id(req, "@id");
     if (!id.get())
-        gatewayAnswer(rsp, FAL_DB_ERROR, "no request id");
+        falAnswer(rsp, FAL_DB_ERROR, "no request id");
     else
         readLanguage(req, rsp, apiType, id.get(), "GatewayLanguageGet");
     return rsp;
@@ -273,7 +273,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayLanguageChange(_FAL_REQ_T* req)
         return nullptr;
     const char* id = req->body ? req->body->get<const char*>("id") : nullptr;
     if (!id) {
-        gatewayAnswer(rsp, FAL_DB_ERROR, "no request id");
+        falAnswer(rsp, FAL_DB_ERROR, "no request id");
         return rsp;
     }
     TreeMapObject* languages = lockLanguages(req, rsp, apiType);
@@ -285,10 +285,10 @@ _FAL_RSP_T* FalGatewayLdb::GatewayLanguageChange(_FAL_REQ_T* req)
         entry->set("name", req->body->get<const char*>("name"));
         gatewaySave(rsp, apiType, req->requester, "failed to save database");
     } else if (languages) {
-        gatewayAnswer(rsp, FAL_DB_ERROR, "cannot found user id");
+        falAnswer(rsp, FAL_DB_ERROR, "cannot found user id");
     }
     delete entry;
-    gatewayRelease(apiType, req->requester, languages);
+    falRelease(apiType, req->requester, languages);
     return rsp;
 }
 
@@ -301,8 +301,8 @@ _FAL_RSP_T* FalGatewayLdb::GatewayPowersaveModeGet(_FAL_REQ_T* req)
         return nullptr;
     TreeMapObject* mode = gatewayLock(rsp, API_TYPE_GATEWAY, "powersaveMode", req->requester, "failed to load database");
     if (mode && !(rsp->data = mode->clone(nullptr)))
-        gatewayAnswer(rsp, FAL_DB_ERROR, "failed to clone database");
-    gatewayRelease(apiType, req->requester, mode);
+        falAnswer(rsp, FAL_DB_ERROR, "failed to clone database");
+    falRelease(apiType, req->requester, mode);
     return rsp;
 }
 
@@ -315,11 +315,11 @@ _FAL_RSP_T* FalGatewayLdb::GatewayPowersaveModeChange(_FAL_REQ_T* req)
         return nullptr;
     TreeMapObject* mode = gatewayLock(rsp, apiType, "powersaveMode", req->requester, "fail to load database");
     if (mode && req->body) {
-        gatewayCopyPresent(mode, req->body, {"active", "powerTimer"});
+        copyPresent(mode, req->body, {"active", "powerTimer"});
         if (gatewaySave(rsp, apiType, req->requester, "failed to save database"))
-            gatewayAnswer(rsp, FAL_OK, "Updated OK");
+            falAnswer(rsp, FAL_OK, "Updated OK");
     }
-    gatewayRelease(apiType, req->requester, mode);
+    falRelease(apiType, req->requester, mode);
     return rsp;
 }
 

@@ -81,8 +81,8 @@ void findUserOfType(_FAL_REQ_T* req, _FAL_RSP_T* rsp, unsigned apiType, const Ga
 {
     TreeMapObject* users = lockUsersOfType(req, rsp, apiType, type);
     if (users && !gatewayWalk(users, visit))
-        gatewayAnswer(rsp, FAL_FAILED, "user is not found");
-    gatewayRelease(apiType, req->requester, users);
+        falAnswer(rsp, FAL_FAILED, "user is not found");
+    falRelease(apiType, req->requester, users);
 }
 
 void logMissingUser(const char* fn, unsigned i, unsigned n)
@@ -106,7 +106,7 @@ void switchOffServiceOfAccount(_FAL_REQ_T* req, const char* key, int id)
         if (LocalDbCtrl::saveDbObject(API_TYPE_MEDIASHARE, req->requester) != 0)
             Logger::print(LOG_TYPE_ERROR, GW_LOG, "%s: Failed to update dependency\n", "GatewayUserDelete");
     }
-    gatewayRelease(API_TYPE_MEDIASHARE, req->requester, service);
+    falRelease(API_TYPE_MEDIASHARE, req->requester, service);
 }
 
 }  // namespace
@@ -134,15 +134,15 @@ _FAL_RSP_T* FalGatewayLdb::GatewayLogin(_FAL_REQ_T* req)
                                                            static_cast<unsigned>(strlen(password)))
                                            : std::string();
             if (!password || !sameText(encoded.c_str(), rec->get<const char*>("password")))
-                gatewayAnswer(rsp, FAL_FAILED, "incorrect password");
+                falAnswer(rsp, FAL_FAILED, "incorrect password");
             else if (sameText(rec->get<const char*>("type"), "web"))
                 addWebLoginSettings(rsp->data, rec);
             return false;
         });
         if (!found)
-            gatewayAnswer(rsp, FAL_NOT_FOUND, "incorrect user name");
+            falAnswer(rsp, FAL_NOT_FOUND, "incorrect user name");
     }
-    gatewayRelease(apiType, LOGIN_REQUESTER, users);
+    falRelease(apiType, LOGIN_REQUESTER, users);
     if (rsp->status < FAL_FAILED)
         addPermissions(rsp->data);
     return rsp;
@@ -154,7 +154,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayLogout(_FAL_REQ_T* req)
         return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(apiType, req->msgId + 1, false);
     if (rsp)
-        gatewayAnswer(rsp, FAL_OK, "Logged out successfully !");
+        falAnswer(rsp, FAL_OK, "Logged out successfully !");
     return rsp;
 }
 
@@ -185,7 +185,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserList(_FAL_REQ_T* req)
             return true;
         });
     }
-    gatewayRelease(apiType, req->requester, users);
+    falRelease(apiType, req->requester, users);
     return rsp;
 }
 
@@ -257,7 +257,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserUpdate(_FAL_REQ_T* req)
                 if (oldPassword && !sameText(oldPassword, rec->get<const char*>("password"))) {
                     Logger::print(LOG_TYPE_INFO, GW_LOG, "%s: wrong password uname=%s type=%s\n", fn, userName,
                                   type.get());
-                    gatewayAnswer(rsp, FAL_FAILED, "wrong old password");
+                    falAnswer(rsp, FAL_FAILED, "wrong old password");
                     return true;
                 }
                 rec->set("id", item->get<int>("id"));
@@ -271,9 +271,9 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserUpdate(_FAL_REQ_T* req)
         if (changed)
             gatewaySave(rsp, apiType, req->requester, "fail to update database");
         else
-            gatewayAnswer(rsp, FAL_DB_ERROR, "incorrect request, nothing to update");
+            falAnswer(rsp, FAL_DB_ERROR, "incorrect request, nothing to update");
     }
-    gatewayRelease(apiType, req->requester, users);
+    falRelease(apiType, req->requester, users);
     return rsp;
 }
 
@@ -313,7 +313,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayChangePassword(_FAL_REQ_T* req)
             if (!sameText(usrType, type.get()) || !sameText(usrName, userName))
                 return true;
             if (oldPassword && !sameText(oldPassword, passw)) {
-                gatewayAnswer(rsp, FAL_FAILED, "wrong password");
+                falAnswer(rsp, FAL_FAILED, "wrong password");
                 return false;
             }
             rec->set("password", newPassword);
@@ -324,9 +324,9 @@ _FAL_RSP_T* FalGatewayLdb::GatewayChangePassword(_FAL_REQ_T* req)
             return false;
         });
         if (!found)
-            gatewayAnswer(rsp, FAL_NOT_FOUND, "user is not found");
+            falAnswer(rsp, FAL_NOT_FOUND, "user is not found");
     }
-    gatewayRelease(apiType, req->requester, users);
+    falRelease(apiType, req->requester, users);
     return rsp;
 }
 
@@ -341,20 +341,20 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserCreate(_FAL_REQ_T* req)
     if (gatewayLacksType(rsp, type.get()))
         return rsp;
     if (!req->body || !req->body->isObject()) {
-        gatewayAnswer(rsp, FAL_BAD_REQUEST, "invalid request body");
+        falAnswer(rsp, FAL_BAD_REQUEST, "invalid request body");
         return rsp;
     }
     // The new record: the body with the class of the request.
     TreeMapObject* record = req->body->clone(nullptr);
     record->set("type", type.get());
-    gatewayAnswer(rsp, FAL_CREATED, "New Created");
+    falAnswer(rsp, FAL_CREATED, "New Created");
     TreeMapObject* users = gatewayLock(rsp, apiType, USERS, req->requester, "failed to get database");
     if (users) {
         const char* userName = record->get<const char*>("userName");
         int newId = 0;
         bool duplicate = gatewayWalk(users, [&](unsigned, TreeMapObject* rec) {
             if (!rec) {
-                gatewayAnswer(rsp, FAL_DB_ERROR, "failed to get database object");
+                falAnswer(rsp, FAL_DB_ERROR, "failed to get database object");
                 return true;
             }
             if (userMatches(rec, type.get(), userName))
@@ -367,11 +367,11 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserCreate(_FAL_REQ_T* req)
         unsigned at = users->len();
         TreeMapObject* added = nullptr;
         if (duplicate) {
-            gatewayAnswer(rsp, FAL_FAILED, "user already exists");
+            falAnswer(rsp, FAL_FAILED, "user already exists");
         } else if (users->setArrayItem(at, record) <= 0) {
-            gatewayAnswer(rsp, FAL_DB_ERROR, "failed to add new user");
+            falAnswer(rsp, FAL_DB_ERROR, "failed to add new user");
         } else if (!(added = users->at(at))) {
-            gatewayAnswer(rsp, FAL_DB_ERROR, "failed to get database object");
+            falAnswer(rsp, FAL_DB_ERROR, "failed to get database object");
         } else {
             added->set("id", newId);
             rsp->data->set("id", newId);
@@ -380,7 +380,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserCreate(_FAL_REQ_T* req)
         delete added;
     }
     delete record;
-    gatewayRelease(apiType, req->requester, users);
+    falRelease(apiType, req->requester, users);
     return rsp;
 }
 
@@ -391,7 +391,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserDelete(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = newFalResponse(apiType, 15, false);
     if (!rsp)
         return nullptr;
-    gatewayAnswer(rsp, FAL_DELETED, "Record Deleted");
+    falAnswer(rsp, FAL_DELETED, "Record Deleted");
     GatewayParam type(req, "@type");
     GatewayParam idText(req, "@id");
     if (gatewayLacksType(rsp, type.get()))
@@ -405,7 +405,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserDelete(_FAL_REQ_T* req)
         int victim = -1;
         gatewayWalk(users, [&](unsigned i, TreeMapObject* rec) {
             if (!rec) {
-                gatewayAnswer(rsp, FAL_DB_ERROR, "failed to get database object");
+                falAnswer(rsp, FAL_DB_ERROR, "failed to get database object");
                 return true;
             }
             int recId = 0;
@@ -424,7 +424,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserDelete(_FAL_REQ_T* req)
             }
         }
     }
-    gatewayRelease(apiType, req->requester, users);
+    falRelease(apiType, req->requester, users);
     return rsp;
 }
 
@@ -435,7 +435,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserDeleteAll(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = newFalResponse(apiType, 17, false);
     if (!rsp)
         return nullptr;
-    gatewayAnswer(rsp, FAL_OK, "Records Deleted");
+    falAnswer(rsp, FAL_OK, "Records Deleted");
     GatewayParam type(req, "@type");
     TreeMapObject* users = lockUsersOfType(req, rsp, apiType, type);
     if (users) {
@@ -443,14 +443,14 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserDeleteAll(_FAL_REQ_T* req)
         for (unsigned i = 0; i < users->len(); ++i) {
             TreeMapObject* rec = users->at(i);
             if (!rec)
-                gatewayAnswer(rsp, FAL_DB_ERROR, "failed to get database object");
+                falAnswer(rsp, FAL_DB_ERROR, "failed to get database object");
             else if (sameText(rec->get<const char*>("type"), type.get()))
                 users->delArrayItem(i);
             delete rec;
         }
         gatewaySave(rsp, apiType, req->requester, "fail to update database");
     }
-    gatewayRelease(apiType, req->requester, users);
+    falRelease(apiType, req->requester, users);
     return rsp;
 }
 
@@ -486,7 +486,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserValidate(_FAL_REQ_T* req)
         if (!sameText(usrType, type.get()) || !sameText(usrName, userName))
             return true;
         if (!sameText(passwrd, password))
-            gatewayAnswer(rsp, FAL_FAILED, "incorrect password");
+            falAnswer(rsp, FAL_FAILED, "incorrect password");
         return false;
     });
     return rsp;

@@ -13,7 +13,7 @@ namespace {
 bool hasPath(TreeMapObject* node, const char* path)
 {
     const char* own = node ? node->get<const char*>("path") : nullptr;
-    return own && path && strcmp(own, path) == 0;
+    return sameText(own, path);
 }
 
 // Index of the first child in `children` whose path is `path`, or -1.
@@ -155,7 +155,7 @@ _FAL_RSP_T* FalMediaShareLdb::MediashareCustomfolderCreate(_FAL_REQ_T* req)
             parent->set("children", &list);
         }
         delete children;
-        if (mediashareSave(req))
+        if (falSave(API_TYPE_MEDIASHARE, req->requester))
             mediashareAnswer(rsp, FAL_CREATED, "New Created");
     }
     releaseFolder(parent, tree);
@@ -187,7 +187,7 @@ _FAL_RSP_T* FalMediaShareLdb::MediashareCustomfolderDelete(_FAL_REQ_T* req)
                 TreeMapObject empty;
                 parent->set("children", &empty);
             }
-            if (mediashareSave(req))
+            if (falSave(API_TYPE_MEDIASHARE, req->requester))
                 rsp->status = FAL_OK;
         }
         delete children;
@@ -225,7 +225,7 @@ _FAL_RSP_T* FalMediaShareLdb::MediashareCustomfolderChange(_FAL_REQ_T* req)
         int at = children ? findChild(children, oldNode->get<const char*>("path")) : -1;
         if (at >= 0) {
             children->setArrayItem(static_cast<unsigned>(at), newNode);
-            if (mediashareSave(req))
+            if (falSave(API_TYPE_MEDIASHARE, req->requester))
                 rsp->status = FAL_OK;
         }
         delete children;

@@ -76,7 +76,7 @@ _FAL_RSP_T* FalMediaShareLdb::MediashareUsbRemove(_FAL_REQ_T* req)
         bool saved = false;
         if (stored && removals && stored->len() > 0 && removals->len() > 0) {
             removeFirstMatches(stored, removals);
-            saved = mediashareSave(req);
+            saved = falSave(API_TYPE_MEDIASHARE, req->requester);
         }
         if (saved)
             mediashareAnswer(rsp, FAL_OK, "Record Deleted");
@@ -113,7 +113,7 @@ _FAL_RSP_T* FalMediaShareLdb::MediashareUsbUpdate(_FAL_REQ_T* req)
             mediashareAnswer(rsp, FAL_BAD_REQUEST, "No record found for updated", "No record found for updated\n");
         } else {
             device->set("name", req->body->get<const char*>("name"));
-            if (!mediashareSave(req)) {
+            if (!falSave(API_TYPE_MEDIASHARE, req->requester)) {
                 mediashareAnswer(rsp, FAL_DB_ERROR, "Record cannot be updated",
                                  "Cannot update usb information sue to some DB error\n");
             } else {
@@ -159,7 +159,7 @@ _FAL_RSP_T* FalMediaShareLdb::MediasharePrinterUpdate(_FAL_REQ_T* req)
                 printers->clearArrayItems();
             delete printers;
         }
-        if (mediashareSave(req))
+        if (falSave(API_TYPE_MEDIASHARE, req->requester))
             rsp->status = FAL_OK;
     }
     mediashareRelease(req, {printer});
@@ -194,7 +194,7 @@ _FAL_RSP_T* FalMediaShareLdb::MediasharePrinterRemove(_FAL_REQ_T* req)
         } else {
             TreeMapObject* kept = keptPrinters(printers, removals);
             printer->set("printers", kept);
-            if (mediashareSave(req))
+            if (falSave(API_TYPE_MEDIASHARE, req->requester))
                 mediashareAnswer(rsp, FAL_DELETED, "Record Deleted");
             delete kept;
         }

@@ -8,16 +8,6 @@
 #include "host/LocalDbCtrl.h"
 #include "host/TreeMapObject.h"
 
-MediashareTrace::MediashareTrace(const char* name) : name_(name)
-{
-    Logger::print(LOG_TYPE_TRACE, LOG_GROUP_MEDIASHARE, "%s Enter\n", name_);
-}
-
-MediashareTrace::~MediashareTrace()
-{
-    Logger::print(LOG_TYPE_TRACE, LOG_GROUP_MEDIASHARE, "%s Exit\n", name_);
-}
-
 bool mediashareNullRequest(_FAL_REQ_T* req)
 {
     if (req)
@@ -62,8 +52,7 @@ void mediashareAnswer(_FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message,
 {
     if (log)
         Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "%s", log);
-    rsp->status = status;
-    rsp->message = message;
+    falAnswer(rsp, status, message);
 }
 
 // The family's object read.
@@ -82,11 +71,6 @@ _FAL_RSP_T* mediashareObjectGet(_FAL_REQ_T* req, const char* key)
 TreeMapObject* mediashareLock(_FAL_REQ_T* req, const char* key)
 {
     return LocalDbCtrl::lockDbObject(API_TYPE_MEDIASHARE, key, req->requester);
-}
-
-bool mediashareSave(_FAL_REQ_T* req)
-{
-    return LocalDbCtrl::saveDbObject(API_TYPE_MEDIASHARE, req->requester) == 0;
 }
 
 void mediashareRelease(_FAL_REQ_T* req, std::initializer_list<TreeMapObject*> handles)
@@ -131,7 +115,7 @@ bool mediashareSameDevice(TreeMapObject* a, TreeMapObject* b)
         return false;
     const char* nameA = a->get<const char*>("name");
     const char* nameB = b->get<const char*>("name");
-    return nameA && nameB && strcmp(nameA, nameB) == 0;
+    return sameText(nameA, nameB);
 }
 
 std::unique_ptr<char[]> mediashareParam(_FAL_REQ_T* req, const char* name)

@@ -4,21 +4,16 @@
 #include <initializer_list>
 #include <memory>
 
+#include "frame/FalHandler.h"
 #include "frame/FalTypes.h"
 #include "host/Logger.h"
 
 class TreeMapObject;
 
-// Writes "<name> Enter" when made and "<name> Exit" when it goes out of scope (log type 0).
-class MediashareTrace {
+// The operation's "<name> Enter" and "<name> Exit" traces (log type 0).
+class MediashareTrace : public FalTrace {
 public:
-    explicit MediashareTrace(const char* name);
-    ~MediashareTrace();
-    MediashareTrace(const MediashareTrace&) = delete;
-    MediashareTrace& operator=(const MediashareTrace&) = delete;
-
-private:
-    const char* name_;
+    explicit MediashareTrace(const char* name) : FalTrace(LOG_GROUP_MEDIASHARE, name, FAL_TRACE_NAME_FIRST) {}
 };
 
 // True, after logging "A null request has been received", when there is no request.
@@ -47,8 +42,6 @@ _FAL_RSP_T* mediashareObjectGet(_FAL_REQ_T* req, const char* key);
 
 // Locks the media-share document for the requester and returns a handle onto `key`, or null.
 TreeMapObject* mediashareLock(_FAL_REQ_T* req, const char* key);
-// Saves the media-share document; true on success.
-bool mediashareSave(_FAL_REQ_T* req);
 // Deletes the handles (nulls allowed), then releases the requester's lock.
 void mediashareRelease(_FAL_REQ_T* req, std::initializer_list<TreeMapObject*> handles);
 

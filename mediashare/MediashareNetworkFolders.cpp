@@ -27,7 +27,7 @@ void stopServiceOfFolder(_FAL_REQ_T* req, const char* key, int id)
     TreeMapObject* service = mediashareLock(req, key);
     if (service && mediashareHasId(service, "networkFolder.id", id)) {
         service->set("active", false);
-        if (!mediashareSave(req))
+        if (!falSave(API_TYPE_MEDIASHARE, req->requester))
             Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "%s: Failed to update ftp status\n",
                           "MediashareNetworkfolderDelete");
     }
@@ -70,7 +70,7 @@ _FAL_RSP_T* FalMediaShareLdb::MediashareNetworkfolderUpdate(_FAL_REQ_T* req)
             record->set("id", id);
             folders->setArrayItem(static_cast<unsigned>(at), record);
             delete record;
-            if (mediashareSave(req))
+            if (falSave(API_TYPE_MEDIASHARE, req->requester))
                 rsp->status = FAL_OK;
             else
                 mediashareAnswer(rsp, FAL_FAILED, "Error in saving");
@@ -99,7 +99,7 @@ _FAL_RSP_T* FalMediaShareLdb::MediashareNetworkfolderCreate(_FAL_REQ_T* req)
         record->set("id", id);
         folders->addArrayItem(record);
         delete record;
-        if (mediashareSave(req))
+        if (falSave(API_TYPE_MEDIASHARE, req->requester))
             mediashareAnswer(rsp, FAL_CREATED, "New Created");
         rsp->data->set("id", id);
     }
@@ -131,7 +131,7 @@ _FAL_RSP_T* FalMediaShareLdb::MediashareNetworkfolderDelete(_FAL_REQ_T* req)
         int at = mediashareFindId(folders, id);
         if (at >= 0)
             folders->delArrayItem(static_cast<unsigned>(at));
-        if (mediashareSave(req)) {
+        if (falSave(API_TYPE_MEDIASHARE, req->requester)) {
             mediashareAnswer(rsp, FAL_DELETED, "Record Deleted");
             // A service that shared the folder goes off with it.
             stopServiceOfFolder(req, "ftp", id);
@@ -158,7 +158,7 @@ _FAL_RSP_T* FalMediaShareLdb::MediashareNetworkfolderDeleteAll(_FAL_REQ_T* req)
         mediashareAnswer(rsp, FAL_OK, "Nothing to be deleted", "Cannot read child object of network object\n");
     } else {
         folders->clearArrayItems();
-        if (mediashareSave(req))
+        if (falSave(API_TYPE_MEDIASHARE, req->requester))
             mediashareAnswer(rsp, FAL_OK, "Records Deleted");
     }
     mediashareRelease(req, {folders, object});

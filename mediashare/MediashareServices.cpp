@@ -112,7 +112,7 @@ _FAL_RSP_T* updateFileService(_FAL_REQ_T* req, const FileService& service)
         // The service lock stays held until the save below, so that its changes are saved with
         // the folder statuses.
         rewriteFolderStatuses(req, service.key, sharedId, body->get<bool>("active"));
-        if (mediashareSave(req))
+        if (falSave(API_TYPE_MEDIASHARE, req->requester))
             rsp->status = FAL_OK;
     }
     mediashareRelease(req, {settings});
@@ -164,7 +164,7 @@ _FAL_RSP_T* FalMediaShareLdb::MediashareDlnaUpdate(_FAL_REQ_T* req)
     } else {
         document->set("dlna", req->body);
         rsp->status = FAL_FAILED;
-        if (mediashareSave(req))
+        if (falSave(API_TYPE_MEDIASHARE, req->requester))
             rsp->status = FAL_OK;
     }
     mediashareRelease(req, {document});

@@ -58,7 +58,7 @@ FalTree lockSetting(_FAL_RSP_T* rsp, const char* key, const char* requester)
 // Saves and releases: status 0 on success, `failed` otherwise.
 void saveAndRelease(_FAL_RSP_T* rsp, const char* requester, FalTree& object, FAL_STATUS_T failed)
 {
-    rsp->status = netSave(requester) ? FAL_OK : failed;
+    rsp->status = falSave(API_TYPE_NETWORK, requester) ? FAL_OK : failed;
     netRelease(requester, object);
 }
 
@@ -98,7 +98,7 @@ _FAL_RSP_T* FalNetworkLdb::NetworkDslmodeSet(_FAL_REQ_T* req)
         const char* type = wanted->get<const char*>("type");
         for (unsigned j = 0; type && j < modes->len(); ++j) {
             FalTree mode(modes->at(j));
-            if (netIsText(mode->get<const char*>("type"), type)) {
+            if (sameText(mode->get<const char*>("type"), type)) {
                 mode->set("active", wanted->get<bool>("active"));
                 break;
             }
@@ -163,7 +163,7 @@ _FAL_RSP_T* FalNetworkLdb::NetworkQmodeGet(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalNetworkLdb::NetworkQmodeUpdate(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkQmodeUpdate", NET_TRACE_WORD_FIRST);
+    NetTrace trace("NetworkQmodeUpdate", FAL_TRACE_WORD_FIRST);
     if (netWrongRequest(req))
         return nullptr;
     _FAL_RSP_T* rsp = netResponse(43, false, kNoMemoryBang);
@@ -181,14 +181,14 @@ _FAL_RSP_T* FalNetworkLdb::NetworkQmodeUpdate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalNetworkLdb::NetworkDualwanGet(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkDualwanGet", NET_TRACE_EXIT_ONLY);
+    NetTrace trace("NetworkDualwanGet", FAL_TRACE_NAME_EXIT_ONLY);
     // Answers with the service family's API type.
     return fixedObjectGet(req, "dualwan", API_TYPE_SERVICE, 45);
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkDualwanUpdate(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkDualwanUpdate", NET_TRACE_WORD_FIRST);
+    NetTrace trace("NetworkDualwanUpdate", FAL_TRACE_WORD_FIRST);
     if (netWrongRequest(req))
         return nullptr;
     _FAL_RSP_T* rsp = netResponse(47, false, kNoMemoryBang);
@@ -200,8 +200,8 @@ _FAL_RSP_T* FalNetworkLdb::NetworkDualwanUpdate(_FAL_REQ_T* req)
     dualwan->set("active", req->body->get<bool>("active"));
     dualwan->set("mode", req->body->get<int>("mode"));
     netCopyPresent(dualwan.get(), "", req->body, "", kDualwanInterfaces);
-    if (!netSave(req->requester))
-        netAnswer(rsp, FAL_DB_ERROR, "Save databse error");
+    if (!falSave(API_TYPE_NETWORK, req->requester))
+        falAnswer(rsp, FAL_DB_ERROR, "Save databse error");
     netRelease(req->requester, dualwan);
     return rsp;
 }
@@ -220,7 +220,7 @@ _FAL_RSP_T* FalNetworkLdb::NetworkMobileConfigurationGet(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalNetworkLdb::NetworkMobileUpdate(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkMobileUpdate", NET_TRACE_WORD_EXIT);
+    NetTrace trace("NetworkMobileUpdate", FAL_TRACE_WORD_EXIT_ONLY);
     if (netWrongRequest(req))
         return nullptr;
     _FAL_RSP_T* rsp = netResponse(53, false, kNoMemoryBang);
@@ -237,6 +237,6 @@ _FAL_RSP_T* FalNetworkLdb::NetworkMobileUpdate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalNetworkLdb::NetworkLanPortGet(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkLanPortGet", NET_TRACE_EXIT_ONLY);
+    NetTrace trace("NetworkLanPortGet", FAL_TRACE_NAME_EXIT_ONLY);
     return fixedObjectGet(req, "lanPort", API_TYPE_NETWORK, 55);
 }

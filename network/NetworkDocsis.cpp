@@ -16,14 +16,14 @@ _FAL_RSP_T* mtaMemberGet(_FAL_REQ_T* req, const char* member, unsigned msgId)
     FalTree mta = netLock("mta", req->requester);
     if (!mta) {
         Logger::print(LOG_TYPE_ERROR, NET_LOG, "Found no object or database is being corrupted for path %s \n", "mta");
-        netAnswer(rsp, FAL_DB_ERROR, NET_LOAD_FAILED);
+        falAnswer(rsp, FAL_DB_ERROR, NET_LOAD_FAILED);
     } else if (FalTree value{mta->get(member)}) {
         rsp->data = value->clone(nullptr);
         rsp->status = FAL_OK;
     } else {
         Logger::print(LOG_TYPE_ERROR, NET_LOG, "Found no object or database is being corrupted for path %s/%s \n",
                       "mta", member);
-        netAnswer(rsp, FAL_DB_ERROR, NET_LOAD_FAILED);
+        falAnswer(rsp, FAL_DB_ERROR, NET_LOAD_FAILED);
     }
     netRelease(req->requester, mta);
     return rsp;

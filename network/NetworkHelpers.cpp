@@ -14,28 +14,6 @@ const char* const NET_NO_MEMORY = "Cannot create response due to some memory iss
 const char* const NET_KEY_LOAD_FAILED = "Cannot load db object for key %s\n";
 const char* const NET_LOCAL_LOAD_FAILED = "Cannot load local database due to some unexpected error\n";
 
-NetTrace::NetTrace(const char* name, NET_TRACE_T style) : name_(name), style_(style)
-{
-    if (style_ == NET_TRACE_NAME_FIRST)
-        Logger::print(LOG_TYPE_TRACE, NET_LOG, "%s Enter\n", name_);
-    else if (style_ == NET_TRACE_WORD_FIRST)
-        Logger::print(LOG_TYPE_TRACE, NET_LOG, "Enter %s\n", name_);
-}
-
-NetTrace::~NetTrace()
-{
-    if (style_ == NET_TRACE_WORD_FIRST || style_ == NET_TRACE_WORD_EXIT)
-        Logger::print(LOG_TYPE_TRACE, NET_LOG, "Exit %s\n", name_);
-    else
-        Logger::print(LOG_TYPE_TRACE, NET_LOG, "%s Exit\n", name_);
-}
-
-void netAnswer(_FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message)
-{
-    rsp->status = status;
-    rsp->message = message;
-}
-
 bool netNullRequest(const _FAL_REQ_T* req)
 {
     if (req)
@@ -82,7 +60,7 @@ _FAL_RSP_T* netProbe(const _FAL_REQ_T* req, unsigned msgId)
         return nullptr;
     FalTree doc = netLock("", "default");
     if (!doc)
-        netAnswer(rsp, FAL_DB_ERROR, "failed to get database");
+        falAnswer(rsp, FAL_DB_ERROR, "failed to get database");
     netRelease("default", doc);
     return rsp;
 }
@@ -91,7 +69,7 @@ bool netInterfaceId(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, int& id)
 {
     std::unique_ptr<char[]> text(BE_PairVal2(req->params, "@interfaceId"));
     if (!text) {
-        netAnswer(rsp, FAL_BAD_REQUEST, "Wrong URI");
+        falAnswer(rsp, FAL_BAD_REQUEST, "Wrong URI");
         return false;
     }
     id = atoi(text.get());
@@ -108,15 +86,10 @@ FalTree netLockOrFail(_FAL_RSP_T* rsp, const char* key, const char* requester, c
     FalTree object = netLock(key, requester);
     if (!object) {
         Logger::print(LOG_TYPE_ERROR, NET_LOG, failLog, key);
-        netAnswer(rsp, FAL_DB_ERROR, NET_LOAD_FAILED);
+        falAnswer(rsp, FAL_DB_ERROR, NET_LOAD_FAILED);
         netRelease(requester, object);
     }
     return object;
-}
-
-bool netSave(const char* requester)
-{
-    return LocalDbCtrl::saveDbObject(API_TYPE_NETWORK, requester) == 0;
 }
 
 void netRelease(const char* requester, FalTree& handle)
@@ -153,7 +126,3 @@ void netCopyTexts(TreeMapObject* dst, TreeMapObject* src, const std::vector<cons
         dst->set(path, src->get<const char*>(path));
 }
 
-bool netIsText(const char* text, const char* expected)
-{
-    return text && strcmp(text, expected) == 0;
-}

@@ -4,6 +4,7 @@
 #include <memory>
 #include <vector>
 
+#include "frame/FalHandler.h"
 #include "frame/FalTree.h"
 #include "frame/FalTypes.h"
 #include "host/Logger.h"
@@ -17,29 +18,11 @@ extern const char* const NET_NO_MEMORY;    // "Cannot create response due to som
 extern const char* const NET_KEY_LOAD_FAILED;    // "Cannot load db object for key %s\n"
 extern const char* const NET_LOCAL_LOAD_FAILED;  // "Cannot load local database due to some unexpected error\n"
 
-// How an operation writes its entry and exit traces (log type 0).
-enum NET_TRACE_T {
-    NET_TRACE_NAME_FIRST,  // "<name> Enter", "<name> Exit"
-    NET_TRACE_WORD_FIRST,  // "Enter <name>", "Exit <name>"
-    NET_TRACE_EXIT_ONLY,   // "<name> Exit"
-    NET_TRACE_WORD_EXIT,   // "Exit <name>"
-};
-
-// Writes the entry trace when made and the exit trace when it goes out of scope.
-class NetTrace {
+// The operation's entry and exit traces in the network log group.
+class NetTrace : public FalTrace {
 public:
-    explicit NetTrace(const char* name, NET_TRACE_T style = NET_TRACE_NAME_FIRST);
-    ~NetTrace();
-    NetTrace(const NetTrace&) = delete;
-    NetTrace& operator=(const NetTrace&) = delete;
-
-private:
-    const char* name_;
-    NET_TRACE_T style_;
+    explicit NetTrace(const char* name, FAL_TRACE_T style = FAL_TRACE_NAME_FIRST) : FalTrace(NET_LOG, name, style) {}
 };
-
-// Sets the status and message of a response.
-void netAnswer(_FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message);
 
 // True, after logging "NULL request has been received", when there is no request.
 bool netNullRequest(const _FAL_REQ_T* req);
@@ -69,8 +52,6 @@ FalTree netLock(const char* key, const char* requester);
 // Locks `key` like netLock. When it cannot be loaded: logs `failLog` (its %s, if any, is the key),
 // answers 8 "Cannot load network database", releases the lock and yields null.
 FalTree netLockOrFail(_FAL_RSP_T* rsp, const char* key, const char* requester, const char* failLog);
-// Saves the network document; true on success.
-bool netSave(const char* requester);
 // Deletes the handle (when still held), then releases the requester's lock.
 void netRelease(const char* requester, FalTree& handle);
 
@@ -85,5 +66,3 @@ void netCopyPresent(TreeMapObject* dst, const char* dstPrefix, TreeMapObject* sr
 // Stores the text at each path of `src` at the same path of `dst` (null when `src` lacks it).
 void netCopyTexts(TreeMapObject* dst, TreeMapObject* src, const std::vector<const char*>& paths);
 
-// Whether the text is present and equal to `expected`.
-bool netIsText(const char* text, const char* expected);

@@ -108,7 +108,7 @@ _FAL_RSP_T* FalNetworkLdb::NetworkLanUpdate(_FAL_REQ_T* req)
     FalTree ipv6(req->body->get("ipv6"));
     if (ipv6)
         lan->set("ipv6", ipv6.get());
-    if (netSave(req->requester))
+    if (falSave(API_TYPE_NETWORK, req->requester))
         rsp->status = FAL_OK;
     netRelease(req->requester, lan);
 
@@ -148,7 +148,7 @@ _FAL_RSP_T* FalNetworkLdb::NetworkLanIpv6Update(_FAL_REQ_T* req)
             netCopyPresent(ipv6.get(), "pd.", body, "pd.", {"prefix", "prefixLength"});
         }
     }
-    if (netSave(req->requester))
+    if (falSave(API_TYPE_NETWORK, req->requester))
         rsp->status = FAL_OK;
     netRelease(req->requester, lan);
     return rsp;

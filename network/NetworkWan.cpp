@@ -37,7 +37,7 @@ bool applyInterfaceMembers(TreeMapObject* iface, TreeMapObject* body)
     bool reboot = false;
     FalTree switchMode(body->get("switchMode"));
     if (switchMode) {
-        reboot = netIsText(iface->get<const char*>("switchMode"), "bridge");
+        reboot = sameText(iface->get<const char*>("switchMode"), "bridge");
         iface->set("switchMode", switchMode.get());
     }
     netCopyPresent(iface, "", body, "", {"connectionType"});
@@ -77,7 +77,7 @@ void applyLinkSettings(TreeMapObject* iface, TreeMapObject* body)
     netCopyPresent(iface, "", body, "", {"vlan"});
 
     FalTree atm(body->get("atm"));
-    if (!netIsText(body->get<const char*>("linkType"), "adsl"))
+    if (!sameText(body->get<const char*>("linkType"), "adsl"))
         iface->set("atm", &empty);
     else if (atm)
         iface->set("atm", atm.get());
@@ -137,10 +137,10 @@ _FAL_RSP_T* setConnectivity(_FAL_REQ_T* req, const char* connectivity)
     FalTree iface = netFindInterface(interfaces.get(), id);
     if (iface) {
         iface->set("connectivity", connectivity);
-        if (netSave(req->requester))
+        if (falSave(API_TYPE_NETWORK, req->requester))
             rsp->status = FAL_OK;
     } else {
-        netAnswer(rsp, FAL_NOT_FOUND, "No interface information found");
+        falAnswer(rsp, FAL_NOT_FOUND, "No interface information found");
     }
     iface.reset();
     interfaces.reset();
@@ -207,13 +207,13 @@ _FAL_RSP_T* FalNetworkLdb::NetworkWanChange(_FAL_REQ_T* req)
     if (!iface) {
         interfaces.reset();
         netRelease(req->requester, wan);
-        netAnswer(rsp, FAL_NOT_FOUND, "No interface information found");
+        falAnswer(rsp, FAL_NOT_FOUND, "No interface information found");
         return rsp;
     }
     bool reboot = applyInterfaceMembers(iface.get(), req->body);
     applyLinkSettings(iface.get(), req->body);
     rsp->data = interfaceSummary(iface.get());
-    if (netSave(req->requester))
+    if (falSave(API_TYPE_NETWORK, req->requester))
         rsp->status = FAL_OK;
     iface.reset();
     interfaces.reset();
@@ -221,7 +221,7 @@ _FAL_RSP_T* FalNetworkLdb::NetworkWanChange(_FAL_REQ_T* req)
 
     for (const char* hidden : kHiddenInAnswer)
         rsp->data->del(hidden);
-    if (netIsText(req->body->get<const char*>("switchMode"), "bridge"))
+    if (sameText(req->body->get<const char*>("switchMode"), "bridge"))
         reboot = true;
     adviseReboot(rsp->data, reboot);
     return rsp;
@@ -249,7 +249,7 @@ _FAL_RSP_T* FalNetworkLdb::NetworkWanIpv6Change(_FAL_REQ_T* req)
     FalTree interfaces(wan->get("interfaces"));
     if (!interfaces) {
         Logger::print(LOG_TYPE_ERROR, NET_LOG, "list of wan interfaces does not exist\n");
-        netAnswer(rsp, FAL_DB_ERROR, NET_LOAD_FAILED);
+        falAnswer(rsp, FAL_DB_ERROR, NET_LOAD_FAILED);
         netRelease(req->requester, wan);
         return rsp;
     }
@@ -257,14 +257,14 @@ _FAL_RSP_T* FalNetworkLdb::NetworkWanIpv6Change(_FAL_REQ_T* req)
     if (!iface) {
         interfaces.reset();
         netRelease(req->requester, wan);
-        netAnswer(rsp, FAL_NOT_FOUND, "No interface information found");
+        falAnswer(rsp, FAL_NOT_FOUND, "No interface information found");
         return rsp;
     }
     // The IPv6 members are read from the top level of the body.
     FalTree ipv6(iface->get("ipv6"));
     if (ipv6 && ipv6->isObject())
         netCopyPresent(ipv6.get(), "", req->body, "", kWanIpv6Members);
-    if (netSave(req->requester))
+    if (falSave(API_TYPE_NETWORK, req->requester))
         rsp->status = FAL_OK;
     ipv6.reset();
     iface.reset();
@@ -300,7 +300,7 @@ _FAL_RSP_T* FalNetworkLdb::NetworkSwitchmodeBridge(_FAL_REQ_T* req)
 
     FalTree interfaces = netLock("wan.interfaces", req->requester);
     if (!interfaces) {
-        netAnswer(rsp, FAL_DB_ERROR, "Cannot load database");
+        falAnswer(rsp, FAL_DB_ERROR, "Cannot load database");
         netRelease(req->requester, interfaces);
         return rsp;
     }
@@ -315,11 +315,11 @@ _FAL_RSP_T* FalNetworkLdb::NetworkSwitchmodeBridge(_FAL_REQ_T* req)
         }
     }
     if (!matched)
-        netAnswer(rsp, FAL_NOT_FOUND, "No interface found");
-    else if (netSave(req->requester))
-        netAnswer(rsp, FAL_OK, "DB updated!");
+        falAnswer(rsp, FAL_NOT_FOUND, "No interface found");
+    else if (falSave(API_TYPE_NETWORK, req->requester))
+        falAnswer(rsp, FAL_OK, "DB updated!");
     else
-        netAnswer(rsp, FAL_DB_ERROR, "DB cannot be updated!");
+        falAnswer(rsp, FAL_DB_ERROR, "DB cannot be updated!");
     netRelease(req->requester, interfaces);
     return rsp;
 }
@@ -375,7 +375,7 @@ _FAL_RSP_T* FalNetworkLdb::NetworkLinkAuto(_FAL_REQ_T* req)
     std::string linkType;
     bool known = false;
     if (!first) {
-        netAnswer(rsp, FAL_DB_ERROR, "Cannot load db");
+        falAnswer(rsp, FAL_DB_ERROR, "Cannot load db");
         delete rsp->data;
         rsp->data = nullptr;
     } else {

@@ -1,6 +1,7 @@
 // Steps shared by the QoS operations.
 #pragma once
 
+#include "frame/FalHandler.h"
 #include "frame/FalTypes.h"
 #include "host/TreeMapObject.h"
 
@@ -10,9 +11,3 @@ inline bool qosHasBody(_FAL_REQ_T* req)
     return req->body && !req->body->isNull();
 }
 
-// Sets the status and message of a response.
-inline void qosAnswer(_FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message)
-{
-    rsp->status = status;
-    rsp->message = message;
-}

@@ -16,7 +16,7 @@ namespace {
 bool isOfType(TreeMapObject* priorityClass, const char* type)
 {
     const char* own = priorityClass ? priorityClass->get<const char*>("type") : nullptr;
-    return own && type && strcmp(own, type) == 0;
+    return sameText(own, type);
 }
 
 // Position in `rules` of the first rule whose "index" is `index`, or -1.
@@ -59,22 +59,22 @@ bool readRuleAddress(_FAL_REQ_T* req, _FAL_RSP_T* rsp, std::unique_ptr<char[]>& 
     type.reset(BE_PairVal2(req->params, "@priorityType"));
     if (!type) {
         Logger::print(LOG_TYPE_ERROR, LOG_GROUP_QOS, "Bad param request\n");
-        qosAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
+        falAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
         return false;
     }
     if (strcmp(type.get(), "high") != 0 && strcmp(type.get(), "ultra") != 0) {
-        qosAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
+        falAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
         return false;
     }
     std::unique_ptr<char[]> indexText(BE_PairVal2(req->params, "@index"));
     if (!indexText) {
         Logger::print(LOG_TYPE_ERROR, LOG_GROUP_QOS, "Bad param request\n");
-        qosAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
+        falAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
         return false;
     }
     index = BE_StrTo<int>(indexText.get());
     if (index < 0) {
-        qosAnswer(rsp, FAL_DB_ERROR, "wrong index");
+        falAnswer(rsp, FAL_DB_ERROR, "wrong index");
         return false;
     }
     return true;
@@ -106,17 +106,17 @@ _FAL_RSP_T* FalQosLdb::QosConfigurationUpdate(_FAL_REQ_T* req)
         return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(apiType, 3, false);
     if (!qosHasBody(req)) {
-        qosAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
+        falAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
         return rsp;
     }
     bool active = req->body->get<bool>("active");
     TreeMapObject* qos = LocalDbCtrl::lockDbObject(apiType, "qos", req->requester);
     if (!qos) {
-        qosAnswer(rsp, FAL_DB_ERROR, "failed to get database");
+        falAnswer(rsp, FAL_DB_ERROR, "failed to get database");
     } else if (qos->get<bool>("active") != active) {
         qos->set("active", active);
         if (LocalDbCtrl::saveDbObject(apiType, req->requester) != 0)
-            qosAnswer(rsp, FAL_DB_ERROR, "failed to save database");
+            falAnswer(rsp, FAL_DB_ERROR, "failed to save database");
     }
     delete qos;
     LocalDbCtrl::unlockDbObject(apiType, req->requester);
@@ -129,7 +129,7 @@ _FAL_RSP_T* FalQosLdb::QosRulesCreate(_FAL_REQ_T* req)
         return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(apiType, 5, true);
     if (!qosHasBody(req)) {
-        qosAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
+        falAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
         finishRuleReply(rsp, 0);
         return rsp;
     }
@@ -138,9 +138,9 @@ _FAL_RSP_T* FalQosLdb::QosRulesCreate(_FAL_REQ_T* req)
     TreeMapObject* qos = LocalDbCtrl::lockDbObject(apiType, "qos", req->requester);
     TreeMapObject* priority = qos ? qos->get("priority") : nullptr;
     if (!qos) {
-        qosAnswer(rsp, FAL_DB_ERROR, "failed to get database");
+        falAnswer(rsp, FAL_DB_ERROR, "failed to get database");
     } else {
-        qosAnswer(rsp, FAL_DB_ERROR, "failed to create rule");
+        falAnswer(rsp, FAL_DB_ERROR, "failed to create rule");
         // The first class of the type takes the rule when it has room for it.
         for (unsigned i = 0; priority && i < priority->len(); ++i) {
             TreeMapObject* priorityClass = priority->at(i);
@@ -151,7 +151,7 @@ _FAL_RSP_T* FalQosLdb::QosRulesCreate(_FAL_REQ_T* req)
                 // The rule is read only once its class has room for it.
                 rule = req->body->clone("rule");
                 if (!rule) {
-                    qosAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
+                    falAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
                 } else {
                     if (rules->len() > 0) {
                         TreeMapObject* last = rules->at(rules->len() - 1);
@@ -160,9 +160,9 @@ _FAL_RSP_T* FalQosLdb::QosRulesCreate(_FAL_REQ_T* req)
                     }
                     rule->set("index", index);
                     rules->addArrayItem(rule);
-                    qosAnswer(rsp, FAL_CREATED, "New Created");
+                    falAnswer(rsp, FAL_CREATED, "New Created");
                     if (LocalDbCtrl::saveDbObject(apiType, req->requester) != 0)
-                        qosAnswer(rsp, FAL_DB_ERROR, "failed to save database");
+                        falAnswer(rsp, FAL_DB_ERROR, "failed to save database");
                 }
             }
             delete rule;
@@ -191,16 +191,16 @@ _FAL_RSP_T* FalQosLdb::QosRulesChange(_FAL_REQ_T* req)
     if (!readRuleAddress(req, rsp, type, index)) {
         // answered
     } else if (!qosHasBody(req)) {
-        qosAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
+        falAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
     } else if (!(qos = LocalDbCtrl::lockDbObject(apiType, "qos", req->requester))) {
-        qosAnswer(rsp, FAL_DB_ERROR, "failed to get database");
+        falAnswer(rsp, FAL_DB_ERROR, "failed to get database");
     } else {
-        qosAnswer(rsp, FAL_DB_ERROR, "failed to update rule");
+        falAnswer(rsp, FAL_DB_ERROR, "failed to update rule");
         rule = req->body->clone("rule");
         visitAddressedRules(qos, type.get(), index, [&](TreeMapObject* rules, unsigned at) {
             // A body without a rule changes nothing, and only a found rule reads it.
             if (!rule) {
-                qosAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
+                falAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
                 return false;
             }
             // The changed rule moves to the end of its class.
@@ -208,14 +208,14 @@ _FAL_RSP_T* FalQosLdb::QosRulesChange(_FAL_REQ_T* req)
             if (rules->setArrayItem(rules->len(), rule) < 0) {
                 Logger::print(LOG_TYPE_ERROR, LOG_GROUP_QOS, "%s: [%d] Failed to set array item\n",
                               "QosRulesChange", static_cast<int>(at));
-                qosAnswer(rsp, FAL_DB_ERROR, "failed to set array item");
+                falAnswer(rsp, FAL_DB_ERROR, "failed to set array item");
                 return false;
             }
             if (LocalDbCtrl::saveDbObject(apiType, req->requester) != 0) {
-                qosAnswer(rsp, FAL_DB_ERROR, "failed to save database");
+                falAnswer(rsp, FAL_DB_ERROR, "failed to save database");
                 return false;
             }
-            qosAnswer(rsp, FAL_OK, "Rule Updated");
+            falAnswer(rsp, FAL_OK, "Rule Updated");
             return true;
         });
     }
@@ -237,16 +237,16 @@ _FAL_RSP_T* FalQosLdb::QosRulesDeleteOne(_FAL_REQ_T* req)
     if (!readRuleAddress(req, rsp, type, index)) {
         // answered
     } else if (!(qos = LocalDbCtrl::lockDbObject(apiType, "qos", req->requester))) {
-        qosAnswer(rsp, FAL_DB_ERROR, "failed to get database");
+        falAnswer(rsp, FAL_DB_ERROR, "failed to get database");
     } else {
-        qosAnswer(rsp, FAL_DB_ERROR, "failed to delete rule");
+        falAnswer(rsp, FAL_DB_ERROR, "failed to delete rule");
         visitAddressedRules(qos, type.get(), index, [&](TreeMapObject* rules, unsigned at) {
             rules->delArrayItem(at);
             if (LocalDbCtrl::saveDbObject(apiType, req->requester) != 0) {
-                qosAnswer(rsp, FAL_DB_ERROR, "failed to save database");
+                falAnswer(rsp, FAL_DB_ERROR, "failed to save database");
                 return false;
             }
-            qosAnswer(rsp, FAL_DELETED, "Rule Deleted");
+            falAnswer(rsp, FAL_DELETED, "Rule Deleted");
             return true;
         });
     }
@@ -262,7 +262,7 @@ _FAL_RSP_T* FalQosLdb::QosRulesDeleteAll(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = newFalResponse(apiType, 11, false);
     TreeMapObject* qos = LocalDbCtrl::lockDbObject(apiType, "qos", req->requester);
     if (!qos) {
-        qosAnswer(rsp, FAL_DB_ERROR, "failed to get database");
+        falAnswer(rsp, FAL_DB_ERROR, "failed to get database");
     } else {
         TreeMapObject* priority = qos->get("priority");
         for (unsigned i = 0; priority && i < priority->len(); ++i) {
@@ -275,9 +275,9 @@ _FAL_RSP_T* FalQosLdb::QosRulesDeleteAll(_FAL_REQ_T* req)
         }
         delete priority;
         if (LocalDbCtrl::saveDbObject(apiType, req->requester) != 0)
-            qosAnswer(rsp, FAL_DB_ERROR, "failed to save database");
+            falAnswer(rsp, FAL_DB_ERROR, "failed to save database");
         else
-            qosAnswer(rsp, FAL_DELETED, "Rule Deleted");
+            falAnswer(rsp, FAL_DELETED, "Rule Deleted");
     }
     delete qos;
     LocalDbCtrl::unlockDbObject(apiType, req->requester);

@@ -39,13 +39,13 @@ _FAL_RSP_T* FalQosLdb::QosIptvUpdate(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = newFalResponse(apiType, 19, false);
     if (!qosHasBody(req)) {
         Logger::print(LOG_TYPE_ERROR, LOG_GROUP_QOS, "Received wrong request\n");
-        qosAnswer(rsp, FAL_BAD_REQUEST, "Wrong request");
+        falAnswer(rsp, FAL_BAD_REQUEST, "Wrong request");
         return rsp;
     }
     TreeMapObject* body = req->body->clone(nullptr);
     TreeMapObject* iptv = LocalDbCtrl::lockDbObject(apiType, "iptv", req->requester);
     if (!iptv) {
-        qosAnswer(rsp, FAL_DB_ERROR, "failed to get database");
+        falAnswer(rsp, FAL_DB_ERROR, "failed to get database");
     } else {
         iptv->set("active", body->get<bool>("active"));
         iptv->set("serviceID", body->get<int>("serviceID"));
@@ -57,7 +57,7 @@ _FAL_RSP_T* FalQosLdb::QosIptvUpdate(_FAL_REQ_T* req)
         }
         if (LocalDbCtrl::saveDbObject(apiType, req->requester) != 0) {
             Logger::print(LOG_TYPE_ERROR, LOG_GROUP_QOS, "Save databse error\n");
-            qosAnswer(rsp, FAL_DB_ERROR, "Save databse error");
+            falAnswer(rsp, FAL_DB_ERROR, "Save databse error");
         }
     }
     delete iptv;

@@ -42,17 +42,17 @@ _FAL_RSP_T* FalSecurityLdb::SecurityFirewallGet(_FAL_REQ_T* req)
     std::unique_ptr<char[]> filter(BE_PairVal2(req->params, "!filter"));
     FalTree firewall = secLock(API_TYPE_SECURITY, "firewall", req->requester);
     if (!firewall) {
-        secAnswer(rsp, FAL_DB_ERROR, "failed to get database firewall");
+        falAnswer(rsp, FAL_DB_ERROR, "failed to get database firewall");
     } else if (!(rsp->data = firewall->clone(nullptr))) {
-        secAnswer(rsp, FAL_FAILED, "fail to get data entry");
+        falAnswer(rsp, FAL_FAILED, "fail to get data entry");
     } else {
         // Without a filter both families are shown.
-        if (secSameText(filter.get(), "ipv4"))
+        if (sameText(filter.get(), "ipv4"))
             rsp->data->del("ipv6");
-        else if (secSameText(filter.get(), "ipv6"))
+        else if (sameText(filter.get(), "ipv6"))
             rsp->data->del("ipv4");
         else if (filter)
-            secAnswer(rsp, FAL_DB_ERROR, "Wrong 'filter' query variable");
+            falAnswer(rsp, FAL_DB_ERROR, "Wrong 'filter' query variable");
         rsp->data->del("ipv4.rules");
     }
     firewall.reset();
@@ -67,12 +67,12 @@ _FAL_RSP_T* FalSecurityLdb::SecurityFirewallUpdate(_FAL_REQ_T* req)
         return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 3, false);
     if (!secHasObjectBody(req) || !ipv4Acceptable(req->body)) {
-        secAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
+        falAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
         return rsp;
     }
     FalTree firewall = secLock(API_TYPE_SECURITY, "firewall", req->requester);
     if (!firewall) {
-        secAnswer(rsp, FAL_DB_ERROR, "failed to load database");
+        falAnswer(rsp, FAL_DB_ERROR, "failed to load database");
     } else {
         Logger::print(LOG_TYPE_PROGRESS, SEC_LOG, "%s: get database %s: %p\n", name, "firewall",
                       static_cast<void*>(firewall.get()));
@@ -88,8 +88,8 @@ _FAL_RSP_T* FalSecurityLdb::SecurityFirewallUpdate(_FAL_REQ_T* req)
             Logger::print(LOG_TYPE_PROGRESS, SEC_LOG, "%s: set ipv6 information ipv6\n", name);
             firewall->set("ipv6", ipv6.get());
         }
-        if ((ipv4 || ipv6) && !secSave(API_TYPE_SECURITY, req->requester))
-            secAnswer(rsp, FAL_DB_ERROR, "failed to save database");
+        if ((ipv4 || ipv6) && !falSave(API_TYPE_SECURITY, req->requester))
+            falAnswer(rsp, FAL_DB_ERROR, "failed to save database");
     }
     firewall.reset();
     LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
@@ -110,13 +110,13 @@ _FAL_RSP_T* FalSecurityLdb::SecurityFirewallIpv4Update(_FAL_REQ_T* req)
         return rsp;
     FalTree firewall = secLock(API_TYPE_SECURITY, "firewall", req->requester);
     if (!firewall) {
-        secAnswer(rsp, FAL_DB_ERROR, "fail to load database");
+        falAnswer(rsp, FAL_DB_ERROR, "fail to load database");
     } else {
         FalTree ipv4(req->body->clone(nullptr));
         keepStoredRules(firewall.get(), ipv4.get());
         firewall->set("ipv4", ipv4.get());
-        if (!secSave(API_TYPE_SECURITY, req->requester))
-            secAnswer(rsp, FAL_DB_ERROR, "failed to save database");
+        if (!falSave(API_TYPE_SECURITY, req->requester))
+            falAnswer(rsp, FAL_DB_ERROR, "failed to save database");
     }
     firewall.reset();
     LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
@@ -147,7 +147,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityFirewallAlertUpdate(_FAL_REQ_T* req)
         return rsp;
     FalTree alert = secLock(API_TYPE_SECURITY, "firewallAlert", req->requester);
     if (!alert) {
-        secAnswer(rsp, FAL_DB_ERROR, "failed to load database");
+        falAnswer(rsp, FAL_DB_ERROR, "failed to load database");
     } else {
         FalTree active(req->body->get("active"));
         FalTree option(req->body->get("option"));
@@ -161,8 +161,8 @@ _FAL_RSP_T* FalSecurityLdb::SecurityFirewallAlertUpdate(_FAL_REQ_T* req)
             if (value)
                 alert->set(path, value.get());
         }
-        if (!secSave(API_TYPE_SECURITY, req->requester))
-            secAnswer(rsp, FAL_DB_ERROR, "failed to save database");
+        if (!falSave(API_TYPE_SECURITY, req->requester))
+            falAnswer(rsp, FAL_DB_ERROR, "failed to save database");
     }
     alert.reset();
     LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);

@@ -6,12 +6,6 @@
 #include "frame/FalResponse.h"
 #include "host/LocalDbCtrl.h"
 
-void secAnswer(_FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message)
-{
-    rsp->status = status;
-    rsp->message = message;
-}
-
 bool secHasObjectBody(const _FAL_REQ_T* req)
 {
     return req && req->body && req->body->isObject();
@@ -21,7 +15,7 @@ bool secLacksBody(const _FAL_REQ_T* req, _FAL_RSP_T* rsp)
 {
     if (secHasObjectBody(req))
         return false;
-    secAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
+    falAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
     return true;
 }
 
@@ -32,11 +26,6 @@ bool secIntParam(const _FAL_REQ_T* req, const char* name, int& value)
         return false;
     value = BE_StrTo<int>(text.get());
     return true;
-}
-
-bool secSameText(const char* a, const char* b)
-{
-    return a && b && strcmp(a, b) == 0;
 }
 
 bool secBlank(const char* text)
@@ -106,11 +95,6 @@ FalTree secLock(unsigned apiType, const char* key, const char* requester)
     return FalTree(LocalDbCtrl::lockDbObject(apiType, key, requester));
 }
 
-bool secSave(unsigned apiType, const char* requester)
-{
-    return LocalDbCtrl::saveDbObject(apiType, requester) == 0;
-}
-
 void secReplyId(_FAL_RSP_T* rsp, const char* member, int id)
 {
     if (!rsp->data)
@@ -128,7 +112,7 @@ _FAL_RSP_T* secProbeDocument(unsigned msgId, unsigned probedType)
     _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, msgId, false);
     FalTree doc = secLock(probedType, "", "default");
     if (!doc)
-        secAnswer(rsp, FAL_DB_ERROR, "failed to get database");
+        falAnswer(rsp, FAL_DB_ERROR, "failed to get database");
     doc.reset();
     LocalDbCtrl::unlockDbObject(probedType, "default");
     return rsp;

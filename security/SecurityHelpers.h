@@ -3,6 +3,7 @@
 
 #include <memory>
 
+#include "frame/FalHandler.h"
 #include "frame/FalTree.h"
 #include "frame/FalTypes.h"
 #include "host/Logger.h"
@@ -13,9 +14,6 @@ constexpr LOG_GROUP_T SEC_LOG = LOG_GROUP_SECURITY;
 // The family's own operations answer as, and lock, the security document by its constant; only the
 // generic get, update and delete-all go by the object's apiType.
 
-// Sets the status and message of a response.
-void secAnswer(_FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message);
-
 // Whether the request carries a JSON object as its body.
 bool secHasObjectBody(const _FAL_REQ_T* req);
 
@@ -24,9 +22,6 @@ bool secLacksBody(const _FAL_REQ_T* req, _FAL_RSP_T* rsp);
 
 // Reads the parameter `name` as a decimal number; false when it is absent or empty.
 bool secIntParam(const _FAL_REQ_T* req, const char* name, int& value);
-
-// Whether both texts are present and equal.
-bool secSameText(const char* a, const char* b);
 
 // Whether the text is missing or empty.
 bool secBlank(const char* text);
@@ -47,9 +42,6 @@ int secRemoveItems(TreeMapObject* array, const char* member, int value, const ch
 
 // Locks `key` of the document `apiType` as `requester`: the handle, or null.
 FalTree secLock(unsigned apiType, const char* key, const char* requester);
-
-// Saves the document `apiType`: true on success.
-bool secSave(unsigned apiType, const char* requester);
 
 // Drops the "id"-style data of a reply that failed (status above 3); sets `member` otherwise.
 void secReplyId(_FAL_RSP_T* rsp, const char* member, int id);

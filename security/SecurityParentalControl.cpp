@@ -14,11 +14,11 @@ bool readIds(_FAL_REQ_T* req, _FAL_RSP_T* rsp, const char* categoryParam, int& c
 {
     if (!secIntParam(req, categoryParam, category) || (entryParam && !secIntParam(req, entryParam, entry))) {
         Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Bad param request\n");
-        secAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
+        falAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
         return false;
     }
     if (category < 0 || (entryParam && entry < 0)) {
-        secAnswer(rsp, FAL_DB_ERROR, "wrong index");
+        falAnswer(rsp, FAL_DB_ERROR, "wrong index");
         return false;
     }
     return true;
@@ -30,18 +30,18 @@ FalTree filterSublist(TreeMapObject* filters, int category, _FAL_RSP_T* rsp)
 {
     FalTree list(filters->get("list"));
     if (!list) {
-        secAnswer(rsp, FAL_DB_ERROR, "failed to get dbfilters");
+        falAnswer(rsp, FAL_DB_ERROR, "failed to get dbfilters");
         return nullptr;
     }
     int at = secFindLastItem(list.get(), "id", category);
     FalTree found(at >= 0 ? list->at(static_cast<unsigned>(at)) : nullptr);
     if (!found) {
-        secAnswer(rsp, FAL_DB_ERROR, "failed to find the filter");
+        falAnswer(rsp, FAL_DB_ERROR, "failed to find the filter");
         return nullptr;
     }
     FalTree sublist(found->get("sublist"));
     if (!sublist)
-        secAnswer(rsp, FAL_DB_ERROR, "failed to get service list");
+        falAnswer(rsp, FAL_DB_ERROR, "failed to get service list");
     return sublist;
 }
 
@@ -70,14 +70,14 @@ int FalSecurityLdb::UpdateGatewayParentalControl(bool active, const char* macAdd
                 continue;
             }
             const char* mac = device->get<const char*>("macAddress");
-            if (macAddress && !secSameText(mac, macAddress))
+            if (macAddress && !sameText(mac, macAddress))
                 continue;
             Logger::print(LOG_TYPE_PROGRESS, SEC_LOG, "%s: updated advanced.parentalContrl mac=%s active=%s\n", name,
                           mac ? mac : "(null)", active ? "true" : "false");
             device->set("advanced.parentalContrl", active);
             ++changed;
         }
-        if (changed && !secSave(API_TYPE_GATEWAY, requester)) {
+        if (changed && !falSave(API_TYPE_GATEWAY, requester)) {
             Logger::print(LOG_TYPE_INFO, SEC_LOG, "%s: fail to save gateway database\n", name);
             status = FAL_DB_ERROR;
         }
@@ -97,13 +97,13 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolGet(_FAL_REQ_T* req)
     FalTree general(control ? control->get("general") : nullptr);
     if (!control) {
         Logger::print(LOG_TYPE_PROGRESS, SEC_LOG, "%s: failed to load database\n", name);
-        secAnswer(rsp, FAL_DB_ERROR, "failed to load database");
+        falAnswer(rsp, FAL_DB_ERROR, "failed to load database");
     } else if (!general) {
-        secAnswer(rsp, FAL_DB_ERROR, "failed to get database2");
+        falAnswer(rsp, FAL_DB_ERROR, "failed to get database2");
     } else {
         Logger::print(LOG_TYPE_PROGRESS, SEC_LOG, "%s: clone database object\n", name);
         if (!(rsp->data = general->clone(nullptr)))
-            secAnswer(rsp, FAL_DB_ERROR, "failed to clone database");
+            falAnswer(rsp, FAL_DB_ERROR, "failed to clone database");
     }
     general.reset();
     control.reset();
@@ -132,14 +132,14 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolSet(_FAL_REQ_T* req)
     FalTree control = secLock(API_TYPE_SECURITY, "parentalControl", req->requester);
     FalTree general(control ? control->get("general") : nullptr);
     if (!control) {
-        secAnswer(rsp, FAL_DB_ERROR, "failed to load database");
+        falAnswer(rsp, FAL_DB_ERROR, "failed to load database");
     } else if (!general) {
-        secAnswer(rsp, FAL_DB_ERROR, "failed to get database2");
+        falAnswer(rsp, FAL_DB_ERROR, "failed to get database2");
     } else {
         general->set("active", active);
         general->set("auth.saved", req->body->get<bool>("auth.saved"));
-        if (!secSave(API_TYPE_SECURITY, req->requester))
-            secAnswer(rsp, FAL_DB_ERROR, "failed to save database");
+        if (!falSave(API_TYPE_SECURITY, req->requester))
+            falAnswer(rsp, FAL_DB_ERROR, "failed to save database");
         else  // the security object stays locked while the devices follow the switch
             rsp->status = static_cast<uint32_t>(UpdateGatewayParentalControl(active, nullptr, req->requester));
     }
@@ -155,14 +155,14 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolUpdate(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 29, false);
     if (!secHasObjectBody(req)) {
         Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Bad request\n");
-        secAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
+        falAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
         return rsp;
     }
     FalTree rule(req->body->clone(nullptr));
     int index = 0;
     if (!rule) {
         Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Memory allocation error occurred\n");
-        secAnswer(rsp, FAL_FAILED, "Memory allocation error occurred");
+        falAnswer(rsp, FAL_FAILED, "Memory allocation error occurred");
         return rsp;
     }
     if (!readIds(req, rsp, "@ruleId", index, nullptr, index))
@@ -171,11 +171,11 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolUpdate(_FAL_REQ_T* req)
     FalTree rules(control ? control->get("rules") : nullptr);
     int at = secFindItem(rules.get(), "index", index);
     if (!control) {
-        secAnswer(rsp, FAL_DB_ERROR, "failed to load database");
+        falAnswer(rsp, FAL_DB_ERROR, "failed to load database");
     } else if (!rules) {
-        secAnswer(rsp, FAL_DB_ERROR, "failed to load dbrules");
+        falAnswer(rsp, FAL_DB_ERROR, "failed to load dbrules");
     } else if (at < 0) {
-        secAnswer(rsp, FAL_DB_ERROR, "wrong index");
+        falAnswer(rsp, FAL_DB_ERROR, "wrong index");
     } else {
         // The rule becomes the body as sent and moves to the end of the list.
         rules->delArrayItem(static_cast<unsigned>(at));
@@ -183,11 +183,11 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolUpdate(_FAL_REQ_T* req)
         if (!append(rules.get(), rule.get())) {
             Logger::print(LOG_TYPE_INFO, SEC_LOG, "%s: [%d] Failed to set array item\n", name,
                           static_cast<int>(rules->len()));
-            secAnswer(rsp, FAL_DB_ERROR, "failed to set array item");
-        } else if (!secSave(API_TYPE_SECURITY, req->requester)) {
-            secAnswer(rsp, FAL_DB_ERROR, "failed to save database");
+            falAnswer(rsp, FAL_DB_ERROR, "failed to set array item");
+        } else if (!falSave(API_TYPE_SECURITY, req->requester)) {
+            falAnswer(rsp, FAL_DB_ERROR, "failed to save database");
         } else {
-            secAnswer(rsp, FAL_OK, "Rule Updated");
+            falAnswer(rsp, FAL_OK, "Rule Updated");
         }
     }
     rules.reset();
@@ -207,19 +207,19 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolAuthUpdate(_FAL_REQ_T* req)
     FalTree general(control ? control->get("general") : nullptr);
     FalTree auth(general ? general->get("auth") : nullptr);
     if (!control) {
-        secAnswer(rsp, FAL_DB_ERROR, "failed to get database");
+        falAnswer(rsp, FAL_DB_ERROR, "failed to get database");
     } else if (!general) {
-        secAnswer(rsp, FAL_DB_ERROR, "failed to get database2");
+        falAnswer(rsp, FAL_DB_ERROR, "failed to get database2");
     } else if (!auth) {
-        secAnswer(rsp, FAL_DB_ERROR, "failed to get auth");
+        falAnswer(rsp, FAL_DB_ERROR, "failed to get auth");
     } else {
         const char* old = req->body->get<const char*>("old");
         // A wrong old PIN changes nothing and is not reported.
-        if (!old || secSameText(old, control->get<const char*>("pinCode"))) {
+        if (!old || sameText(old, control->get<const char*>("pinCode"))) {
             control->set("pinCode", req->body->get<const char*>("new"));
             if (!auth->get<bool>("setPin"))
                 auth->set("setPin", true);
-            secSave(API_TYPE_SECURITY, req->requester);
+            falSave(API_TYPE_SECURITY, req->requester);
         }
     }
     auth.reset();
@@ -238,12 +238,12 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolAskPermission(_FAL_REQ_T* req
         return rsp;
     FalTree control = secLock(API_TYPE_SECURITY, "parentalControl", req->requester);
     if (!control)
-        secAnswer(rsp, FAL_DB_ERROR, "failed to get database");
-    else if (secSameText(req->body->get<const char*>("auth.type"), "pin") &&
-             secSameText(req->body->get<const char*>("auth.value"), control->get<const char*>("pinCode")))
-        secAnswer(rsp, FAL_OK, "Access Granted");
+        falAnswer(rsp, FAL_DB_ERROR, "failed to get database");
+    else if (sameText(req->body->get<const char*>("auth.type"), "pin") &&
+             sameText(req->body->get<const char*>("auth.value"), control->get<const char*>("pinCode")))
+        falAnswer(rsp, FAL_OK, "Access Granted");
     else
-        secAnswer(rsp, FAL_FAILED, "incorrect PIN");
+        falAnswer(rsp, FAL_FAILED, "incorrect PIN");
     control.reset();
     LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
     return rsp;
@@ -254,7 +254,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolCreate(_FAL_REQ_T* req)
     if (!req)
         return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 33, true);
-    secAnswer(rsp, FAL_CREATED, "New Created");
+    falAnswer(rsp, FAL_CREATED, "New Created");
     int index = 1;
     if (secLacksBody(req, rsp)) {
         secReplyId(rsp, "id", index);
@@ -263,17 +263,17 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolCreate(_FAL_REQ_T* req)
     FalTree control = secLock(API_TYPE_SECURITY, "parentalControlRules", req->requester);
     FalTree rules(control ? control->get("rules") : nullptr);
     if (!control) {
-        secAnswer(rsp, FAL_DB_ERROR, "failed to get database");
+        falAnswer(rsp, FAL_DB_ERROR, "failed to get database");
     } else if (!rules) {
-        secAnswer(rsp, FAL_DB_ERROR, "failed to get dbrules");
+        falAnswer(rsp, FAL_DB_ERROR, "failed to get dbrules");
     } else {
         index = secNextId(rules.get(), "index", 1);
         FalTree rule(req->body->clone(nullptr));
         rule->set("index", index);
         if (!append(rules.get(), rule.get()))
-            secAnswer(rsp, FAL_DB_ERROR, "failed to append new rule");
-        else if (!secSave(API_TYPE_SECURITY, req->requester))
-            secAnswer(rsp, FAL_DB_ERROR, "failed to save database");
+            falAnswer(rsp, FAL_DB_ERROR, "failed to append new rule");
+        else if (!falSave(API_TYPE_SECURITY, req->requester))
+            falAnswer(rsp, FAL_DB_ERROR, "failed to save database");
     }
     rules.reset();
     control.reset();
@@ -287,7 +287,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolFilterCreate(_FAL_REQ_T* req)
     if (!req)
         return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 35, true);
-    secAnswer(rsp, FAL_CREATED, "New Created");
+    falAnswer(rsp, FAL_CREATED, "New Created");
     int category = 0;
     int id = 0;
     if (!readIds(req, rsp, "@filterId", category, nullptr, id) || secLacksBody(req, rsp)) {
@@ -297,7 +297,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolFilterCreate(_FAL_REQ_T* req)
     FalTree filters = secLock(API_TYPE_SECURITY, "parentalControlFilters", req->requester);
     FalTree sublist;
     if (!filters) {
-        secAnswer(rsp, FAL_DB_ERROR, "failed to get database");
+        falAnswer(rsp, FAL_DB_ERROR, "failed to get database");
     } else if ((sublist = filterSublist(filters.get(), category, rsp))) {
         id = secNextId(sublist.get(), "id", 0);
         FalTree entry(req->body->clone(nullptr));
@@ -306,9 +306,9 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolFilterCreate(_FAL_REQ_T* req)
         entry->del("type");
         entry->del("value");
         if (!append(sublist.get(), entry.get()))
-            secAnswer(rsp, FAL_DB_ERROR, "failed to append new rule");
-        else if (!secSave(API_TYPE_SECURITY, req->requester))
-            secAnswer(rsp, FAL_DB_ERROR, "failed to save database");
+            falAnswer(rsp, FAL_DB_ERROR, "failed to append new rule");
+        else if (!falSave(API_TYPE_SECURITY, req->requester))
+            falAnswer(rsp, FAL_DB_ERROR, "failed to save database");
     }
     sublist.reset();
     filters.reset();
@@ -324,23 +324,23 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolDelete(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 37, false);
     int index = 0;
     if (!secIntParam(req, "@ruleId", index)) {
-        secAnswer(rsp, FAL_BAD_REQUEST, "Wrong parameter request");
+        falAnswer(rsp, FAL_BAD_REQUEST, "Wrong parameter request");
         return rsp;
     }
-    secAnswer(rsp, FAL_DB_ERROR, "wrong index");
+    falAnswer(rsp, FAL_DB_ERROR, "wrong index");
     FalTree control = secLock(API_TYPE_SECURITY, "parentalControlRules", req->requester);
     FalTree rules(control ? control->get("rules") : nullptr);
     if (!control) {
-        secAnswer(rsp, FAL_DB_ERROR, "failed to get database");
+        falAnswer(rsp, FAL_DB_ERROR, "failed to get database");
     } else {
         // Every rule with that index goes.
         int removed = secRemoveItems(rules.get(), "index", index, "SecurityParentalcontrolDelete");
         if (removed < 0)
-            secAnswer(rsp, FAL_DB_ERROR, "failed to delete array item");
-        else if (removed > 0 && !secSave(API_TYPE_SECURITY, req->requester))
-            secAnswer(rsp, FAL_DB_ERROR, "failed to save database");
+            falAnswer(rsp, FAL_DB_ERROR, "failed to delete array item");
+        else if (removed > 0 && !falSave(API_TYPE_SECURITY, req->requester))
+            falAnswer(rsp, FAL_DB_ERROR, "failed to save database");
         else if (removed > 0)
-            secAnswer(rsp, FAL_DELETED, "Record Deleted");
+            falAnswer(rsp, FAL_DELETED, "Record Deleted");
     }
     rules.reset();
     control.reset();
@@ -357,20 +357,20 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolFilterDelete(_FAL_REQ_T* req)
     int id = 0;
     if (!readIds(req, rsp, "@categoryId", category, "@filterId", id))
         return rsp;
-    secAnswer(rsp, FAL_DB_ERROR, "wrong index");
+    falAnswer(rsp, FAL_DB_ERROR, "wrong index");
     FalTree filters = secLock(API_TYPE_SECURITY, "parentalControlFilters", req->requester);
     FalTree sublist;
     if (!filters) {
-        secAnswer(rsp, FAL_DB_ERROR, "failed to get database");
+        falAnswer(rsp, FAL_DB_ERROR, "failed to get database");
     } else if ((sublist = filterSublist(filters.get(), category, rsp))) {
         int removed = secRemoveItems(sublist.get(), "id", id, "SecurityParentalcontrolFilterDelete");
         if (removed < 0)
-            secAnswer(rsp, FAL_DB_ERROR, "failed to delete sublist item");
+            falAnswer(rsp, FAL_DB_ERROR, "failed to delete sublist item");
         // Saved whatever was found.
-        if (!secSave(API_TYPE_SECURITY, req->requester))
-            secAnswer(rsp, FAL_DB_ERROR, "failed to save database");
+        if (!falSave(API_TYPE_SECURITY, req->requester))
+            falAnswer(rsp, FAL_DB_ERROR, "failed to save database");
         else if (removed > 0)
-            secAnswer(rsp, FAL_DELETED, "Record Deleted");
+            falAnswer(rsp, FAL_DELETED, "Record Deleted");
     }
     sublist.reset();
     filters.reset();
@@ -383,16 +383,16 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolDeleteAll(_FAL_REQ_T* req)
     if (!req)
         return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 41, false);
-    secAnswer(rsp, FAL_OK, "Records Deleted");
+    falAnswer(rsp, FAL_OK, "Records Deleted");
     FalTree control = secLock(API_TYPE_SECURITY, "parentalControlRules", req->requester);
     if (!control) {
-        secAnswer(rsp, FAL_DB_ERROR, "failed to get database");
+        falAnswer(rsp, FAL_DB_ERROR, "failed to get database");
     } else {
         FalTree rules(control->get("rules"));
         if (rules)
             rules->clearArrayItems();
-        if (!secSave(API_TYPE_SECURITY, req->requester))
-            secAnswer(rsp, FAL_DB_ERROR, "failed to save database");
+        if (!falSave(API_TYPE_SECURITY, req->requester))
+            falAnswer(rsp, FAL_DB_ERROR, "failed to save database");
     }
     control.reset();
     LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);

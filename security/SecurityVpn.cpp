@@ -31,7 +31,7 @@ const char* tunnelRefusal(TreeMapObject* tunnel)
 {
     for (const TunnelField& field : kTunnelFields) {
         const char* type = tunnel->get<const char*>(field.typePath);
-        if (!type || (!secSameText(type, field.openType) && secBlank(tunnel->get<const char*>(field.valuePath))))
+        if (!type || (!sameText(type, field.openType) && secBlank(tunnel->get<const char*>(field.valuePath))))
             return field.refusal;
     }
     return nullptr;
@@ -41,7 +41,7 @@ const char* tunnelRefusal(TreeMapObject* tunnel)
 void keepStoredValues(TreeMapObject* tunnel, TreeMapObject* stored)
 {
     for (const TunnelField& field : kTunnelFields) {
-        if (!secSameText(tunnel->get<const char*>(field.typePath), field.openType) ||
+        if (!sameText(tunnel->get<const char*>(field.typePath), field.openType) ||
             !secBlank(tunnel->get<const char*>(field.valuePath)))
             continue;
         FalTree value(stored->get(field.valuePath));
@@ -50,26 +50,16 @@ void keepStoredValues(TreeMapObject* tunnel, TreeMapObject* stored)
     }
 }
 
-// Copies into `to` each member named by a path that `from` has.
-void copyPresent(TreeMapObject* to, TreeMapObject* from, std::initializer_list<const char*> paths)
-{
-    for (const char* path : paths) {
-        FalTree value(from->get(path));
-        if (value)
-            to->set(path, value.get());
-    }
-}
-
 // The checks shared by the tunnel update and delete: a request with a body, and an "@id". False,
 // with the answer set, when one is missing.
 bool readTunnelRequest(_FAL_REQ_T* req, _FAL_RSP_T* rsp, int& id)
 {
     if (!req || !req->body || req->body->isNull()) {
-        secAnswer(rsp, FAL_BAD_REQUEST, "Received wrong request");
+        falAnswer(rsp, FAL_BAD_REQUEST, "Received wrong request");
         return false;
     }
     if (!secIntParam(req, "@id", id)) {
-        secAnswer(rsp, FAL_BAD_REQUEST, "Received wrong @id request");
+        falAnswer(rsp, FAL_BAD_REQUEST, "Received wrong @id request");
         return false;
     }
     return true;
@@ -81,7 +71,7 @@ FalTree lockTunnels(_FAL_REQ_T* req, _FAL_RSP_T* rsp)
     FalTree tunnels = secLock(API_TYPE_SECURITY, "vpn.ipsec", req->requester);
     if (!tunnels) {
         Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Cannot lock the database\n");
-        secAnswer(rsp, FAL_DB_ERROR, "Database error");
+        falAnswer(rsp, FAL_DB_ERROR, "Database error");
     }
     return tunnels;
 }
@@ -92,7 +82,7 @@ int findTunnel(TreeMapObject* tunnels, int id, _FAL_RSP_T* rsp)
     int at = secFindItem(tunnels, "id", id);
     if (at < 0) {
         Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Requested id is wrong\n");
-        secAnswer(rsp, FAL_BAD_REQUEST, "Requested id is wrong");
+        falAnswer(rsp, FAL_BAD_REQUEST, "Requested id is wrong");
     }
     return at;
 }
@@ -107,7 +97,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnModeGet(_FAL_REQ_T* req)
     FalTree vpn = secLock(API_TYPE_SECURITY, "vpn", req->requester);
     if (!vpn) {
         Logger::print(LOG_TYPE_ERROR, SEC_LOG, "failed to load database \n");
-        secAnswer(rsp, FAL_DB_ERROR, "failed to load database");
+        falAnswer(rsp, FAL_DB_ERROR, "failed to load database");
     } else {
         rsp->data->set("mode", vpn->get<const char*>("mode"));
         Logger::print(LOG_TYPE_PROGRESS, SEC_LOG, "%s: clone database object\n", "SecurityVpnModeGet");
@@ -124,7 +114,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnServerGet(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 47, true);
     FalTree vpn = secLock(API_TYPE_SECURITY, "vpn", req->requester);
     if (!vpn) {
-        secAnswer(rsp, FAL_DB_ERROR, "failed to get database");
+        falAnswer(rsp, FAL_DB_ERROR, "failed to get database");
     } else {
         rsp->data->set("active", vpn->get<bool>("active"));
         copyPresent(rsp->data, vpn.get(), {"connected", "client"});
@@ -147,15 +137,15 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnServerUpdate(_FAL_REQ_T* req)
     if (vpn)
         vpn->set("active", req->body->get<bool>("active"));
     if (!vpn || !client) {
-        secAnswer(rsp, FAL_DB_ERROR, "fail to load database");
+        falAnswer(rsp, FAL_DB_ERROR, "fail to load database");
     } else if (!body) {
-        secAnswer(rsp, FAL_FAILED, "Unexpected error");
+        falAnswer(rsp, FAL_FAILED, "Unexpected error");
     } else {
         // The range lands inside "vpn.client": "client.startIP" there, as in the body.
         copyPresent(client.get(), body.get(), {"client.startIP", "client.endIP"});
-        if (!secSave(API_TYPE_SECURITY, req->requester)) {
+        if (!falSave(API_TYPE_SECURITY, req->requester)) {
             Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Fail to save database\n");
-            secAnswer(rsp, FAL_DB_ERROR, "fail to save database");
+            falAnswer(rsp, FAL_DB_ERROR, "fail to save database");
         }
     }
     body.reset();
@@ -180,14 +170,14 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnClientUpdate(_FAL_REQ_T* req)
     FalTree client = secLock(API_TYPE_SECURITY, "vpn.client", req->requester);
     FalTree body(client ? req->body->clone(nullptr) : nullptr);
     if (!client) {
-        secAnswer(rsp, FAL_DB_ERROR, "fail to load database");
+        falAnswer(rsp, FAL_DB_ERROR, "fail to load database");
     } else if (!body) {
-        secAnswer(rsp, FAL_FAILED, "Unexpected error");
+        falAnswer(rsp, FAL_FAILED, "Unexpected error");
     } else {
         copyPresent(client.get(), body.get(), {"active", "protocol", "server", "username", "password", "option"});
-        if (!secSave(API_TYPE_SECURITY, req->requester)) {
+        if (!falSave(API_TYPE_SECURITY, req->requester)) {
             Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Fail to save database\n");
-            secAnswer(rsp, FAL_DB_ERROR, "fail to save database");
+            falAnswer(rsp, FAL_DB_ERROR, "fail to save database");
         }
     }
     body.reset();
@@ -205,7 +195,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecGet(_FAL_REQ_T* req)
     FalTree tunnels = secLock(API_TYPE_SECURITY, "vpn.ipsec", req->requester);
     if (!tunnels) {
         Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Cannot get database for %s\n", "vpn.ipsec");
-        secAnswer(rsp, FAL_DB_ERROR, "database error");
+        falAnswer(rsp, FAL_DB_ERROR, "database error");
     } else {
         for (unsigned i = 0; i < tunnels->len(); ++i) {
             FalTree tunnel(tunnels->clone(("[" + std::to_string(i) + "]").c_str()));
@@ -226,16 +216,16 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecGetOne(_FAL_REQ_T* req)
     int id = 0;
     if (!secIntParam(req, "@id", id)) {
         Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Wrong parameter\n");
-        secAnswer(rsp, FAL_BAD_REQUEST, "Wrong parameter");
+        falAnswer(rsp, FAL_BAD_REQUEST, "Wrong parameter");
         return rsp;
     }
     FalTree tunnels = secLock(API_TYPE_SECURITY, "vpn.ipsec", req->requester);
     int at = tunnels ? secFindItem(tunnels.get(), "id", id) : -1;
     if (!tunnels) {
         Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Cannot get database for %s\n", "vpn.ipsec");
-        secAnswer(rsp, FAL_DB_ERROR, "database error");
+        falAnswer(rsp, FAL_DB_ERROR, "database error");
     } else if (at < 0) {
-        secAnswer(rsp, FAL_BAD_REQUEST, "No record found");
+        falAnswer(rsp, FAL_BAD_REQUEST, "No record found");
     } else {
         rsp->data = tunnels->clone(("[" + std::to_string(at) + "]").c_str());
         rsp->data->del("id");
@@ -253,7 +243,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecUpdate(_FAL_REQ_T* req)
     if (!readTunnelRequest(req, rsp, id))
         return rsp;
     if (const char* refusal = tunnelRefusal(req->body)) {
-        secAnswer(rsp, FAL_BAD_REQUEST, refusal);
+        falAnswer(rsp, FAL_BAD_REQUEST, refusal);
         return rsp;
     }
     FalTree tunnels = lockTunnels(req, rsp);
@@ -269,7 +259,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecUpdate(_FAL_REQ_T* req)
             keepStoredValues(tunnel.get(), stored.get());
             tunnel->set("id", id);
             tunnels->setArrayItem(static_cast<unsigned>(at), tunnel.get());
-            if (secSave(API_TYPE_SECURITY, req->requester))
+            if (falSave(API_TYPE_SECURITY, req->requester))
                 rsp->status = FAL_OK;
         }
     }
@@ -289,21 +279,21 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecCreate(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 73, true);
     if (!secHasObjectBody(req)) {
         Logger::print(LOG_TYPE_ERROR, SEC_LOG, "A null message request received\n");
-        secAnswer(rsp, FAL_BAD_REQUEST, "A null message request received");
+        falAnswer(rsp, FAL_BAD_REQUEST, "A null message request received");
     } else {
         rsp->status = FAL_FAILED;
         FalTree tunnel(req->body->clone(nullptr));
         FalTree tunnels = secLock(API_TYPE_SECURITY, "vpn.ipsec", req->requester);
         if (!tunnels) {
             Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Cannot read network object from file\n");
-            secAnswer(rsp, FAL_DB_ERROR, "Database error");
+            falAnswer(rsp, FAL_DB_ERROR, "Database error");
         } else {
             int id = secNextId(tunnels.get(), "id", 0);
             tunnel->set("id", id);
             tunnels->setArrayItem(tunnels->len(), tunnel.get());
             // A failed save still answers with the id, as FAL_FAILED "FAL processed fine!".
-            if (secSave(API_TYPE_SECURITY, req->requester))
-                secAnswer(rsp, FAL_CREATED, "New Created");
+            if (falSave(API_TYPE_SECURITY, req->requester))
+                falAnswer(rsp, FAL_CREATED, "New Created");
             rsp->data->set("id", id);
         }
         tunnels.reset();
@@ -325,7 +315,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecDelete(_FAL_REQ_T* req)
     if (at >= 0) {
         tunnels->delArrayItem(static_cast<unsigned>(at));
         // A failed save leaves the answer as created.
-        if (secSave(API_TYPE_SECURITY, req->requester))
+        if (falSave(API_TYPE_SECURITY, req->requester))
             rsp->status = FAL_DELETED;
     }
     tunnels.reset();
@@ -342,8 +332,8 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecDeleteAll(_FAL_REQ_T* req)
     if (tunnels) {
         tunnels->clearArrayItems();
         // A failed lock or save leaves the answer as created.
-        if (secSave(API_TYPE_SECURITY, req->requester))
-            secAnswer(rsp, FAL_OK, "Table is deleted");
+        if (falSave(API_TYPE_SECURITY, req->requester))
+            falAnswer(rsp, FAL_OK, "Table is deleted");
     }
     tunnels.reset();
     LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);

@@ -20,7 +20,7 @@ _FAL_RSP_T* touchAndSave(_FAL_REQ_T* req, const char* fn, const char* key, unsig
     _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, msgId, false);
     if (!rsp)
         return nullptr;
-    SvcLock lock(API_TYPE_SERVICE, key, req->requester);
+    FalLock lock(API_TYPE_SERVICE, key, req->requester);
     svcLockOrAnswer(lock, rsp, failStatus, failMessage);
     if (!lock)
         return rsp;
@@ -32,7 +32,7 @@ _FAL_RSP_T* touchAndSave(_FAL_REQ_T* req, const char* fn, const char* key, unsig
 
 // The start of the port-filtering Patch and Create once the body is there: the lock and a copy
 // of the body. Null (the response answered) when either fails.
-FalTree portFilteringRule(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, SvcLock& lock)
+FalTree portFilteringRule(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, FalLock& lock)
 {
     svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, "Cannot read database");
     if (!lock)
@@ -51,7 +51,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceMacfilteringList(_FAL_REQ_T* req)
 {
     return svcReadObject(req, API_TYPE_SERVICE, 1,
                          {"ServiceMacfilteringList", "macFiltering", FAL_DB_ERROR, "Failed to load database",
-                          SVC_TRACE_NONE, SVC_NO_OBJECT, nullptr});
+                          FAL_TRACE_NONE, SVC_NO_OBJECT, nullptr});
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceMacfilteringUpdate(_FAL_REQ_T* req)
@@ -75,7 +75,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceMacfilteringPatch(_FAL_REQ_T* req)
         svcAnswer(rsp, FAL_BAD_REQUEST, "Wrong request");
         return rsp;
     }
-    SvcLock lock(API_TYPE_SERVICE, "macFiltering", req->requester);
+    FalLock lock(API_TYPE_SERVICE, "macFiltering", req->requester);
     svcLockOrAnswer(lock, rsp, FAL_DB_ERROR);
     if (!lock)
         return rsp;
@@ -111,7 +111,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceMacfilteringCreate(_FAL_REQ_T* req)
         Logger::print(LOG_TYPE_ERROR, SVC_LOG, "%s", SVC_NULL_REQUEST);
         return rsp;
     }
-    SvcLock lock(API_TYPE_SERVICE, "macFiltering", req->requester);
+    FalLock lock(API_TYPE_SERVICE, "macFiltering", req->requester);
     svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, "Cannot read database");
     if (!lock)
         return rsp;
@@ -135,7 +135,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceMacfilteringDeleteOne(_FAL_REQ_T* req)
     if (!rsp)
         return nullptr;
     int ruleId = svcRuleIdPositional(req);
-    SvcLock lock(API_TYPE_SERVICE, "macFiltering", req->requester);
+    FalLock lock(API_TYPE_SERVICE, "macFiltering", req->requester);
     svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, "Cannot read database");
     if (!lock)
         return rsp;
@@ -165,7 +165,7 @@ _FAL_RSP_T* FalServiceLdb::ServicePortfilteringList(_FAL_REQ_T* req)
 {
     return svcReadObject(req, API_TYPE_SERVICE, 13,
                          {"ServicePortfilteringList", "portFiltering", FAL_DB_ERROR, "Cannot read database",
-                          SVC_TRACE_NAME_ENTER, SVC_NO_OBJECT_PLAIN, SVC_NO_RESPONSE_PLAIN});
+                          FAL_TRACE_NAME_FIRST, SVC_NO_OBJECT_PLAIN, SVC_NO_RESPONSE_PLAIN});
 }
 
 _FAL_RSP_T* FalServiceLdb::ServicePortfilteringUpdate(_FAL_REQ_T* req)
@@ -179,7 +179,7 @@ _FAL_RSP_T* FalServiceLdb::ServicePortfilteringPatch(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = svcNewResponse(API_TYPE_SERVICE, 17, false, NO_RESPONSE_PORT);
     if (!rsp || svcRefusesRequest(rsp, req, "Received invalid request"))
         return rsp;
-    SvcLock lock(API_TYPE_SERVICE, "portFiltering", req->requester);
+    FalLock lock(API_TYPE_SERVICE, "portFiltering", req->requester);
     FalTree rule = portFilteringRule(rsp, req, lock);
     if (!rule)
         return rsp;
@@ -201,7 +201,7 @@ _FAL_RSP_T* FalServiceLdb::ServicePortfilteringCreate(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, SVC_REQUEST_ID_PLUS_ONE, true, NO_RESPONSE_PORT);
     if (!rsp || svcRefusesRequest(rsp, req, "Received invalid request"))
         return rsp;
-    SvcLock lock(API_TYPE_SERVICE, "portFiltering", req->requester);
+    FalLock lock(API_TYPE_SERVICE, "portFiltering", req->requester);
     FalTree rule = portFilteringRule(rsp, req, lock);
     if (!rule)
         return rsp;
@@ -226,7 +226,7 @@ _FAL_RSP_T* FalServiceLdb::ServicePortfilteringDeleteOne(_FAL_REQ_T* req)
 {
     return svcDeleteOneFirstWins(req, "ServicePortfilteringDeleteOne", "portFiltering", 21,
                               {"Failed to load database", "cannot load rules", "%s: nul rule at %d\n",
-                               "cannot found ruleId", SVC_TRACE_ENTER_NAME, NO_RESPONSE_PORT});
+                               "cannot found ruleId", FAL_TRACE_WORD_FIRST, NO_RESPONSE_PORT});
 }
 
 _FAL_RSP_T* FalServiceLdb::ServicePortfilteringDeleteAll(_FAL_REQ_T* req)
@@ -241,7 +241,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceIpfilteringList(_FAL_REQ_T* req)
 {
     return svcReadObject(req, API_TYPE_SERVICE, 25,
                          {"ServiceIpfilteringList", "ipFiltering", FAL_DB_ERROR, "failed to load database",
-                          SVC_TRACE_NAME_ENTER, SVC_NO_OBJECT, SVC_NO_RESPONSE_PLAIN});
+                          FAL_TRACE_NAME_FIRST, SVC_NO_OBJECT, SVC_NO_RESPONSE_PLAIN});
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceIpfilteringUpdate(_FAL_REQ_T* req)
@@ -261,7 +261,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceIpfilteringPatch(_FAL_REQ_T* req)
     }
     FalTree rule(req->body->clone(nullptr));
     int ruleId = svcRuleIdPositional(req);
-    SvcLock lock(API_TYPE_SERVICE, "ipFiltering", req->requester);
+    FalLock lock(API_TYPE_SERVICE, "ipFiltering", req->requester);
     svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, nullptr, "Database error\n");
     if (!lock)
         return rsp;
@@ -296,7 +296,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceIpfilteringCreate(_FAL_REQ_T* req)
     if (!rsp || svcRefusesRequest(rsp, req, "Received invalid response"))
         return rsp;
     FalTree rule(req->body->clone(nullptr));
-    SvcLock lock(API_TYPE_SERVICE, "ipFiltering", req->requester);
+    FalLock lock(API_TYPE_SERVICE, "ipFiltering", req->requester);
     svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, "Cannot load database");
     if (!lock)
         return rsp;
@@ -320,7 +320,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceIpfilteringDeleteOne(_FAL_REQ_T* req)
 {
     return svcDeleteOneFirstWins(req, "ServiceIpfilteringDeleteOne", "ipFiltering", 33,
                               {"failed to load database", "failed to get rules", "%s: rule is null at %d\n",
-                               "cannot found ruleId", SVC_TRACE_NONE, SVC_NO_RESPONSE});
+                               "cannot found ruleId", FAL_TRACE_NONE, SVC_NO_RESPONSE});
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceIpfilteringDeleteAll(_FAL_REQ_T* req)
@@ -361,7 +361,7 @@ bool portIpRuleId(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, int& ruleId)
 }
 
 // Locks "portIpFiltering" and takes its rules; false (the response answered) when either fails.
-bool portIpRules(_FAL_RSP_T* rsp, SvcLock& lock, FalTree& rules)
+bool portIpRules(_FAL_RSP_T* rsp, FalLock& lock, FalTree& rules)
 {
     svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, "Failed to load database");
     if (!lock)
@@ -378,7 +378,7 @@ _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringList(_FAL_REQ_T* req)
 {
     return svcReadObject(req, API_TYPE_SERVICE, 153,
                          {"ServicePortIpFilteringList", "portIpFiltering", FAL_DB_ERROR, "Failed to load database",
-                          SVC_TRACE_NONE, SVC_NO_OBJECT, NO_RESPONSE_PORTIP});
+                          FAL_TRACE_NONE, SVC_NO_OBJECT, NO_RESPONSE_PORTIP});
 }
 
 _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringPatch(_FAL_REQ_T* req)
@@ -391,7 +391,7 @@ _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringPatch(_FAL_REQ_T* req)
     int ruleId = 0;
     if (!portIpRuleId(rsp, req, ruleId))
         return rsp;
-    SvcLock lock(API_TYPE_SERVICE, "portIpFiltering", req->requester);
+    FalLock lock(API_TYPE_SERVICE, "portIpFiltering", req->requester);
     FalTree rules;
     if (!portIpRules(rsp, lock, rules))
         return rsp;
@@ -421,7 +421,7 @@ _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringCreate(_FAL_REQ_T* req)
     FalTree rule(req->body->clone(nullptr));
     const char* address = req->body->get<const char*>("ipAddress");
     bool active = rule->get<bool>("active");
-    SvcLock lock(API_TYPE_SERVICE, "portIpFiltering", req->requester);
+    FalLock lock(API_TYPE_SERVICE, "portIpFiltering", req->requester);
     FalTree rules;
     if (!portIpRules(rsp, lock, rules))
         return rsp;
@@ -448,7 +448,7 @@ _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringDeleteOne(_FAL_REQ_T* req)
     int ruleId = 0;
     if (!portIpRuleId(rsp, req, ruleId))
         return rsp;
-    SvcLock lock(API_TYPE_SERVICE, "portIpFiltering", req->requester);
+    FalLock lock(API_TYPE_SERVICE, "portIpFiltering", req->requester);
     FalTree rules;
     if (!portIpRules(rsp, lock, rules))
         return rsp;
@@ -474,7 +474,7 @@ _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringDeleteAll(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = svcNewResponse(API_TYPE_SERVICE, 163, false, NO_RESPONSE_PORTIP);
     if (!rsp || svcRefusesRequest(rsp, req, PORTIP_NULL_REQUEST, false))
         return rsp;
-    SvcLock lock(API_TYPE_SERVICE, "portIpFiltering", req->requester);
+    FalLock lock(API_TYPE_SERVICE, "portIpFiltering", req->requester);
     FalTree rules;
     if (!portIpRules(rsp, lock, rules))
         return rsp;

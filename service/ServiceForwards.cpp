@@ -20,7 +20,7 @@ _FAL_RSP_T* patchLastWins(_FAL_REQ_T* req, const char* fn, const char* key, unsi
     _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, msgId, false);
     if (!rsp)
         return nullptr;
-    SvcLock lock(API_TYPE_SERVICE, key, req->requester);
+    FalLock lock(API_TYPE_SERVICE, key, req->requester);
     svcLockOrAnswer(lock, rsp, FAL_FAILED);
     if (!lock)
         return rsp;
@@ -59,7 +59,7 @@ _FAL_RSP_T* createLimited(_FAL_REQ_T* req, const char* fn, const char* key, unsi
     _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, msgId, true);
     if (!rsp)
         return nullptr;
-    SvcLock lock(API_TYPE_SERVICE, key, req->requester);
+    FalLock lock(API_TYPE_SERVICE, key, req->requester);
     svcLockOrAnswer(lock, rsp, FAL_FAILED);
     if (!lock) {
         svcDropData(rsp);
@@ -82,7 +82,7 @@ _FAL_RSP_T* createLimited(_FAL_REQ_T* req, const char* fn, const char* key, unsi
 _FAL_RSP_T* FalServiceLdb::ServicePortforwardingList(_FAL_REQ_T* req)
 {
     return svcReadObject(req, API_TYPE_SERVICE, 37,
-                         {"ServicePortforwardingList", "portForwarding", FAL_FAILED, nullptr, SVC_TRACE_NAME_ENTER,
+                         {"ServicePortforwardingList", "portForwarding", FAL_FAILED, nullptr, FAL_TRACE_NAME_FIRST,
                           SVC_NO_OBJECT, SVC_NO_RESPONSE_PLAIN});
 }
 
@@ -106,7 +106,7 @@ _FAL_RSP_T* FalServiceLdb::ServicePortforwardingDeleteOne(_FAL_REQ_T* req)
 {
     return svcDeleteOneFirstWins(req, "ServicePortforwardingDeleteOne", "portForwarding", 45,
                                  {"failed to get database", "failed to get rules", "%s: rule is null at %d\n",
-                                  "failed to find ruleId", SVC_TRACE_NONE, SVC_NO_RESPONSE});
+                                  "failed to find ruleId", FAL_TRACE_NONE, SVC_NO_RESPONSE});
 }
 
 _FAL_RSP_T* FalServiceLdb::ServicePortforwardingDeleteAll(_FAL_REQ_T* req)
@@ -124,7 +124,7 @@ _FAL_RSP_T* FalServiceLdb::ServicePortforwardingActive(_FAL_REQ_T* req)
 _FAL_RSP_T* FalServiceLdb::ServicePorttriggeringList(_FAL_REQ_T* req)
 {
     return svcReadObject(req, API_TYPE_SERVICE, 51,
-                         {"ServicePorttriggeringList", "portTriggering", FAL_FAILED, nullptr, SVC_TRACE_NAME_ENTER,
+                         {"ServicePorttriggeringList", "portTriggering", FAL_FAILED, nullptr, FAL_TRACE_NAME_FIRST,
                           SVC_NO_OBJECT, SVC_NO_RESPONSE_PLAIN});
 }
 

@@ -13,22 +13,6 @@ const char* const SVC_NO_OBJECT = "No object found in txt Repo!\n";
 const char* const SVC_NO_OBJECT_PLAIN = "No object found in txt repo\n";
 const char* const SVC_NULL_REQUEST = "Received NULL request or no request body in case it is needed\n";
 
-SvcTrace::SvcTrace(const char* fn, SvcTraceStyle style) : fn_(fn), style_(style)
-{
-    if (style_ == SVC_TRACE_ENTER_NAME)
-        Logger::print(LOG_TYPE_TRACE, SVC_LOG, "Enter %s\n", fn_);
-    else if (style_ == SVC_TRACE_NAME_ENTER)
-        Logger::print(LOG_TYPE_TRACE, SVC_LOG, "%s Enter\n", fn_);
-}
-
-SvcTrace::~SvcTrace()
-{
-    if (style_ == SVC_TRACE_ENTER_NAME)
-        Logger::print(LOG_TYPE_TRACE, SVC_LOG, "Exit %s\n", fn_);
-    else if (style_ == SVC_TRACE_NAME_ENTER)
-        Logger::print(LOG_TYPE_TRACE, SVC_LOG, "%s Exit\n", fn_);
-}
-
 _FAL_RSP_T* svcNewResponse(unsigned apiType, unsigned msgId, bool withData, const char* failLog)
 {
     _FAL_RSP_T* rsp = newFalResponse(apiType, msgId, withData);
@@ -82,23 +66,7 @@ bool svcRefusesRequest(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, const char* messa
     return true;
 }
 
-SvcLock::SvcLock(unsigned apiType, const char* key, const char* requester)
-    : apiType_(apiType), requester_(requester), obj_(LocalDbCtrl::lockDbObject(apiType, key, requester))
-{
-}
-
-SvcLock::~SvcLock()
-{
-    delete obj_;
-    LocalDbCtrl::unlockDbObject(apiType_, requester_);
-}
-
-bool SvcLock::save()
-{
-    return LocalDbCtrl::saveDbObject(apiType_, requester_) == 0;
-}
-
-void svcLockOrAnswer(SvcLock& lock, _FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message, const char* failLog)
+void svcLockOrAnswer(FalLock& lock, _FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message, const char* failLog)
 {
     if (lock)
         return;
@@ -176,22 +144,13 @@ int svcFindRule(TreeMapObject* list, int id, const char* fn, const char* nullLog
     return -1;
 }
 
-void svcCopyPresent(TreeMapObject* to, TreeMapObject* from, std::initializer_list<const char*> paths)
-{
-    for (const char* path : paths) {
-        FalTree value(from->get(path));
-        if (value)
-            to->set(path, value.get());
-    }
-}
-
 _FAL_RSP_T* svcReadObject(const _FAL_REQ_T* req, unsigned rspApiType, unsigned msgId, const SvcRead& how)
 {
     SvcTrace trace(how.fn, how.trace);
     _FAL_RSP_T* rsp = svcResponse(req, rspApiType, msgId, false, how.noResponseLog ? how.noResponseLog : SVC_NO_RESPONSE);
     if (!rsp)
         return nullptr;
-    SvcLock lock(API_TYPE_SERVICE, how.key, req->requester);
+    FalLock lock(API_TYPE_SERVICE, how.key, req->requester);
     svcLockOrAnswer(lock, rsp, how.failStatus, how.failMessage, how.failLog);
     if (lock)
         rsp->data = lock->clone(nullptr);
@@ -203,12 +162,12 @@ _FAL_RSP_T* svcProbeLock(unsigned apiType, unsigned msgId)
     _FAL_RSP_T* rsp = svcNewResponse(apiType, msgId, false);
     if (!rsp)
         return nullptr;
-    SvcLock lock(API_TYPE_SERVICE, "", "default");
+    FalLock lock(API_TYPE_SERVICE, "", "default");
     svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, "failed to get database");
     return rsp;
 }
 
-bool svcAppendWithinLimit(_FAL_RSP_T* rsp, SvcLock& lock, TreeMapObject* rules, TreeMapObject* body,
+bool svcAppendWithinLimit(_FAL_RSP_T* rsp, FalLock& lock, TreeMapObject* rules, TreeMapObject* body,
                           const char* saveFailLog)
 {
     svcAnswer(rsp, FAL_FAILED);
@@ -239,7 +198,7 @@ _FAL_RSP_T* svcEmptyList(const _FAL_REQ_T* req, const char* fn, const char* key,
     _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, msgId, false);
     if (!rsp)
         return nullptr;
-    SvcLock lock(API_TYPE_SERVICE, key, req->requester);
+    FalLock lock(API_TYPE_SERVICE, key, req->requester);
     svcLockOrAnswer(lock, rsp, failStatus, failMessage);
     if (!lock)
         return rsp;
@@ -257,7 +216,7 @@ _FAL_RSP_T* svcSetActive(const _FAL_REQ_T* req, const char* fn, const char* key,
     _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, msgId, false);
     if (!rsp || svcLacksBody(rsp, req))
         return rsp;
-    SvcLock lock(API_TYPE_SERVICE, key, req->requester);
+    FalLock lock(API_TYPE_SERVICE, key, req->requester);
     svcLockOrAnswer(lock, rsp, FAL_FAILED);
     if (!lock)
         return rsp;
@@ -274,7 +233,7 @@ _FAL_RSP_T* svcDeleteOnePositional(const _FAL_REQ_T* req, const char* fn, const 
     if (!rsp)
         return nullptr;
     int ruleId = svcRuleIdPositional(req);
-    SvcLock lock(API_TYPE_SERVICE, key, req->requester);
+    FalLock lock(API_TYPE_SERVICE, key, req->requester);
     svcLockOrAnswer(lock, rsp, FAL_FAILED);
     if (!lock)
         return rsp;
@@ -300,7 +259,7 @@ _FAL_RSP_T* svcDeleteOneFirstWins(const _FAL_REQ_T* req, const char* fn, const c
     svcAnswer(rsp, FAL_DELETED, "Record Deleted");
     int ruleId = 0;
     svcRuleIdFirstWins(req, ruleId);
-    SvcLock lock(API_TYPE_SERVICE, key, req->requester);
+    FalLock lock(API_TYPE_SERVICE, key, req->requester);
     svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, texts.lockFailed);
     if (!lock)
         return rsp;
@@ -322,13 +281,13 @@ _FAL_RSP_T* svcDeleteOneFirstWins(const _FAL_REQ_T* req, const char* fn, const c
 
 void svcDisconnectAddress(const char* address, bool active, const char* requester, const char* saveFailLog)
 {
-    SvcLock devices(API_TYPE_GATEWAY, "connectedDevices", requester);
+    FalLock devices(API_TYPE_GATEWAY, "connectedDevices", requester);
     for (unsigned i = 0; devices && i < devices->len(); ++i) {
         FalTree device(devices->at(i));
         if (svcIsNull(device.get()))
             continue;
         const char* ip = device->get<const char*>("ipAddress");
-        if (ip && address && strcmp(ip, address) == 0 && active)
+        if (sameText(ip, address) && active)
             device->set("connected", false);
     }
     if (!devices.save())

@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "frame/FalHandler.h"
 #include "frame/FalTree.h"
 #include "frame/FalTypes.h"
 #include "host/LocalDbCtrl.h"
@@ -24,23 +25,9 @@ extern const char* const SVC_NO_OBJECT_PLAIN;    // "No object found in txt repo
 extern const char* const SVC_NULL_REQUEST;       // "Received NULL request or no request body ...\n"
 
 // Entry and exit traces of an operation, at type 0.
-enum SvcTraceStyle {
-    SVC_TRACE_NONE,
-    SVC_TRACE_ENTER_NAME,  // "Enter %s\n" / "Exit %s\n"
-    SVC_TRACE_NAME_ENTER,  // "%s Enter\n" / "%s Exit\n"
-};
-
-// Logs the entry at construction and the exit when the operation's scope ends.
-class SvcTrace {
+class SvcTrace : public FalTrace {
 public:
-    explicit SvcTrace(const char* fn, SvcTraceStyle style = SVC_TRACE_ENTER_NAME);
-    ~SvcTrace();
-    SvcTrace(const SvcTrace&) = delete;
-    SvcTrace& operator=(const SvcTrace&) = delete;
-
-private:
-    const char* fn_;
-    SvcTraceStyle style_;
+    explicit SvcTrace(const char* fn, FAL_TRACE_T style = FAL_TRACE_WORD_FIRST) : FalTrace(SVC_LOG, fn, style) {}
 };
 
 // Response id of the operations that answer with their request's id + 1.
@@ -65,30 +52,9 @@ bool svcRefusesEntries(_FAL_RSP_T* rsp, TreeMapObject* entries);
 // missing.
 bool svcRefusesRequest(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, const char* message, bool needBody = true);
 
-// One lock of a service (or gateway) object as the request's requester: the handle is deleted and
-// the lock released when the guard goes out of scope, also after a failed lock.
-class SvcLock {
-public:
-    SvcLock(unsigned apiType, const char* key, const char* requester);
-    ~SvcLock();
-    SvcLock(const SvcLock&) = delete;
-    SvcLock& operator=(const SvcLock&) = delete;
-
-    explicit operator bool() const { return obj_ != nullptr; }
-    TreeMapObject* operator->() const { return obj_; }
-    TreeMapObject* get() const { return obj_; }
-    // Saves the document; true when saved.
-    bool save();
-
-private:
-    unsigned apiType_;
-    const char* requester_;
-    TreeMapObject* obj_;
-};
-
 // Locks a service object; on failure logs `failLog` (type 3, when given) and answers the status
 // and message. The caller tests the guard.
-void svcLockOrAnswer(SvcLock& lock, _FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message = nullptr,
+void svcLockOrAnswer(FalLock& lock, _FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message = nullptr,
                      const char* failLog = SVC_NO_OBJECT);
 
 // The array member of an object, or null when it is missing or not an array.
@@ -119,9 +85,6 @@ inline bool svcIsNull(TreeMapObject* entry)
     return !entry || entry->isNull();
 }
 
-// Stores in `to` a copy of each member of `from` named by a path, where `from` has it.
-void svcCopyPresent(TreeMapObject* to, TreeMapObject* from, std::initializer_list<const char*> paths);
-
 // The read of a whole service object: status 0 and a copy of it as data; a failed lock answers
 // `failStatus` with `failMessage` (when given) after logging `failLog`.
 struct SvcRead {
@@ -129,7 +92,7 @@ struct SvcRead {
     const char* key;
     FAL_STATUS_T failStatus;
     const char* failMessage;
-    SvcTraceStyle trace;
+    FAL_TRACE_T trace;
     const char* failLog;
     const char* noResponseLog;
 };
@@ -143,7 +106,7 @@ _FAL_RSP_T* svcProbeLock(unsigned apiType, unsigned msgId);
 // handleFindNewArrayItemId while `rules` holds fewer entries than the object's "maxRules", and
 // saves. Yields true with status 1 and "id" in the data; otherwise answers 4 and drops the data
 // (a full list is logged, a failed save logged with `saveFailLog` when given).
-bool svcAppendWithinLimit(_FAL_RSP_T* rsp, SvcLock& lock, TreeMapObject* rules, TreeMapObject* body,
+bool svcAppendWithinLimit(_FAL_RSP_T* rsp, FalLock& lock, TreeMapObject* rules, TreeMapObject* body,
                           const char* saveFailLog);
 
 // Whole-list operations shared by the rule lists. Each locks the list object `key`; a failed lock
@@ -167,7 +130,7 @@ struct SvcDeleteOneTexts {
     const char* noRules;       // 8
     const char* nullEntryLog;  // type 1, with the operation's name and the index
     const char* notFound;      // 9
-    SvcTraceStyle trace;
+    FAL_TRACE_T trace;
     const char* noResponseLog;
 };
 // Removes the first entry of "rules" with the rule id and saves (a failed save answers 8

@@ -45,7 +45,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceLogGet(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = svcResponse(req, apiType, 111, true);
     if (!rsp)
         return nullptr;
-    SvcLock lock(API_TYPE_SERVICE, "log", req->requester);
+    FalLock lock(API_TYPE_SERVICE, "log", req->requester);
     svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, "cannot load database");
     if (!lock)
         return rsp;
@@ -60,7 +60,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceLogChange(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 113, false);
     if (!rsp || svcLacksBody(rsp, req))
         return rsp;
-    SvcLock lock(API_TYPE_SERVICE, "log", req->requester);
+    FalLock lock(API_TYPE_SERVICE, "log", req->requester);
     svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, nullptr, "Cannot get object from log file.\n");
     if (!lock)
         return rsp;
@@ -85,7 +85,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceLogSave(_FAL_REQ_T* req)
     makeDirectories(LOG_DIRECTORY);
     std::string file = serviceLogFileName(time(nullptr));
     {
-        SvcLock log(API_TYPE_SERVICE, "log.log", req->requester);
+        FalLock log(API_TYPE_SERVICE, "log.log", req->requester);
         if (log)
             JsonData::saveObjectToFile(file.c_str(), log.get());
     }
@@ -108,7 +108,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceDiagnosticsPing(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = svcResponse(req, apiType, 117, false);
     if (!rsp || svcLacksBody(rsp, req))
         return rsp;
-    SvcLock lock(API_TYPE_SERVICE, "diagnostics", req->requester);
+    FalLock lock(API_TYPE_SERVICE, "diagnostics", req->requester);
     svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, "failed to load database");
     if (!lock)
         return rsp;
@@ -140,7 +140,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceDiagnosticsTraceroute(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 119, false);
     if (!rsp || svcLacksBody(rsp, req))
         return rsp;
-    SvcLock lock(API_TYPE_SERVICE, "diagnostics", req->requester);
+    FalLock lock(API_TYPE_SERVICE, "diagnostics", req->requester);
     svcLockOrAnswer(lock, rsp, FAL_FAILED);
     if (!lock)
         return rsp;
@@ -157,7 +157,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceDiagnosticsRoutehops(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 121, false);
     if (!rsp)
         return nullptr;
-    SvcLock lock(API_TYPE_SERVICE, "diagnostics", req->requester);
+    FalLock lock(API_TYPE_SERVICE, "diagnostics", req->requester);
     svcLockOrAnswer(lock, rsp, FAL_FAILED);
     if (lock)
         rsp->data = lock->clone("routeHops");

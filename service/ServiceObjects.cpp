@@ -9,14 +9,14 @@ namespace {
 _FAL_RSP_T* readSingle(_FAL_REQ_T* req, const char* fn, const char* key, unsigned msgId)
 {
     return svcReadObject(req, API_TYPE_SERVICE, msgId,
-                         {fn, key, FAL_FAILED, nullptr, SVC_TRACE_ENTER_NAME, SVC_NO_OBJECT, SVC_NO_RESPONSE});
+                         {fn, key, FAL_FAILED, nullptr, FAL_TRACE_WORD_FIRST, SVC_NO_OBJECT, SVC_NO_RESPONSE});
 }
 
 // The DDNS and DMZ reads trace and log in the other style.
 _FAL_RSP_T* readSingleNameFirst(_FAL_REQ_T* req, const char* fn, const char* key)
 {
     return svcReadObject(req, API_TYPE_SERVICE, SVC_REQUEST_ID_PLUS_ONE,
-                         {fn, key, FAL_FAILED, nullptr, SVC_TRACE_NAME_ENTER, SVC_NO_OBJECT_PLAIN,
+                         {fn, key, FAL_FAILED, nullptr, FAL_TRACE_NAME_FIRST, SVC_NO_OBJECT_PLAIN,
                           SVC_NO_RESPONSE_PLAIN});
 }
 
@@ -29,11 +29,11 @@ _FAL_RSP_T* copyMembers(_FAL_REQ_T* req, const char* fn, const char* key, unsign
     _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, msgId, false);
     if (!rsp || svcLacksBody(rsp, req))
         return rsp;
-    SvcLock lock(API_TYPE_SERVICE, key, req->requester);
+    FalLock lock(API_TYPE_SERVICE, key, req->requester);
     svcLockOrAnswer(lock, rsp, FAL_FAILED);
     if (!lock)
         return rsp;
-    svcCopyPresent(lock.get(), req->body, members);
+    copyPresent(lock.get(), req->body, members);
     svcAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
     return rsp;
 }
@@ -53,12 +53,12 @@ _FAL_RSP_T* FalServiceLdb::ServiceDdnsUpdate(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 67, false);
     if (!rsp || svcLacksBody(rsp, req))
         return rsp;
-    SvcLock lock(API_TYPE_SERVICE, "ddns", req->requester);
+    FalLock lock(API_TYPE_SERVICE, "ddns", req->requester);
     svcLockOrAnswer(lock, rsp, FAL_DB_ERROR);
     if (!lock)
         return rsp;
     lock->set("active", req->body->get<bool>("active"));
-    svcCopyPresent(lock.get(), req->body,
+    copyPresent(lock.get(), req->body,
                    {"configuration.currentProvider", "configuration.username", "configuration.password",
                     "configuration.hostname", "configuration.token"});
     rsp->data = lock->clone("result");
@@ -80,7 +80,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceDmzUpdate(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 85, false);
     if (!rsp || svcLacksBody(rsp, req))
         return rsp;
-    SvcLock lock(API_TYPE_SERVICE, "dmz", req->requester);
+    FalLock lock(API_TYPE_SERVICE, "dmz", req->requester);
     svcLockOrAnswer(lock, rsp, FAL_FAILED);
     if (!lock)
         return rsp;
@@ -102,7 +102,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceRipUpdate(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 89, false);
     if (!rsp || svcLacksBody(rsp, req))
         return rsp;
-    SvcLock document(API_TYPE_SERVICE, "", req->requester);
+    FalLock document(API_TYPE_SERVICE, "", req->requester);
     svcLockOrAnswer(document, rsp, FAL_DB_ERROR, "failed to load database");
     if (!document)
         return rsp;
@@ -126,19 +126,19 @@ _FAL_RSP_T* FalServiceLdb::ServiceUpnpUpdate(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 107, false);
     if (!rsp || svcLacksBody(rsp, req))
         return rsp;
-    SvcLock upnp(API_TYPE_SERVICE, "upnp", req->requester);
+    FalLock upnp(API_TYPE_SERVICE, "upnp", req->requester);
     svcLockOrAnswer(upnp, rsp, FAL_FAILED);
     if (!upnp)
         return rsp;
     bool active = req->body->get<bool>("active");
-    svcCopyPresent(upnp.get(), req->body, {"active", "interval", "ttl"});
+    copyPresent(upnp.get(), req->body, {"active", "interval", "ttl"});
     if (!upnp.save()) {
         svcAnswer(rsp, FAL_FAILED);
         return rsp;
     }
     svcAnswer(rsp, FAL_OK);
     // Switching UPnP off drops its port mappings.
-    SvcLock mappings(API_TYPE_SERVICE, "upnpPortmapping", req->requester);
+    FalLock mappings(API_TYPE_SERVICE, "upnpPortmapping", req->requester);
     if (!mappings) {
         Logger::print(LOG_TYPE_ERROR, SVC_LOG, "%s: Cannot get port mapping from database\n", fn);
         return rsp;
@@ -169,7 +169,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceAlgUpdate(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 125, false);
     if (!rsp || svcLacksBody(rsp, req) || svcRefusesEntries(rsp, req->body))
         return rsp;
-    SvcLock gateways(API_TYPE_SERVICE, "alg", req->requester);
+    FalLock gateways(API_TYPE_SERVICE, "alg", req->requester);
     svcLockOrAnswer(gateways, rsp, FAL_FAILED);
     if (!gateways)
         return rsp;

@@ -10,7 +10,7 @@
 _FAL_RSP_T* FalServiceLdb::ServiceWolList(_FAL_REQ_T* req)
 {
     return svcReadObject(req, API_TYPE_SERVICE, SVC_REQUEST_ID_PLUS_ONE,
-                         {"ServiceWolList", "wol", FAL_FAILED, nullptr, SVC_TRACE_NAME_ENTER, SVC_NO_OBJECT,
+                         {"ServiceWolList", "wol", FAL_FAILED, nullptr, FAL_TRACE_NAME_FIRST, SVC_NO_OBJECT,
                           SVC_NO_RESPONSE_PLAIN});
 }
 
@@ -23,7 +23,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceWolUpdate(_FAL_REQ_T* req)
     FalTree given(req->body->get("rules"));
     if (given && svcRefusesEntries(rsp, given.get()))
         return rsp;
-    SvcLock lock(API_TYPE_SERVICE, "wol", req->requester);
+    FalLock lock(API_TYPE_SERVICE, "wol", req->requester);
     svcLockOrAnswer(lock, rsp, FAL_DB_ERROR);
     if (!lock)
         return rsp;
@@ -75,7 +75,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceWolCreate(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 73, true);
     if (!rsp || svcLacksBody(rsp, req))
         return rsp;
-    SvcLock lock(API_TYPE_SERVICE, "wol", req->requester);
+    FalLock lock(API_TYPE_SERVICE, "wol", req->requester);
     svcLockOrAnswer(lock, rsp, FAL_FAILED);
     if (!lock)
         return rsp;
@@ -139,9 +139,9 @@ FalTree routeEntry(int id, TreeMapObject* body, bool typed)
         entry->set("active", body->get<bool>("active"));
         entry->set("destinationIP", body->get<const char*>("destinationIP"));
         entry->set("subnet", body->get<const char*>("subnet"));
-        svcCopyPresent(entry.get(), body, {"gateway"});
+        copyPresent(entry.get(), body, {"gateway"});
     } else {
-        svcCopyPresent(entry.get(), body, {"active", "destinationIP", "subnet", "gateway"});
+        copyPresent(entry.get(), body, {"active", "destinationIP", "subnet", "gateway"});
     }
     return entry;
 }
@@ -151,7 +151,7 @@ FalTree routeEntry(int id, TreeMapObject* body, bool typed)
 _FAL_RSP_T* FalServiceLdb::ServiceStaticrouteList(_FAL_REQ_T* req)
 {
     return svcReadObject(req, API_TYPE_SERVICE, 91,
-                         {"ServiceStaticrouteList", "staticRoute", FAL_FAILED, nullptr, SVC_TRACE_ENTER_NAME,
+                         {"ServiceStaticrouteList", "staticRoute", FAL_FAILED, nullptr, FAL_TRACE_WORD_FIRST,
                           SVC_NO_OBJECT, SVC_NO_RESPONSE});
 }
 
@@ -166,7 +166,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceStaticroutePatch(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 95, false);
     if (!rsp || svcLacksBody(rsp, req))
         return rsp;
-    SvcLock lock(API_TYPE_SERVICE, "staticRoute", req->requester);
+    FalLock lock(API_TYPE_SERVICE, "staticRoute", req->requester);
     svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, "No object found in txt Repo!");
     if (!lock)
         return rsp;
@@ -193,7 +193,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceStaticrouteCreate(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 97, false);
     if (!rsp || svcLacksBody(rsp, req))
         return rsp;
-    SvcLock lock(API_TYPE_SERVICE, "staticRoute", req->requester);
+    FalLock lock(API_TYPE_SERVICE, "staticRoute", req->requester);
     svcLockOrAnswer(lock, rsp, FAL_FAILED);
     if (!lock)
         return rsp;
@@ -230,7 +230,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceStaticrouteActive(_FAL_REQ_T* req)
 _FAL_RSP_T* FalServiceLdb::ServiceReservedipList(_FAL_REQ_T* req)
 {
     return svcReadObject(req, API_TYPE_SERVICE, 135,
-                         {"ServiceReservedipList", "reservedIp", FAL_FAILED, nullptr, SVC_TRACE_ENTER_NAME,
+                         {"ServiceReservedipList", "reservedIp", FAL_FAILED, nullptr, FAL_TRACE_WORD_FIRST,
                           SVC_NO_OBJECT, SVC_NO_RESPONSE});
 }
 
@@ -245,7 +245,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceReservedipPatch(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 139, false);
     if (!rsp || svcLacksBody(rsp, req))
         return rsp;
-    SvcLock lock(API_TYPE_SERVICE, "reservedIp", req->requester);
+    FalLock lock(API_TYPE_SERVICE, "reservedIp", req->requester);
     svcLockOrAnswer(lock, rsp, FAL_FAILED);
     if (!lock)
         return rsp;
@@ -269,7 +269,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceReservedipCreate(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = svcNewResponse(API_TYPE_SERVICE, 141, false);
     if (!rsp || svcRefusesRequest(rsp, req, "Invalid request"))
         return rsp;
-    SvcLock lock(API_TYPE_SERVICE, "reservedIp", req->requester);
+    FalLock lock(API_TYPE_SERVICE, "reservedIp", req->requester);
     svcLockOrAnswer(lock, rsp, FAL_DB_ERROR);
     if (!lock)
         return rsp;
@@ -287,7 +287,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceReservedipCreate(_FAL_REQ_T* req)
     }
     FalTree entry(new TreeMapObject(false));
     entry->set("id", id);
-    svcCopyPresent(entry.get(), rule.get(), {"macAddress", "ipAddress", "deviceId"});
+    copyPresent(entry.get(), rule.get(), {"macAddress", "ipAddress", "deviceId"});
     rules->addArrayItem(entry.get());
     svcAnswer(rsp, lock.save() ? FAL_CREATED : FAL_FAILED);
     rsp->data = svcIdObject(id);
@@ -316,7 +316,7 @@ namespace {
 _FAL_RSP_T* macPassthroughObject(_FAL_REQ_T* req, const char* fn, unsigned msgId)
 {
     return svcReadObject(req, API_TYPE_SERVICE, msgId,
-                         {fn, "macPassthrough", FAL_DB_ERROR, "Failed to load database", SVC_TRACE_NONE, SVC_NO_OBJECT,
+                         {fn, "macPassthrough", FAL_DB_ERROR, "Failed to load database", FAL_TRACE_NONE, SVC_NO_OBJECT,
                           SVC_NO_RESPONSE});
 }
 

@@ -42,7 +42,7 @@ namespace {
 template <typename Change>
 void updateConnectedDevice(int id, const char* requester, Change change)
 {
-    SvcLock devices(API_TYPE_GATEWAY, "connectedDevices", requester);
+    FalLock devices(API_TYPE_GATEWAY, "connectedDevices", requester);
     if (!devices) {
         Logger::print(LOG_TYPE_ERROR, SVC_LOG, "Database error. Return.");
         return;

@@ -39,9 +39,9 @@ const char* FalWifiLdb::GetInterfaceNameById(TreeMapObject* wifiDocument, int in
         return nullptr;
     if (interfaceId == 0) {
         const char* first = interfaces->get<const char*>("[0]");
-        if (wifiSameText(first, "2.4g"))
+        if (sameText(first, "2.4g"))
             return "24g";
-        return wifiSameText(first, "5g") ? "50g" : nullptr;
+        return sameText(first, "5g") ? "50g" : nullptr;
     }
     return interfaceId == 1 && interfaces->len() == 2 ? "50g" : nullptr;
 }
@@ -55,7 +55,7 @@ void FalWifiLdb::UpdateGatewayConnectivity(int interfaceId, int level, const cha
         radio->set("connectivity", level);
         LocalDbCtrl::saveDbObject(API_TYPE_GATEWAY, requester);
     }
-    wifiRelease(API_TYPE_GATEWAY, requester, connectivity);
+    falRelease(API_TYPE_GATEWAY, requester, connectivity);
 }
 
 void FalWifiLdb::TurnOffSpecificSsid(TreeMapObject* ssidArray, int index, const char* requester)
@@ -78,10 +78,10 @@ void FalWifiLdb::TurnOffConnectedDevices(const char* ssidName, const char* reque
         unsigned n = devices->len();
         for (unsigned i = 0; i < n; ++i) {
             FalTree device(devices->at(i));
-            if (device && wifiSameText(device->get<const char*>("path"), ssidName))
+            if (device && sameText(device->get<const char*>("path"), ssidName))
                 device->set("connected", false);
         }
         LocalDbCtrl::saveDbObject(API_TYPE_GATEWAY, requester);
     }
-    wifiRelease(API_TYPE_GATEWAY, requester, devices);
+    falRelease(API_TYPE_GATEWAY, requester, devices);
 }

@@ -39,9 +39,9 @@ _FAL_RSP_T* changeList(FalWifiLdb& wifi, _FAL_REQ_T* req, const ListChange& how,
         if (ssid)
             change(ssid.get());
         if (wifiSave(rsp, wifi.apiType, req->requester))
-            wifiAnswer(rsp, how.okStatus, how.okMessage);
+            falAnswer(rsp, how.okStatus, how.okMessage);
     }
-    wifiRelease(wifi.apiType, req->requester, ssidObject);
+    falRelease(wifi.apiType, req->requester, ssidObject);
     return rsp;
 }
 
@@ -68,11 +68,11 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidAccesscontrolGet(_FAL_REQ_T* req)
     FalTree ssid = wifiFindItem(ssids.get(), "index", index);
     TreeMapObject* list = ssid ? ssid->clone("accessControl") : nullptr;
     if (ssidObject && !ssids)
-        wifiAnswer(rsp, FAL_NOT_FOUND, NO_SSID_ARRAY);
+        falAnswer(rsp, FAL_NOT_FOUND, NO_SSID_ARRAY);
     else if (ssids && !list)
-        wifiAnswer(rsp, FAL_NOT_FOUND, "No requested ssid");
+        falAnswer(rsp, FAL_NOT_FOUND, "No requested ssid");
     rsp->data = list;
-    wifiRelease(apiType, req->requester, ssidObject);
+    falRelease(apiType, req->requester, ssidObject);
     return rsp;
 }
 

@@ -11,12 +11,6 @@ const char* const WIFI_LOAD_FAILED = "failed to get database wifi";
 const char* const WIFI_SAVE_FAILED = "failed to save database";
 const char* const WIFI_NO_BODY = "null request content";
 
-void wifiAnswer(_FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message)
-{
-    rsp->status = status;
-    rsp->message = message;
-}
-
 const char* wifiParamAt(const _FAL_REQ_T* req, unsigned position)
 {
     for (const auto& param : req->params) {
@@ -40,7 +34,7 @@ bool wifiHasParams(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, unsigned count)
 {
     for (unsigned position = 0; position < count; ++position) {
         if (!wifiParamAt(req, position)) {
-            wifiAnswer(rsp, FAL_BAD_REQUEST, "Wrong URI");
+            falAnswer(rsp, FAL_BAD_REQUEST, "Wrong URI");
             return false;
         }
     }
@@ -57,7 +51,7 @@ bool wifiNeedsBody(_FAL_RSP_T* rsp, const _FAL_REQ_T* req)
 {
     if (req->body && req->body->isObject())
         return true;
-    wifiAnswer(rsp, FAL_BAD_REQUEST, WIFI_NO_BODY);
+    falAnswer(rsp, FAL_BAD_REQUEST, WIFI_NO_BODY);
     return false;
 }
 
@@ -66,7 +60,7 @@ TreeMapObject* wifiLock(_FAL_RSP_T* rsp, unsigned apiType, const char* key, cons
 {
     TreeMapObject* handle = LocalDbCtrl::lockDbObject(apiType, key, requester);
     if (!handle && failMessage)
-        wifiAnswer(rsp, FAL_DB_ERROR, failMessage);
+        falAnswer(rsp, FAL_DB_ERROR, failMessage);
     return handle;
 }
 
@@ -74,14 +68,8 @@ bool wifiSave(_FAL_RSP_T* rsp, unsigned apiType, const char* requester)
 {
     if (LocalDbCtrl::saveDbObject(apiType, requester) == 0)
         return true;
-    wifiAnswer(rsp, FAL_DB_ERROR, WIFI_SAVE_FAILED);
+    falAnswer(rsp, FAL_DB_ERROR, WIFI_SAVE_FAILED);
     return false;
-}
-
-void wifiRelease(unsigned apiType, const char* requester, TreeMapObject* handle)
-{
-    delete handle;
-    LocalDbCtrl::unlockDbObject(apiType, requester);
 }
 
 FalTree wifiLockedBand(_FAL_RSP_T* rsp, TreeMapObject* locked, const char* member, int interfaceId,
@@ -92,7 +80,7 @@ FalTree wifiLockedBand(_FAL_RSP_T* rsp, TreeMapObject* locked, const char* membe
     FalTree band = member ? wifiBand(locked, member, interfaceId)
                        : FalTree(FalWifiLdb::GetTreeMapObjectByInterface(locked, interfaceId));
     if (!band)
-        wifiAnswer(rsp, status, missing);
+        falAnswer(rsp, status, missing);
     return band;
 }
 
@@ -137,7 +125,3 @@ TreeMapObject* wifiIdReply(int id)
     return reply;
 }
 
-bool wifiSameText(const char* a, const char* b)
-{
-    return a && b && strcmp(a, b) == 0;
-}

@@ -3,6 +3,7 @@
 
 #include <memory>
 
+#include "frame/FalHandler.h"
 #include "frame/FalTree.h"
 #include "frame/FalTypes.h"
 #include "host/Logger.h"
@@ -13,9 +14,6 @@ constexpr LOG_GROUP_T WIFI_LOG = LOG_GROUP_WIFI;
 extern const char* const WIFI_LOAD_FAILED;  // "failed to get database wifi"
 extern const char* const WIFI_SAVE_FAILED;  // "failed to save database"
 extern const char* const WIFI_NO_BODY;      // "null request content"
-
-// Sets the status and message of a response.
-void wifiAnswer(_FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message);
 
 // The value of the request's parameter at `position` (from 0), or null when the request has fewer
 // parameters. An empty value is a value (it reads as the number 0). Borrowed from the request.
@@ -47,9 +45,6 @@ TreeMapObject* wifiLock(_FAL_RSP_T* rsp, unsigned apiType, const char* key, cons
 // Saves the document `apiType`; on failure answers 8 "failed to save database" and yields false.
 bool wifiSave(_FAL_RSP_T* rsp, unsigned apiType, const char* requester);
 
-// Deletes the locked handle and releases the requester's lock on the document.
-void wifiRelease(unsigned apiType, const char* requester, TreeMapObject* handle);
-
 // The interface's part of the band-keyed member `member` of the locked object (of the locked
 // object itself for a null member). When it is absent from an object that did lock, answers
 // `status` with `missing`.
@@ -69,5 +64,3 @@ int wifiNextNumber(TreeMapObject* array, const char* member);
 // A new object holding "id".
 TreeMapObject* wifiIdReply(int id);
 
-// Whether both texts are present and equal.
-bool wifiSameText(const char* a, const char* b);

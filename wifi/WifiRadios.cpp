@@ -42,11 +42,11 @@ const char* const kRestoredMembers[] = {"active", "basic", "advanced"};
 // Gateway connectivity level of an output power: 1 high, 2 medium, 3 low, 0 for anything else.
 int powerLevel(const char* outputPower)
 {
-    if (wifiSameText(outputPower, "high"))
+    if (sameText(outputPower, "high"))
         return 1;
-    if (wifiSameText(outputPower, "medium"))
+    if (sameText(outputPower, "medium"))
         return 2;
-    return wifiSameText(outputPower, "low") ? 3 : 0;
+    return sameText(outputPower, "low") ? 3 : 0;
 }
 
 // Sets the gateway's connectivity of the radio from its output power; unknown powers change nothing.
@@ -113,9 +113,9 @@ _FAL_RSP_T* FalWifiLdb::WifiInterfaceGet(_FAL_REQ_T* req)
     TreeMapObject* interfaces = wifiLock(rsp, apiType, "interfaces", req->requester);
     if (interfaces) {
         rsp->data->set("interfaces", interfaces);
-        wifiAnswer(rsp, FAL_OK, "");
+        falAnswer(rsp, FAL_OK, "");
     }
-    wifiRelease(apiType, req->requester, interfaces);
+    falRelease(apiType, req->requester, interfaces);
     return rsp;
 }
 
@@ -131,7 +131,7 @@ _FAL_RSP_T* FalWifiLdb::WifiRadioGet(_FAL_REQ_T* req)
     FalTree radio = wifiLockedBand(rsp, radios, nullptr, interfaceId, FAL_NOT_FOUND, NO_RADIO);
     if (radio) {
         const char* const* known = std::find_if(std::begin(kRadioSections), std::end(kRadioSections),
-                                                [&](const char* name) { return wifiSameText(name, section); });
+                                                [&](const char* name) { return sameText(name, section); });
         if (known != std::end(kRadioSections)) {
             rsp->data = new TreeMapObject(false);
             FalTree member(radio->get(section));
@@ -140,9 +140,9 @@ _FAL_RSP_T* FalWifiLdb::WifiRadioGet(_FAL_REQ_T* req)
         } else {
             rsp->data = radio->clone(nullptr);
         }
-        wifiAnswer(rsp, FAL_OK, "");
+        falAnswer(rsp, FAL_OK, "");
     }
-    wifiRelease(apiType, req->requester, radios);
+    falRelease(apiType, req->requester, radios);
     return rsp;
 }
 
@@ -153,7 +153,7 @@ _FAL_RSP_T* FalWifiLdb::WifiRadioChange(_FAL_REQ_T* req)
     if (!wifiOpen(rsp, apiType, 5, false, req, 1, true))
         return rsp;
     int interfaceId = wifiIdAt(req, 0);
-    wifiAnswer(rsp, FAL_FAILED, "");
+    falAnswer(rsp, FAL_FAILED, "");
     TreeMapObject* doc = wifiLock(rsp, apiType, "", req->requester);
     FalTree radio = wifiLockedBand(rsp, doc, "radio", interfaceId, FAL_NOT_FOUND, NO_RADIO);
     FalTree actualUsed(radio ? doc->get("actualUsed") : nullptr);
@@ -164,19 +164,19 @@ _FAL_RSP_T* FalWifiLdb::WifiRadioChange(_FAL_REQ_T* req)
                 radio->set(path, value.get());
         }
         if (!actualUsed)
-            wifiAnswer(rsp, FAL_NOT_FOUND, "failed to get 'actualUsed'");
+            falAnswer(rsp, FAL_NOT_FOUND, "failed to get 'actualUsed'");
     }
     if (actualUsed) {
         rsp->data = actualUsed->clone(nullptr);
         if (wifiSave(rsp, apiType, req->requester)) {
-            wifiAnswer(rsp, FAL_OK, "");
+            falAnswer(rsp, FAL_OK, "");
             const char* outputPower = req->body->get<const char*>("basic.outputPower");
             if (!outputPower)
                 Logger::print(LOG_TYPE_INFO, WIFI_LOG, "No outputPower parameter found\n");
             followOutputPower(interfaceId, outputPower, req->requester);
         }
     }
-    wifiRelease(apiType, req->requester, doc);
+    falRelease(apiType, req->requester, doc);
     return rsp;
 }
 
@@ -195,9 +195,9 @@ _FAL_RSP_T* FalWifiLdb::WifiRadioActive(_FAL_REQ_T* req)
         bool switched = active ? radioOn(doc, radio.get(), interfaceId, req->requester)
                                : radioOff(doc, interfaceId, req->requester);
         if (switched && wifiSave(rsp, apiType, req->requester))
-            wifiAnswer(rsp, FAL_OK, "");
+            falAnswer(rsp, FAL_OK, "");
     }
-    wifiRelease(apiType, req->requester, doc);
+    falRelease(apiType, req->requester, doc);
     return rsp;
 }
 
@@ -221,9 +221,9 @@ _FAL_RSP_T* FalWifiLdb::WifiRadioRestoreDefault(_FAL_REQ_T* req)
             rsp->data->set(member, value.get());
         }
         if (wifiSave(rsp, apiType, req->requester))
-            wifiAnswer(rsp, FAL_OK, "");
+            falAnswer(rsp, FAL_OK, "");
     }
-    wifiRelease(apiType, req->requester, doc);
+    falRelease(apiType, req->requester, doc);
     return rsp;
 }
 
@@ -250,9 +250,9 @@ _FAL_RSP_T* FalWifiLdb::WifiNetworkTypeGet(_FAL_REQ_T* req)
             guestSsids->addArrayItem(index.get());
         }
         rsp->data = reply.release();
-        wifiAnswer(rsp, FAL_OK, "OK");
+        falAnswer(rsp, FAL_OK, "OK");
     }
-    wifiRelease(apiType, req->requester, doc);
+    falRelease(apiType, req->requester, doc);
     return rsp;
 }
 
@@ -268,19 +268,19 @@ _FAL_RSP_T* FalWifiLdb::WifiNetworkTypeChange(_FAL_REQ_T* req)
     TreeMapObject* doc = wifiLock(rsp, apiType, "", req->requester);
     FalTree networkTypes = wifiLockedBand(rsp, doc, "networkType", interfaceId, FAL_NOT_FOUND, NO_NETWORK_TYPE);
     if (networkTypes) {
-        if (wifiSameText(name, "primary")) {
+        if (sameText(name, "primary")) {
             setActiveOnFirst(networkTypes.get(), 1, active);
             FalTree ssids = wifiBand(doc, "ssid", interfaceId);
             if (ssids)
                 setActiveOnFirst(ssids.get(), 1, active);
-        } else if (wifiSameText(name, "guest")) {
+        } else if (sameText(name, "guest")) {
             FalTree guest(networkTypes->at(1));
             if (guest)
                 guest->set("active", active);
         }
         if (wifiSave(rsp, apiType, req->requester))
-            wifiAnswer(rsp, FAL_OK, "");
+            falAnswer(rsp, FAL_OK, "");
     }
-    wifiRelease(apiType, req->requester, doc);
+    falRelease(apiType, req->requester, doc);
     return rsp;
 }

@@ -38,9 +38,9 @@ _FAL_RSP_T* FalWifiLdb::WifiScan(_FAL_REQ_T* req)
         rsp->data->set("location", resultLocation(wifiIdAt(req, 0)));
         rsp->data->set("retryAfter", scan->get<int>("retryAfter"));
         rsp->data->set("maxRetry", scan->get<int>("maxRetry"));
-        wifiAnswer(rsp, FAL_ACCEPTED, "OK");
+        falAnswer(rsp, FAL_ACCEPTED, "OK");
     }
-    wifiRelease(apiType, req->requester, scan);
+    falRelease(apiType, req->requester, scan);
     return rsp;
 }
 
@@ -62,13 +62,13 @@ _FAL_RSP_T* FalWifiLdb::WifiScanResult(_FAL_REQ_T* req)
             rsp->data->set("retryAfter", retryAfter / 2);
             rsp->data->set("maxRetry", maxRetry > 1 ? maxRetry - 1 : maxRetry);
         }
-        wifiRelease(apiType, req->requester, scan);
+        falRelease(apiType, req->requester, scan);
     } else {
         TreeMapObject* results = wifiLock(rsp, apiType, "scanApResult", req->requester);
         FalTree found(GetTreeMapObjectByInterface(results, interfaceId));
         if (found)
             rsp->data = found->clone(nullptr);
-        wifiRelease(apiType, req->requester, results);
+        falRelease(apiType, req->requester, results);
     }
     return rsp;
 }

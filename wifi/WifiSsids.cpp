@@ -21,10 +21,10 @@ const char* const kSsidSettings[] = {"active",     "name",      "security",    "
 const char* listedPassword(TreeMapObject* ssid, const char* securityType)
 {
     for (const char* wpa : {"WPA-PSK", "WPA2-PSK", "WPA2/WPA-PSK"}) {
-        if (wifiSameText(securityType, wpa))
+        if (sameText(securityType, wpa))
             return ssid->get<const char*>("security.personal.password");
     }
-    if (wifiSameText(securityType, "WEP"))
+    if (sameText(securityType, "WEP"))
         return ssid->get<const char*>("security.wep.password");
     return "";
 }
@@ -99,7 +99,7 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidListAll(_FAL_REQ_T* req)
             placeAt(rsp->data, i, summary.get());
         }
     }
-    wifiRelease(apiType, req->requester, ssidObject);
+    falRelease(apiType, req->requester, ssidObject);
     return rsp;
 }
 
@@ -115,13 +115,13 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidGet(_FAL_REQ_T* req)
     FalTree ssids(GetTreeMapObjectByInterface(ssidObject, interfaceId));
     FalTree ssid = wifiFindItem(ssids.get(), "index", index);
     if (ssidObject && !ssid)
-        wifiAnswer(rsp, FAL_NOT_FOUND, "No record found");
+        falAnswer(rsp, FAL_NOT_FOUND, "No record found");
     if (ssid) {
         rsp->data = ssid->clone(nullptr);
         rsp->data->set("accessControl", ssid->get<bool>("accessControl.active"));
         rsp->data->set("macAddress", "11:22:33:44:55:66");
     }
-    wifiRelease(apiType, req->requester, ssidObject);
+    falRelease(apiType, req->requester, ssidObject);
     return rsp;
 }
 
@@ -137,16 +137,16 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidUpdate(_FAL_REQ_T* req)
     FalTree ssids = wifiLockedBand(rsp, ssidObject, nullptr, interfaceId, FAL_NOT_FOUND, NO_SSID_ARRAY);
     FalTree ssid = wifiFindItem(ssids.get(), "index", index);
     if (ssids && !ssid)
-        wifiAnswer(rsp, FAL_NOT_FOUND, "failed to get ssid");
+        falAnswer(rsp, FAL_NOT_FOUND, "failed to get ssid");
     if (ssid) {
         for (const char* member : kSsidSettings) {
             FalTree value(req->body->get(member));
             ssid->set(member, value.get());
         }
         if (wifiSave(rsp, apiType, req->requester))
-            wifiAnswer(rsp, FAL_OK, "");
+            falAnswer(rsp, FAL_OK, "");
     }
-    wifiRelease(apiType, req->requester, ssidObject);
+    falRelease(apiType, req->requester, ssidObject);
     return rsp;
 }
 
@@ -160,7 +160,7 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidCreate(_FAL_REQ_T* req)
     FalTree ssids = wifiLockedBand(rsp, ssidObject, nullptr, interfaceId, FAL_NOT_FOUND, NO_SSID_ARRAY);
     int index = ssids ? freeGuestIndex(ssids.get()) : -1;
     if (ssids && index < 0)
-        wifiAnswer(rsp, FAL_FAILED, "unable to add more ssid");
+        falAnswer(rsp, FAL_FAILED, "unable to add more ssid");
     else if (ssids && wifiNeedsBody(rsp, req)) {
         FalTree ssid(req->body->clone(nullptr));
         FalTree accessControl(newAccessControl());
@@ -169,10 +169,10 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidCreate(_FAL_REQ_T* req)
         ssid->set("accessControl", accessControl.get());
         ssids->addArrayItem(ssid.get());
         if (wifiSave(rsp, apiType, req->requester))
-            wifiAnswer(rsp, FAL_CREATED, "New Created");
+            falAnswer(rsp, FAL_CREATED, "New Created");
         rsp->data = wifiIdReply(index);
     }
-    wifiRelease(apiType, req->requester, ssidObject);
+    falRelease(apiType, req->requester, ssidObject);
     return rsp;
 }
 
@@ -184,7 +184,7 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidGuestDelete(_FAL_REQ_T* req)
     int interfaceId = wifiIdAt(req, 0);
     int index = wifiIdAt(req, 1);
     if (index == 0) {
-        wifiAnswer(rsp, FAL_BAD_REQUEST, "wrong ssidId");
+        falAnswer(rsp, FAL_BAD_REQUEST, "wrong ssidId");
         return rsp;
     }
     TreeMapObject* doc = wifiLock(rsp, apiType, "", req->requester);
@@ -194,9 +194,9 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidGuestDelete(_FAL_REQ_T* req)
         if (wifiFindItem(ssids.get(), "index", index, &position))
             ssids->delArrayItem(position);
         if (wifiSave(rsp, apiType, req->requester))
-            wifiAnswer(rsp, FAL_DELETED, "Record Deleted");
+            falAnswer(rsp, FAL_DELETED, "Record Deleted");
     }
-    wifiRelease(apiType, req->requester, doc);
+    falRelease(apiType, req->requester, doc);
     return rsp;
 }
 
@@ -217,9 +217,9 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidGuestDeleteAll(_FAL_REQ_T* req)
         if (band)
             doc->set((std::string("ssid.") + band).c_str(), &primaryOnly);
         if (wifiSave(rsp, apiType, req->requester))
-            wifiAnswer(rsp, FAL_OK, "");
+            falAnswer(rsp, FAL_OK, "");
     }
-    wifiRelease(apiType, req->requester, doc);
+    falRelease(apiType, req->requester, doc);
     return rsp;
 }
 
@@ -241,8 +241,8 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidActive(_FAL_REQ_T* req)
                 TurnOffConnectedDevices(ssid->get<const char*>("name"), req->requester);
         }
         if (wifiSave(rsp, apiType, req->requester))
-            wifiAnswer(rsp, FAL_OK, "");
+            falAnswer(rsp, FAL_OK, "");
     }
-    wifiRelease(apiType, req->requester, doc);
+    falRelease(apiType, req->requester, doc);
     return rsp;
 }

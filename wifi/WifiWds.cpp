@@ -41,7 +41,7 @@ bool openWds(FalWifiLdb& wifi, _FAL_REQ_T* req, WdsNeeds needs, bool withData, _
     rsp = newFalResponse(wifi.apiType, req->msgId + 1, withData);
     std::unique_ptr<char[]> id(BE_PairVal2(req->params, "@interfaceId"));
     if (!id) {
-        wifiAnswer(rsp, FAL_BAD_REQUEST, "Wrong URI");
+        falAnswer(rsp, FAL_BAD_REQUEST, "Wrong URI");
         return false;
     }
     interfaceId = atoi(id.get());
@@ -62,7 +62,7 @@ TreeMapObject* lockWds(_FAL_RSP_T* rsp, FalWifiLdb& wifi, _FAL_REQ_T* req, const
 void refuse(_FAL_RSP_T* rsp, const char* logged, const char* message)
 {
     Logger::print(LOG_TYPE_ERROR, WIFI_LOG, "%s", logged);
-    wifiAnswer(rsp, FAL_BAD_REQUEST, message);
+    falAnswer(rsp, FAL_BAD_REQUEST, message);
 }
 
 // Whether a peer of the table already carries the MAC address.
@@ -71,7 +71,7 @@ bool macTaken(TreeMapObject* rules, const char* mac)
     unsigned n = rules->len();
     for (unsigned i = 0; i < n; ++i) {
         FalTree peer(rules->at(i));
-        if (peer && wifiSameText(peer->get<const char*>("mac"), mac))
+        if (peer && sameText(peer->get<const char*>("mac"), mac))
             return true;
     }
     return false;
@@ -81,8 +81,8 @@ bool macTaken(TreeMapObject* rules, const char* mac)
 // refusal answered, when the peer does not fit.
 bool fitsStructure(_FAL_RSP_T* rsp, const char* type, unsigned peers, bool master)
 {
-    bool isMaster = wifiSameText(type, "master");
-    bool isSlave = wifiSameText(type, "slave");
+    bool isMaster = sameText(type, "master");
+    bool isSlave = sameText(type, "slave");
     if (isMaster && master && peers >= 1) {
         refuse(rsp, "Child type is master but parent type is also master.\n", "failed to get master");
         return false;
@@ -107,7 +107,7 @@ void addPeer(_FAL_RSP_T* rsp, FalWifiLdb& wifi, _FAL_REQ_T* req, TreeMapObject* 
 {
     FalTree rules(radio->get("rules"));
     if (!rules) {
-        wifiAnswer(rsp, FAL_DB_ERROR, "failed to get rules");
+        falAnswer(rsp, FAL_DB_ERROR, "failed to get rules");
         return;
     }
     const char* type = req->body->get<const char*>("type");
@@ -117,8 +117,8 @@ void addPeer(_FAL_RSP_T* rsp, FalWifiLdb& wifi, _FAL_REQ_T* req, TreeMapObject* 
     FalTree peer(req->body->clone(nullptr));
     int index = wifiNextNumber(rules.get(), "index");
     peer->set("index", index);
-    bool isSlave = wifiSameText(type, "slave");
-    if (peers == 0 && (isSlave || wifiSameText(type, "master")))
+    bool isSlave = sameText(type, "slave");
+    if (peers == 0 && (isSlave || sameText(type, "master")))
         radio->set("master", isSlave);
     if (peers > 0 && isSlave && macTaken(rules.get(), req->body->get<const char*>("mac"))) {
         refuse(rsp, "Mac address is duplicated.\n", "Mac address is duplicated");
@@ -146,7 +146,7 @@ _FAL_RSP_T* FalWifiLdb::WifiWdsGet(_FAL_REQ_T* req)
             rsp->data = radio->clone(nullptr);
             rsp->status = FAL_OK;
         }
-        wifiRelease(apiType, req->requester, wds);
+        falRelease(apiType, req->requester, wds);
         return rsp;
     });
 }
@@ -164,7 +164,7 @@ _FAL_RSP_T* FalWifiLdb::WifiWdsUpdate(_FAL_REQ_T* req)
             radio->set("active", req->body->get<bool>("active"));
         if (wds && LocalDbCtrl::saveDbObject(apiType, req->requester) == 0)
             rsp->status = FAL_OK;
-        wifiRelease(apiType, req->requester, wds);
+        falRelease(apiType, req->requester, wds);
         return rsp;
     });
 }
@@ -177,7 +177,7 @@ _FAL_RSP_T* FalWifiLdb::WifiWdsCreate(_FAL_REQ_T* req)
         if (!openWds(*this, req, WDS_NEEDS_BODY, true, rsp, interfaceId))
             return rsp;
         FalTree ext(req->body->get("ext"));
-        if (wifiSameText(req->body->get<const char*>("type"), "slave") && !ext) {
+        if (sameText(req->body->get<const char*>("type"), "slave") && !ext) {
             refuse(rsp, "ext field should not be NULL.\n", "failed to get slave");
             return rsp;
         }
@@ -185,7 +185,7 @@ _FAL_RSP_T* FalWifiLdb::WifiWdsCreate(_FAL_REQ_T* req)
         FalTree radio(GetTreeMapObjectByInterface(wds, interfaceId));
         if (radio)
             addPeer(rsp, *this, req, radio.get());
-        wifiRelease(apiType, req->requester, wds);
+        falRelease(apiType, req->requester, wds);
         return rsp;
     });
 }
@@ -199,7 +199,7 @@ _FAL_RSP_T* FalWifiLdb::WifiWdsDelete(_FAL_REQ_T* req)
             return rsp;
         std::unique_ptr<char[]> ruleId(BE_PairVal2(req->params, "@ruleId"));
         if (!ruleId) {
-            wifiAnswer(rsp, FAL_BAD_REQUEST, "Wrong URI");
+            falAnswer(rsp, FAL_BAD_REQUEST, "Wrong URI");
             return rsp;
         }
         TreeMapObject* wds = lockWds(rsp, *this, req, "Failed to load database");
@@ -212,7 +212,7 @@ _FAL_RSP_T* FalWifiLdb::WifiWdsDelete(_FAL_REQ_T* req)
             if (LocalDbCtrl::saveDbObject(apiType, req->requester) == 0)
                 rsp->status = FAL_DELETED;
         }
-        wifiRelease(apiType, req->requester, wds);
+        falRelease(apiType, req->requester, wds);
         return rsp;
     });
 }
@@ -232,7 +232,7 @@ _FAL_RSP_T* FalWifiLdb::WifiWdsDeleteAll(_FAL_REQ_T* req)
             if (wifiSave(rsp, apiType, req->requester))
                 rsp->status = FAL_OK;
         }
-        wifiRelease(apiType, req->requester, wds);
+        falRelease(apiType, req->requester, wds);
         return rsp;
     });
 }

@@ -23,7 +23,7 @@ _FAL_RSP_T* readObject(FalWifiLdb& wifi, _FAL_REQ_T* req, unsigned rspId, const 
     TreeMapObject* object = wifiLock(rsp, wifi.apiType, key, req->requester);
     if (object)
         rsp->data = object->clone(nullptr);
-    wifiRelease(wifi.apiType, req->requester, object);
+    falRelease(wifi.apiType, req->requester, object);
     return rsp;
 }
 
@@ -38,9 +38,9 @@ _FAL_RSP_T* changeWps(FalWifiLdb& wifi, _FAL_REQ_T* req, unsigned rspId, const c
     if (wps) {
         wps->set(member, read(req->body, member));
         if (wifiSave(rsp, wifi.apiType, req->requester))
-            wifiAnswer(rsp, FAL_OK, "");
+            falAnswer(rsp, FAL_OK, "");
     }
-    wifiRelease(wifi.apiType, req->requester, wps);
+    falRelease(wifi.apiType, req->requester, wps);
     return rsp;
 }
 
@@ -52,7 +52,7 @@ _FAL_RSP_T* answerOk(FalWifiLdb& wifi, _FAL_REQ_T* req, unsigned rspId, const ch
     _FAL_RSP_T* rsp = newFalResponse(wifi.apiType, rspId, pin != nullptr);
     if (pin)
         rsp->data->set("pin", pin);
-    wifiAnswer(rsp, FAL_OK, "");
+    falAnswer(rsp, FAL_OK, "");
     return rsp;
 }
 
@@ -119,7 +119,7 @@ _FAL_RSP_T* FalWifiLdb::WifiWmmGet(_FAL_REQ_T* req)
     FalTree radio = wifiLockedBand(rsp, wmm, nullptr, wifiIdAt(req, 0), FAL_NOT_FOUND, NO_WMM);
     if (radio)
         rsp->data = radio->clone(nullptr);
-    wifiRelease(apiType, req->requester, wmm);
+    falRelease(apiType, req->requester, wmm);
     return rsp;
 }
 
@@ -138,7 +138,7 @@ _FAL_RSP_T* FalWifiLdb::WifiWmmUpdate(_FAL_REQ_T* req)
         }
         wifiSave(rsp, apiType, req->requester);
     }
-    wifiRelease(apiType, req->requester, wmm);
+    falRelease(apiType, req->requester, wmm);
     return rsp;
 }
 

@@ -1,0 +1,69 @@
+#include "frame/FalHandler.h"
+
+#include <cstring>
+
+#include "frame/FalTree.h"
+#include "host/LocalDbCtrl.h"
+#include "host/TreeMapObject.h"
+
+void falAnswer(_FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message)
+{
+    rsp->status = status;
+    rsp->message = message;
+}
+
+bool sameText(const char* a, const char* b)
+{
+    return a && b && strcmp(a, b) == 0;
+}
+
+void copyPresent(TreeMapObject* to, TreeMapObject* from, std::initializer_list<const char*> paths)
+{
+    for (const char* path : paths) {
+        FalTree value(from->get(path));
+        if (value)
+            to->set(path, value.get());
+    }
+}
+
+bool falSave(unsigned apiType, const char* requester)
+{
+    return LocalDbCtrl::saveDbObject(apiType, requester) == 0;
+}
+
+void falRelease(unsigned apiType, const char* requester, TreeMapObject* handle)
+{
+    delete handle;
+    LocalDbCtrl::unlockDbObject(apiType, requester);
+}
+
+FalTrace::FalTrace(LOG_GROUP_T group, const char* name, FAL_TRACE_T style) : group_(group), name_(name), style_(style)
+{
+    if (style_ == FAL_TRACE_NAME_FIRST)
+        Logger::print(LOG_TYPE_TRACE, group_, "%s Enter\n", name_);
+    else if (style_ == FAL_TRACE_WORD_FIRST)
+        Logger::print(LOG_TYPE_TRACE, group_, "Enter %s\n", name_);
+}
+
+FalTrace::~FalTrace()
+{
+    if (style_ == FAL_TRACE_NAME_FIRST || style_ == FAL_TRACE_NAME_EXIT_ONLY)
+        Logger::print(LOG_TYPE_TRACE, group_, "%s Exit\n", name_);
+    else if (style_ == FAL_TRACE_WORD_FIRST || style_ == FAL_TRACE_WORD_EXIT_ONLY)
+        Logger::print(LOG_TYPE_TRACE, group_, "Exit %s\n", name_);
+}
+
+FalLock::FalLock(unsigned apiType, const char* key, const char* requester)
+    : apiType_(apiType), requester_(requester), obj_(LocalDbCtrl::lockDbObject(apiType, key, requester))
+{
+}
+
+FalLock::~FalLock()
+{
+    falRelease(apiType_, requester_, obj_);
+}
+
+bool FalLock::save()
+{
+    return falSave(apiType_, requester_);
+}

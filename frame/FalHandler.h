@@ -1,0 +1,69 @@
+// Steps every family's handlers share: answering, comparing texts, copying members, tracing
+// entry and exit, and holding a lock for the length of an operation.
+#pragma once
+
+#include <initializer_list>
+
+#include "frame/FalTypes.h"
+#include "host/Logger.h"
+
+class TreeMapObject;
+
+// Sets the status and message of a response.
+void falAnswer(_FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message);
+
+// True when both texts are present and equal.
+bool sameText(const char* a, const char* b);
+
+// Copies each path present in `from` into `to` (deep copies); absent paths are left alone.
+void copyPresent(TreeMapObject* to, TreeMapObject* from, std::initializer_list<const char*> paths);
+
+// Saves a family's document as the requester; true when saved.
+bool falSave(unsigned apiType, const char* requester);
+
+// Frees a handle and releases the requester's lock on the family's document.
+void falRelease(unsigned apiType, const char* requester, TreeMapObject* handle);
+
+// How an operation writes its entry and exit traces (log type 0).
+enum FAL_TRACE_T {
+    FAL_TRACE_NAME_FIRST,       // "<name> Enter", "<name> Exit"
+    FAL_TRACE_WORD_FIRST,       // "Enter <name>", "Exit <name>"
+    FAL_TRACE_NAME_EXIT_ONLY,   // "<name> Exit"
+    FAL_TRACE_WORD_EXIT_ONLY,   // "Exit <name>"
+    FAL_TRACE_NONE,             // nothing
+};
+
+// Writes the entry trace when made and the exit trace when it goes out of scope.
+class FalTrace {
+public:
+    FalTrace(LOG_GROUP_T group, const char* name, FAL_TRACE_T style);
+    ~FalTrace();
+    FalTrace(const FalTrace&) = delete;
+    FalTrace& operator=(const FalTrace&) = delete;
+
+private:
+    LOG_GROUP_T group_;
+    const char* name_;
+    FAL_TRACE_T style_;
+};
+
+// One lock of a family object as the request's requester: the handle is deleted and the lock
+// released when the guard goes out of scope, also after a failed lock.
+class FalLock {
+public:
+    FalLock(unsigned apiType, const char* key, const char* requester);
+    ~FalLock();
+    FalLock(const FalLock&) = delete;
+    FalLock& operator=(const FalLock&) = delete;
+
+    explicit operator bool() const { return obj_ != nullptr; }
+    TreeMapObject* operator->() const { return obj_; }
+    TreeMapObject* get() const { return obj_; }
+    // Saves the document; true when saved.
+    bool save();
+
+private:
+    unsigned apiType_;
+    const char* requester_;
+    TreeMapObject* obj_;
+};
