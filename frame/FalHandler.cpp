@@ -26,6 +26,41 @@ void copyPresent(TreeMapObject* to, TreeMapObject* from, std::initializer_list<c
     }
 }
 
+bool itemHasId(TreeMapObject* array, unsigned i, const char* member, int value)
+{
+    FalTree item(array->at(i));
+    int own = 0;
+    return item && item->get_ex<int>(member, own) && own == value;
+}
+
+int findItem(TreeMapObject* array, const char* member, int value)
+{
+    for (unsigned i = 0; array && i < array->len(); ++i)
+        if (itemHasId(array, i, member, value))
+            return static_cast<int>(i);
+    return -1;
+}
+
+int findLastItem(TreeMapObject* array, const char* member, int value)
+{
+    for (unsigned i = array ? array->len() : 0; i > 0; --i)
+        if (itemHasId(array, i - 1, member, value))
+            return static_cast<int>(i - 1);
+    return -1;
+}
+
+int nextItemId(TreeMapObject* array, const char* member, int first)
+{
+    int next = first;
+    for (unsigned i = 0; array && i < array->len(); ++i) {
+        FalTree item(array->at(i));
+        int own = 0;
+        if (item && item->get_ex<int>(member, own) && own >= next)
+            next = own + 1;
+    }
+    return next;
+}
+
 bool falSave(unsigned apiType, const char* requester)
 {
     return LocalDbCtrl::saveDbObject(apiType, requester) == 0;

@@ -18,6 +18,16 @@ bool sameText(const char* a, const char* b);
 // Copies each path present in `from` into `to` (deep copies); absent paths are left alone.
 void copyPresent(TreeMapObject* to, TreeMapObject* from, std::initializer_list<const char*> paths);
 
+// Whether item `i` of `array` has the integer `member` `value`.
+bool itemHasId(TreeMapObject* array, unsigned i, const char* member, int value);
+// Index of the first item of `array` whose integer `member` is `value`, or -1 (also without an
+// array).
+int findItem(TreeMapObject* array, const char* member, int value);
+// Index of the last such item, or -1.
+int findLastItem(TreeMapObject* array, const char* member, int value);
+// One more than the largest integer `member` among the items, and at least `first`.
+int nextItemId(TreeMapObject* array, const char* member, int first = 0);
+
 // Saves a family's document as the requester; true when saved.
 bool falSave(unsigned apiType, const char* requester);
 

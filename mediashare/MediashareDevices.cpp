@@ -107,7 +107,7 @@ _FAL_RSP_T* FalMediaShareLdb::MediashareUsbUpdate(_FAL_REQ_T* req)
     } else if (!usbs->isArray()) {
         mediashareAnswer(rsp, FAL_DB_ERROR, "database error", "Cannot get database array for usb.usbs\n");
     } else {
-        int at = mediashareFindId(usbs, id);
+        int at = findItem(usbs, "id", id);
         TreeMapObject* device = at >= 0 ? usbs->at(static_cast<unsigned>(at)) : nullptr;
         if (!device) {
             mediashareAnswer(rsp, FAL_BAD_REQUEST, "No record found for updated", "No record found for updated\n");

@@ -96,18 +96,6 @@ bool mediashareHasId(TreeMapObject* obj, const char* path, int id)
     return obj && obj->get_ex<int>(path, value) && value == id;
 }
 
-int mediashareFindId(TreeMapObject* array, int id)
-{
-    for (unsigned i = 0; i < array->len(); ++i) {
-        TreeMapObject* item = array->at(i);
-        bool match = mediashareHasId(item, "id", id);
-        delete item;
-        if (match)
-            return static_cast<int>(i);
-    }
-    return -1;
-}
-
 bool mediashareSameDevice(TreeMapObject* a, TreeMapObject* b)
 {
     int id = 0;

@@ -51,9 +51,6 @@ TreeMapObject* mediashareArray(TreeMapObject* obj, const char* key);
 // Whether the integer at `path` of `obj` is `id`.
 bool mediashareHasId(TreeMapObject* obj, const char* path, int id);
 
-// Position of the first item of `array` whose integer "id" is `id`, or -1.
-int mediashareFindId(TreeMapObject* array, int id);
-
 // Whether two records carry the same integer "id" and the same "name" text.
 bool mediashareSameDevice(TreeMapObject* a, TreeMapObject* b);
 

@@ -61,7 +61,7 @@ _FAL_RSP_T* FalMediaShareLdb::MediashareNetworkfolderUpdate(_FAL_REQ_T* req)
     } else if (!folders) {
         mediashareAnswer(rsp, FAL_FAILED, "Cannot load child objects or memory issue", "Memory error occurred\n");
     } else {
-        int at = mediashareFindId(folders, id);
+        int at = findItem(folders, "id", id);
         if (at < 0) {
             mediashareAnswer(rsp, FAL_NOT_FOUND, "Found no object to be updated");
         } else {
@@ -128,7 +128,7 @@ _FAL_RSP_T* FalMediaShareLdb::MediashareNetworkfolderDelete(_FAL_REQ_T* req)
     } else if (!folders || folders->len() == 0) {
         mediashareAnswer(rsp, FAL_OK, "Nothing to be deleted", "Cannot read child object of network object\n");
     } else {
-        int at = mediashareFindId(folders, id);
+        int at = findItem(folders, "id", id);
         if (at >= 0)
             folders->delArrayItem(static_cast<unsigned>(at));
         if (falSave(API_TYPE_MEDIASHARE, req->requester)) {

@@ -100,14 +100,8 @@ void netRelease(const char* requester, FalTree& handle)
 
 FalTree netFindInterface(TreeMapObject* interfaces, int id)
 {
-    unsigned n = interfaces ? interfaces->len() : 0;
-    for (unsigned i = 0; i < n; ++i) {
-        FalTree item(interfaces->at(i));
-        int own = 0;
-        if (item && item->get_ex<int>("id", own) && own == id)
-            return item;
-    }
-    return nullptr;
+    int i = findItem(interfaces, "id", id);
+    return i < 0 ? nullptr : FalTree(interfaces->at(static_cast<unsigned>(i)));
 }
 
 void netCopyPresent(TreeMapObject* dst, const char* dstPrefix, TreeMapObject* src, const char* srcPrefix,

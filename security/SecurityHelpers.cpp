@@ -33,50 +33,11 @@ bool secBlank(const char* text)
     return !text || !*text;
 }
 
-namespace {
-
-bool hasId(TreeMapObject* array, unsigned i, const char* member, int value)
-{
-    FalTree item(array->at(i));
-    int own = 0;
-    return item && item->get_ex<int>(member, own) && own == value;
-}
-
-}  // namespace
-
-int secFindItem(TreeMapObject* array, const char* member, int value)
-{
-    for (unsigned i = 0; array && i < array->len(); ++i)
-        if (hasId(array, i, member, value))
-            return static_cast<int>(i);
-    return -1;
-}
-
-int secFindLastItem(TreeMapObject* array, const char* member, int value)
-{
-    for (unsigned i = array ? array->len() : 0; i > 0; --i)
-        if (hasId(array, i - 1, member, value))
-            return static_cast<int>(i - 1);
-    return -1;
-}
-
-int secNextId(TreeMapObject* array, const char* member, int first)
-{
-    int next = first;
-    for (unsigned i = 0; array && i < array->len(); ++i) {
-        FalTree item(array->at(i));
-        int own = 0;
-        if (item && item->get_ex<int>(member, own) && own >= next)
-            next = own + 1;
-    }
-    return next;
-}
-
 int secRemoveItems(TreeMapObject* array, const char* member, int value, const char* who)
 {
     int removed = 0;
     for (unsigned i = 0; array && i < array->len();) {
-        if (!hasId(array, i, member, value)) {
+        if (!itemHasId(array, i, member, value)) {
             ++i;
             continue;
         }

@@ -26,16 +26,6 @@ bool secIntParam(const _FAL_REQ_T* req, const char* name, int& value);
 // Whether the text is missing or empty.
 bool secBlank(const char* text);
 
-// Position of the first item of the array whose integer member `member` is `value`, or -1.
-int secFindItem(TreeMapObject* array, const char* member, int value);
-
-// Position of the last such item, or -1.
-int secFindLastItem(TreeMapObject* array, const char* member, int value);
-
-// A fresh number for a new item: `first`, raised past every item whose `member` is at least the
-// value reached so far.
-int secNextId(TreeMapObject* array, const char* member, int first);
-
 // Removes every item whose integer `member` is `value`. The number removed, or -1 when a removal
 // failed (logged as `who`).
 int secRemoveItems(TreeMapObject* array, const char* member, int value, const char* who);

@@ -33,7 +33,7 @@ FalTree filterSublist(TreeMapObject* filters, int category, _FAL_RSP_T* rsp)
         falAnswer(rsp, FAL_DB_ERROR, "failed to get dbfilters");
         return nullptr;
     }
-    int at = secFindLastItem(list.get(), "id", category);
+    int at = findLastItem(list.get(), "id", category);
     FalTree found(at >= 0 ? list->at(static_cast<unsigned>(at)) : nullptr);
     if (!found) {
         falAnswer(rsp, FAL_DB_ERROR, "failed to find the filter");
@@ -169,7 +169,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolUpdate(_FAL_REQ_T* req)
         return rsp;
     FalTree control = secLock(API_TYPE_SECURITY, "parentalControlRules", req->requester);
     FalTree rules(control ? control->get("rules") : nullptr);
-    int at = secFindItem(rules.get(), "index", index);
+    int at = findItem(rules.get(), "index", index);
     if (!control) {
         falAnswer(rsp, FAL_DB_ERROR, "failed to load database");
     } else if (!rules) {
@@ -267,7 +267,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolCreate(_FAL_REQ_T* req)
     } else if (!rules) {
         falAnswer(rsp, FAL_DB_ERROR, "failed to get dbrules");
     } else {
-        index = secNextId(rules.get(), "index", 1);
+        index = nextItemId(rules.get(), "index", 1);
         FalTree rule(req->body->clone(nullptr));
         rule->set("index", index);
         if (!append(rules.get(), rule.get()))
@@ -299,7 +299,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolFilterCreate(_FAL_REQ_T* req)
     if (!filters) {
         falAnswer(rsp, FAL_DB_ERROR, "failed to get database");
     } else if ((sublist = filterSublist(filters.get(), category, rsp))) {
-        id = secNextId(sublist.get(), "id", 0);
+        id = nextItemId(sublist.get(), "id", 0);
         FalTree entry(req->body->clone(nullptr));
         entry->set("id", id);
         entry->set("address", req->body->get<const char*>("value"));

@@ -79,7 +79,7 @@ FalTree lockTunnels(_FAL_REQ_T* req, _FAL_RSP_T* rsp)
 // Position of the tunnel `id`; -1, with the answer set, when there is none.
 int findTunnel(TreeMapObject* tunnels, int id, _FAL_RSP_T* rsp)
 {
-    int at = secFindItem(tunnels, "id", id);
+    int at = findItem(tunnels, "id", id);
     if (at < 0) {
         Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Requested id is wrong\n");
         falAnswer(rsp, FAL_BAD_REQUEST, "Requested id is wrong");
@@ -220,7 +220,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecGetOne(_FAL_REQ_T* req)
         return rsp;
     }
     FalTree tunnels = secLock(API_TYPE_SECURITY, "vpn.ipsec", req->requester);
-    int at = tunnels ? secFindItem(tunnels.get(), "id", id) : -1;
+    int at = tunnels ? findItem(tunnels.get(), "id", id) : -1;
     if (!tunnels) {
         Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Cannot get database for %s\n", "vpn.ipsec");
         falAnswer(rsp, FAL_DB_ERROR, "database error");
@@ -288,7 +288,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecCreate(_FAL_REQ_T* req)
             Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Cannot read network object from file\n");
             falAnswer(rsp, FAL_DB_ERROR, "Database error");
         } else {
-            int id = secNextId(tunnels.get(), "id", 0);
+            int id = nextItemId(tunnels.get(), "id", 0);
             tunnel->set("id", id);
             tunnels->setArrayItem(tunnels->len(), tunnel.get());
             // A failed save still answers with the id, as FAL_FAILED "FAL processed fine!".

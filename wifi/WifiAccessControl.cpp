@@ -104,7 +104,7 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidAccesscontrolCreate(_FAL_REQ_T* req)
         FalTree rules(ssid->get("accessControl.rules"));
         if (!rules || int(rules->len()) >= maxRules)
             return;
-        id = wifiNextNumber(rules.get(), "id");
+        id = nextItemId(rules.get(), "id");
         rules->addArrayItem(numberedRule(req, id).get());
     });
     if (rsp && rsp->status == FAL_OK)

@@ -92,30 +92,12 @@ FalTree wifiBand(TreeMapObject* doc, const char* member, int interfaceId)
 
 FalTree wifiFindItem(TreeMapObject* array, const char* member, int value, unsigned* position)
 {
-    unsigned n = array ? array->len() : 0;
-    for (unsigned i = 0; i < n; ++i) {
-        FalTree item(array->at(i));
-        int own = 0;
-        if (item && item->get_ex<int>(member, own) && own == value) {
-            if (position)
-                *position = i;
-            return item;
-        }
-    }
-    return nullptr;
-}
-
-int wifiNextNumber(TreeMapObject* array, const char* member)
-{
-    int next = 0;
-    unsigned n = array ? array->len() : 0;
-    for (unsigned i = 0; i < n; ++i) {
-        FalTree item(array->at(i));
-        int own = 0;
-        if (item && item->get_ex<int>(member, own) && own >= next)
-            next = own + 1;
-    }
-    return next;
+    int i = findItem(array, member, value);
+    if (i < 0)
+        return nullptr;
+    if (position)
+        *position = static_cast<unsigned>(i);
+    return FalTree(array->at(static_cast<unsigned>(i)));
 }
 
 TreeMapObject* wifiIdReply(int id)

@@ -58,9 +58,6 @@ FalTree wifiBand(TreeMapObject* doc, const char* member, int interfaceId);
 // `position` when given.
 FalTree wifiFindItem(TreeMapObject* array, const char* member, int value, unsigned* position = nullptr);
 
-// A fresh number for a new item: one more than the highest integer `member` present, 0 for none.
-int wifiNextNumber(TreeMapObject* array, const char* member);
-
 // A new object holding "id".
 TreeMapObject* wifiIdReply(int id);
 

@@ -115,7 +115,7 @@ void addPeer(_FAL_RSP_T* rsp, FalWifiLdb& wifi, _FAL_REQ_T* req, TreeMapObject* 
     if (!fitsStructure(rsp, type, peers, radio->get<bool>("master")))
         return;
     FalTree peer(req->body->clone(nullptr));
-    int index = wifiNextNumber(rules.get(), "index");
+    int index = nextItemId(rules.get(), "index");
     peer->set("index", index);
     bool isSlave = sameText(type, "slave");
     if (peers == 0 && (isSlave || sameText(type, "master")))
