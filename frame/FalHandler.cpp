@@ -12,6 +12,18 @@ void falAnswer(_FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message)
     rsp->message = message;
 }
 
+void finishIdReply(_FAL_RSP_T* rsp, const char* member, int id)
+{
+    if (!rsp->data)
+        return;
+    if (rsp->status > FAL_DELETED) {
+        delete rsp->data;
+        rsp->data = nullptr;
+    } else {
+        rsp->data->set(member, id);
+    }
+}
+
 bool sameText(const char* a, const char* b)
 {
     return a && b && strcmp(a, b) == 0;
@@ -70,6 +82,13 @@ void falRelease(unsigned apiType, const char* requester, TreeMapObject* handle)
 {
     delete handle;
     LocalDbCtrl::unlockDbObject(apiType, requester);
+}
+
+void probeDocument(_FAL_RSP_T* rsp, unsigned apiType)
+{
+    FalLock doc(apiType, "", "default");
+    if (!doc)
+        falAnswer(rsp, FAL_DB_ERROR, "failed to get database");
 }
 
 FalTrace::FalTrace(LOG_GROUP_T group, const char* name, FAL_TRACE_T style) : group_(group), name_(name), style_(style)

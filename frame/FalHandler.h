@@ -12,6 +12,10 @@ class TreeMapObject;
 // Sets the status and message of a response.
 void falAnswer(_FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message);
 
+// Finishes a reply that carries a number: sets `member` on its data when the operation
+// succeeded (status up to FAL_DELETED), drops the data when it failed.
+void finishIdReply(_FAL_RSP_T* rsp, const char* member, int id);
+
 // True when both texts are present and equal.
 bool sameText(const char* a, const char* b);
 
@@ -27,6 +31,10 @@ int findItem(TreeMapObject* array, const char* member, int value);
 int findLastItem(TreeMapObject* array, const char* member, int value);
 // One more than the largest integer `member` among the items, and at least `first`.
 int nextItemId(TreeMapObject* array, const char* member, int first = 0);
+
+// Locks the whole document `apiType` as "default" and releases it again; a failed lock answers
+// FAL_DB_ERROR "failed to get database".
+void probeDocument(_FAL_RSP_T* rsp, unsigned apiType);
 
 // Saves a family's document as the requester; true when saved.
 bool falSave(unsigned apiType, const char* requester);

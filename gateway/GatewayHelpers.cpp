@@ -50,8 +50,7 @@ _FAL_RSP_T* gatewayProbeLock(unsigned apiType, unsigned rspId)
     _FAL_RSP_T* rsp = newFalResponse(apiType, rspId, false);
     if (!rsp)
         return nullptr;
-    TreeMapObject* doc = gatewayLock(rsp, apiType, "", "default", "failed to get database");
-    falRelease(apiType, "default", doc);
+    probeDocument(rsp, apiType);
     return rsp;
 }
 

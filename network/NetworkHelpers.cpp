@@ -58,10 +58,7 @@ _FAL_RSP_T* netProbe(const _FAL_REQ_T* req, unsigned msgId)
     _FAL_RSP_T* rsp = netResponse(msgId, false);
     if (!rsp)
         return nullptr;
-    FalTree doc = netLock("", "default");
-    if (!doc)
-        falAnswer(rsp, FAL_DB_ERROR, "failed to get database");
-    netRelease("default", doc);
+    probeDocument(rsp, API_TYPE_NETWORK);
     return rsp;
 }
 

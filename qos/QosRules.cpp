@@ -80,19 +80,6 @@ bool readRuleAddress(_FAL_REQ_T* req, _FAL_RSP_T* rsp, std::unique_ptr<char[]>& 
     return true;
 }
 
-// A rule operation's reply: the rule number on success, no data on failure.
-void finishRuleReply(_FAL_RSP_T* rsp, int index)
-{
-    if (!rsp->data)
-        return;
-    if (rsp->status > FAL_DELETED) {
-        delete rsp->data;
-        rsp->data = nullptr;
-    } else {
-        rsp->data->set("index", index);
-    }
-}
-
 }  // namespace
 
 _FAL_RSP_T* FalQosLdb::QosConfigurationList(_FAL_REQ_T* req)
@@ -130,7 +117,7 @@ _FAL_RSP_T* FalQosLdb::QosRulesCreate(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = newFalResponse(apiType, 5, true);
     if (!qosHasBody(req)) {
         falAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
-        finishRuleReply(rsp, 0);
+        finishIdReply(rsp, "index", 0);
         return rsp;
     }
     const char* type = req->body->get<const char*>("type");
@@ -175,7 +162,7 @@ _FAL_RSP_T* FalQosLdb::QosRulesCreate(_FAL_REQ_T* req)
     delete priority;
     delete qos;
     LocalDbCtrl::unlockDbObject(apiType, req->requester);
-    finishRuleReply(rsp, index);
+    finishIdReply(rsp, "index", index);
     return rsp;
 }
 
@@ -222,7 +209,7 @@ _FAL_RSP_T* FalQosLdb::QosRulesChange(_FAL_REQ_T* req)
     delete qos;
     LocalDbCtrl::unlockDbObject(apiType, req->requester);
     delete rule;
-    finishRuleReply(rsp, index);
+    finishIdReply(rsp, "index", index);
     return rsp;
 }
 

@@ -56,25 +56,10 @@ FalTree secLock(unsigned apiType, const char* key, const char* requester)
     return FalTree(LocalDbCtrl::lockDbObject(apiType, key, requester));
 }
 
-void secReplyId(_FAL_RSP_T* rsp, const char* member, int id)
-{
-    if (!rsp->data)
-        return;
-    if (rsp->status > FAL_DELETED) {
-        delete rsp->data;
-        rsp->data = nullptr;
-    } else {
-        rsp->data->set(member, id);
-    }
-}
-
 _FAL_RSP_T* secProbeDocument(unsigned msgId, unsigned probedType)
 {
     _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, msgId, false);
-    FalTree doc = secLock(probedType, "", "default");
-    if (!doc)
-        falAnswer(rsp, FAL_DB_ERROR, "failed to get database");
-    doc.reset();
-    LocalDbCtrl::unlockDbObject(probedType, "default");
+    if (rsp)
+        probeDocument(rsp, probedType);
     return rsp;
 }

@@ -33,8 +33,6 @@ int secRemoveItems(TreeMapObject* array, const char* member, int value, const ch
 // Locks `key` of the document `apiType` as `requester`: the handle, or null.
 FalTree secLock(unsigned apiType, const char* key, const char* requester);
 
-// Drops the "id"-style data of a reply that failed (status above 3); sets `member` otherwise.
-void secReplyId(_FAL_RSP_T* rsp, const char* member, int id);
 
 // The probe behind the log and managed operations: locks the whole document `probedType` as
 // "default" and releases it at once; 8 "failed to get database" when it cannot be locked.

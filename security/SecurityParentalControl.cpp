@@ -257,7 +257,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolCreate(_FAL_REQ_T* req)
     falAnswer(rsp, FAL_CREATED, "New Created");
     int index = 1;
     if (secLacksBody(req, rsp)) {
-        secReplyId(rsp, "id", index);
+        finishIdReply(rsp, "id", index);
         return rsp;
     }
     FalTree control = secLock(API_TYPE_SECURITY, "parentalControlRules", req->requester);
@@ -278,7 +278,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolCreate(_FAL_REQ_T* req)
     rules.reset();
     control.reset();
     LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
-    secReplyId(rsp, "id", index);
+    finishIdReply(rsp, "id", index);
     return rsp;
 }
 
@@ -291,7 +291,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolFilterCreate(_FAL_REQ_T* req)
     int category = 0;
     int id = 0;
     if (!readIds(req, rsp, "@filterId", category, nullptr, id) || secLacksBody(req, rsp)) {
-        secReplyId(rsp, "id", id);
+        finishIdReply(rsp, "id", id);
         return rsp;
     }
     FalTree filters = secLock(API_TYPE_SECURITY, "parentalControlFilters", req->requester);
@@ -313,7 +313,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolFilterCreate(_FAL_REQ_T* req)
     sublist.reset();
     filters.reset();
     LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
-    secReplyId(rsp, "id", id);
+    finishIdReply(rsp, "id", id);
     return rsp;
 }
 
