@@ -84,12 +84,9 @@ _FAL_RSP_T* FalNetworkLdb::NetworkDslmodeGet(_FAL_REQ_T* req)
 _FAL_RSP_T* FalNetworkLdb::NetworkDslmodeSet(_FAL_REQ_T* req)
 {
     NetTrace trace("NetworkDslmodeSet");
-    if (netWrongRequest(req))
-        return nullptr;
-    _FAL_RSP_T* rsp = netResponse(req->msgId + 1, false);
+    _FAL_RSP_T* rsp = netChangeResponse(req);
     if (!rsp)
         return nullptr;
-    rsp->status = FAL_FAILED;
     FalTree modes = netLockOrFail(rsp, "dslMode", req->requester, NET_LOCAL_LOAD_FAILED);
     if (!modes)
         return rsp;
@@ -117,12 +114,9 @@ _FAL_RSP_T* FalNetworkLdb::NetworkOperationGet(_FAL_REQ_T* req)
 _FAL_RSP_T* FalNetworkLdb::NetworkOperationUpdate(_FAL_REQ_T* req)
 {
     NetTrace trace("NetworkOperationUpdate");
-    if (netWrongRequest(req))
-        return nullptr;
-    _FAL_RSP_T* rsp = netResponse(req->msgId + 1, false);
+    _FAL_RSP_T* rsp = netChangeResponse(req);
     if (!rsp)
         return nullptr;
-    rsp->status = FAL_FAILED;
     FalTree operation = netLockOrFail(rsp, "operation", req->requester, NET_KEY_LOAD_FAILED);
     if (!operation)
         return rsp;
@@ -140,12 +134,9 @@ _FAL_RSP_T* FalNetworkLdb::NetworkMaccloneGet(_FAL_REQ_T* req)
 _FAL_RSP_T* FalNetworkLdb::NetworkMaccloneSet(_FAL_REQ_T* req)
 {
     NetTrace trace("NetworkMaccloneSet");
-    if (netWrongRequest(req))
-        return nullptr;
-    _FAL_RSP_T* rsp = netResponse(req->msgId + 1, false);
+    _FAL_RSP_T* rsp = netChangeResponse(req);
     if (!rsp)
         return nullptr;
-    rsp->status = FAL_FAILED;
     FalTree macClone = netLockOrFail(rsp, "macClone", req->requester, NET_LOCAL_LOAD_FAILED);
     if (!macClone)
         return rsp;

@@ -38,6 +38,16 @@ _FAL_RSP_T* netResponse(unsigned msgId, bool withData, const char* failLog, unsi
     return rsp;
 }
 
+_FAL_RSP_T* netChangeResponse(const _FAL_REQ_T* req)
+{
+    if (netWrongRequest(req))
+        return nullptr;
+    _FAL_RSP_T* rsp = netResponse(req->msgId + 1, false);
+    if (rsp)
+        rsp->status = FAL_FAILED;
+    return rsp;
+}
+
 // The family's object read.
 static _FAL_RSP_T* getDbObjectResponse(unsigned apiType, unsigned msgId, const char* key, const char* requester)
 {

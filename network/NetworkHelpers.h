@@ -35,6 +35,10 @@ bool netWrongRequest(const _FAL_REQ_T* req);
 _FAL_RSP_T* netResponse(unsigned msgId, bool withData, const char* failLog = NET_NO_MEMORY,
                         unsigned apiType = API_TYPE_NETWORK);
 
+// The response of a change that needs a body: null, after "Wrong request has been received",
+// without one; otherwise request id + 1, starting at FAL_FAILED.
+_FAL_RSP_T* netChangeResponse(const _FAL_REQ_T* req);
+
 // A copy of the object under `key`, status 8 "Cannot load network database" when it cannot be
 // locked; null, after logging, for a null request.
 _FAL_RSP_T* netObjectGet(const _FAL_REQ_T* req, const char* key);

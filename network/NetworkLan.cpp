@@ -85,12 +85,9 @@ _FAL_RSP_T* FalNetworkLdb::NetworkLanGet(_FAL_REQ_T* req)
 _FAL_RSP_T* FalNetworkLdb::NetworkLanUpdate(_FAL_REQ_T* req)
 {
     NetTrace trace("NetworkLanUpdate");
-    if (netWrongRequest(req))
-        return nullptr;
-    _FAL_RSP_T* rsp = netResponse(req->msgId + 1, false);
+    _FAL_RSP_T* rsp = netChangeResponse(req);
     if (!rsp)
         return nullptr;
-    rsp->status = FAL_FAILED;
 
     FalTree lan = netLockOrFail(rsp, "lan", req->requester, NET_KEY_LOAD_FAILED);
     if (!lan)
@@ -120,12 +117,9 @@ _FAL_RSP_T* FalNetworkLdb::NetworkLanUpdate(_FAL_REQ_T* req)
 _FAL_RSP_T* FalNetworkLdb::NetworkLanIpv6Update(_FAL_REQ_T* req)
 {
     NetTrace trace("NetworkLanIpv6Update");
-    if (netWrongRequest(req))
-        return nullptr;
-    _FAL_RSP_T* rsp = netResponse(req->msgId + 1, false);
+    _FAL_RSP_T* rsp = netChangeResponse(req);
     if (!rsp)
         return nullptr;
-    rsp->status = FAL_FAILED;
 
     FalTree lan = netLockOrFail(rsp, "lan", req->requester, NET_LOCAL_LOAD_FAILED);
     if (!lan)

@@ -118,12 +118,9 @@ void adviseReboot(TreeMapObject* data, bool reboot)
 // Sets "connectivity" of the first interface with the request's id.
 _FAL_RSP_T* setConnectivity(_FAL_REQ_T* req, const char* connectivity)
 {
-    if (netWrongRequest(req))
-        return nullptr;
-    _FAL_RSP_T* rsp = netResponse(req->msgId + 1, false);
+    _FAL_RSP_T* rsp = netChangeResponse(req);
     if (!rsp)
         return nullptr;
-    rsp->status = FAL_FAILED;
     int id = 0;
     if (!netInterfaceId(rsp, req, id))
         return rsp;
@@ -189,12 +186,9 @@ _FAL_RSP_T* FalNetworkLdb::NetworkWanGetOne(_FAL_REQ_T* req)
 _FAL_RSP_T* FalNetworkLdb::NetworkWanChange(_FAL_REQ_T* req)
 {
     NetTrace trace("NetworkWanChange");
-    if (netWrongRequest(req))
-        return nullptr;
-    _FAL_RSP_T* rsp = netResponse(req->msgId + 1, false);
+    _FAL_RSP_T* rsp = netChangeResponse(req);
     if (!rsp)
         return nullptr;
-    rsp->status = FAL_FAILED;
     int id = 0;
     if (!netInterfaceId(rsp, req, id))
         return rsp;
