@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "frame/FalResponse.h"
 #include "frame/FalTree.h"
 #include "host/LocalDbCtrl.h"
 #include "host/TreeMapObject.h"
@@ -73,9 +74,35 @@ int nextItemId(TreeMapObject* array, const char* member, int first)
     return next;
 }
 
+_FAL_RSP_T* newFalResponseLogged(LOG_GROUP_T group, unsigned apiType, unsigned msgId, bool withData,
+                                 const char* failLog)
+{
+    _FAL_RSP_T* rsp = newFalResponse(apiType, msgId, withData);
+    if (!rsp)
+        Logger::print(LOG_TYPE_ERROR, group, "%s", failLog);
+    return rsp;
+}
+
+TreeMapObject* lockOrAnswer(_FAL_RSP_T* rsp, unsigned apiType, const char* key, const char* requester,
+                            const char* failMessage)
+{
+    TreeMapObject* handle = LocalDbCtrl::lockDbObject(apiType, key, requester);
+    if (!handle && failMessage)
+        falAnswer(rsp, FAL_DB_ERROR, failMessage);
+    return handle;
+}
+
 bool falSave(unsigned apiType, const char* requester)
 {
     return LocalDbCtrl::saveDbObject(apiType, requester) == 0;
+}
+
+bool saveOrAnswer(_FAL_RSP_T* rsp, unsigned apiType, const char* requester, const char* failMessage)
+{
+    if (falSave(apiType, requester))
+        return true;
+    falAnswer(rsp, FAL_DB_ERROR, failMessage);
+    return false;
 }
 
 void falRelease(unsigned apiType, const char* requester, TreeMapObject* handle)

@@ -36,8 +36,20 @@ int nextItemId(TreeMapObject* array, const char* member, int first = 0);
 // FAL_DB_ERROR "failed to get database".
 void probeDocument(_FAL_RSP_T* rsp, unsigned apiType);
 
+// A new response; null, after logging `failLog` (log type 3) in `group`, when it cannot be made.
+_FAL_RSP_T* newFalResponseLogged(LOG_GROUP_T group, unsigned apiType, unsigned msgId, bool withData,
+                                 const char* failLog);
+
+// Locks `key` of the document `apiType` as `requester`. On failure answers FAL_DB_ERROR with
+// `failMessage` (unless it is null) and yields null.
+TreeMapObject* lockOrAnswer(_FAL_RSP_T* rsp, unsigned apiType, const char* key, const char* requester,
+                            const char* failMessage);
+
 // Saves a family's document as the requester; true when saved.
 bool falSave(unsigned apiType, const char* requester);
+
+// Saves the document `apiType`; on failure answers FAL_DB_ERROR with `failMessage` and yields false.
+bool saveOrAnswer(_FAL_RSP_T* rsp, unsigned apiType, const char* requester, const char* failMessage);
 
 // Frees a handle and releases the requester's lock on the family's document.
 void falRelease(unsigned apiType, const char* requester, TreeMapObject* handle);

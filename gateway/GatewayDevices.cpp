@@ -320,13 +320,13 @@ _FAL_RSP_T* FalGatewayLdb::GatewayDevicesList(_FAL_REQ_T* req)
     std::vector<std::string> names;
     TreeMapObject* ssids = nullptr;
     if (bySsid) {
-        ssids = gatewayLock(rsp, API_TYPE_WIFI, "ssid", req->requester, "failed to get wifi database");
+        ssids = lockOrAnswer(rsp, API_TYPE_WIFI, "ssid", req->requester, "failed to get wifi database");
         if (ssids && !selectSsidNames(ssids, iface.get(), ssid.get(), networkType.get(), names))
             falAnswer(rsp, FAL_DB_ERROR, "failed to get wifi database");
     }
     TreeMapObject* devices = nullptr;
     if (rsp->status == FAL_OK)
-        devices = gatewayLock(rsp, apiType, DEVICES, req->requester, "failed to get gateway database");
+        devices = lockOrAnswer(rsp, apiType, DEVICES, req->requester, "failed to get gateway database");
     if (devices) {
         rsp->data = new TreeMapObject(true);
         unsigned n = devices->len();
@@ -373,7 +373,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayDevicesGetOne(_FAL_REQ_T* req)
         falAnswer(rsp, FAL_NOT_FOUND, "no deviceId");
         return rsp;
     }
-    TreeMapObject* devices = gatewayLock(rsp, apiType, DEVICES, req->requester, "failed to get database");
+    TreeMapObject* devices = lockOrAnswer(rsp, apiType, DEVICES, req->requester, "failed to get database");
     if (devices) {
         int index = findDevice(devices, deviceId.get(), fn, [fn](int i, const char* id, const char* mac) {
             Logger::print(LOG_TYPE_INFO, GW_LOG, "%s: [%d] failed to get device id %p and mac address %p\n", fn, i,
@@ -424,7 +424,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayDevicesUpdate(_FAL_REQ_T* req)
         falAnswer(rsp, FAL_BAD_REQUEST, "wrong request information");
         return rsp;
     }
-    TreeMapObject* devices = gatewayLock(rsp, apiType, DEVICES, req->requester, "failed to get database");
+    TreeMapObject* devices = lockOrAnswer(rsp, apiType, DEVICES, req->requester, "failed to get database");
     if (devices) {
         int index = findDevice(devices, deviceId.get(), fn, [fn](int i, const char* id, const char* mac) {
             // The device firmware prints the id pointer as a number here.
@@ -437,7 +437,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayDevicesUpdate(_FAL_REQ_T* req)
         } else {
             dev->set("name", deviceName);
             dev->set("type", type);
-            gatewaySave(rsp, apiType, req->requester, "failed to save database");
+            saveOrAnswer(rsp, apiType, req->requester, "failed to save database");
         }
         delete dev;
     }

@@ -15,23 +15,6 @@ GatewayParam::~GatewayParam()
     delete[] text_;
 }
 
-TreeMapObject* gatewayLock(_FAL_RSP_T* rsp, unsigned apiType, const char* key, const char* requester,
-                           const char* failMessage)
-{
-    TreeMapObject* obj = LocalDbCtrl::lockDbObject(apiType, key, requester);
-    if (!obj)
-        falAnswer(rsp, FAL_DB_ERROR, failMessage);
-    return obj;
-}
-
-bool gatewaySave(_FAL_RSP_T* rsp, unsigned apiType, const char* requester, const char* failMessage)
-{
-    if (LocalDbCtrl::saveDbObject(apiType, requester) == 0)
-        return true;
-    falAnswer(rsp, FAL_DB_ERROR, failMessage);
-    return false;
-}
-
 bool gatewayLacksType(_FAL_RSP_T* rsp, const char* type)
 {
     if (type)

@@ -27,14 +27,6 @@ private:
     char* text_;
 };
 
-// Locks `key` of the document `apiType` as `requester`; on failure answers 8 with `failMessage`
-// and yields null.
-TreeMapObject* gatewayLock(_FAL_RSP_T* rsp, unsigned apiType, const char* key, const char* requester,
-                           const char* failMessage);
-
-// Saves the document `apiType`; on failure answers 8 with `failMessage` and yields false.
-bool gatewaySave(_FAL_RSP_T* rsp, unsigned apiType, const char* requester, const char* failMessage);
-
 // Answers 10 "Wrong URI" and yields true when the request lacks "@type".
 bool gatewayLacksType(_FAL_RSP_T* rsp, const char* type);
 

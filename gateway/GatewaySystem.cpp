@@ -78,7 +78,7 @@ int findLanguage(TreeMapObject* languages, const char* id, const char* fn)
 // database" (and null) when it is no list. The caller releases the lock.
 TreeMapObject* lockLanguages(_FAL_REQ_T* req, _FAL_RSP_T* rsp, unsigned apiType)
 {
-    TreeMapObject* languages = gatewayLock(rsp, apiType, "language", req->requester, "failed to get database");
+    TreeMapObject* languages = lockOrAnswer(rsp, apiType, "language", req->requester, "failed to get database");
     if (languages && !languages->isArray()) {
         falAnswer(rsp, FAL_DB_ERROR, "incorrect database");
         delete languages;
@@ -176,7 +176,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayLedUpdate(_FAL_REQ_T* req)
         led->set("mode", req->body->get<const char*>("mode"));
         led->set("power", req->body->get<bool>("power"));
         copyPresent(led, req->body, {"options.day", "options.startTime", "options.duration"});
-        if (!gatewaySave(rsp, apiType, req->requester, "Save databse error"))
+        if (!saveOrAnswer(rsp, apiType, req->requester, "Save databse error"))
             Logger::print(LOG_TYPE_ERROR, GW_LOG, "Save databse error\n");
     }
     falRelease(apiType, req->requester, led);
@@ -196,13 +196,13 @@ _FAL_RSP_T* FalGatewayLdb::GatewayDatetimeUpdate(_FAL_REQ_T* req)
     if (!rsp)
         return nullptr;
     falAnswer(rsp, FAL_FAILED, "Unexpected error");
-    TreeMapObject* dateTime = gatewayLock(rsp, apiType, "dateTime", req->requester, "fail to load database");
+    TreeMapObject* dateTime = lockOrAnswer(rsp, apiType, "dateTime", req->requester, "fail to load database");
     if (dateTime && req->body) {
         copyPresent(dateTime, req->body,
                            {"timeZone", "daylightSavingTime.active", "daylightSavingTime.startDate",
                             "daylightSavingTime.endDate", "ntp.server"});
         dateTime->set("ntp.active", req->body->get<bool>("ntp.active"));
-        if (gatewaySave(rsp, apiType, req->requester, "failed to save database"))
+        if (saveOrAnswer(rsp, apiType, req->requester, "failed to save database"))
             falAnswer(rsp, FAL_OK, "Updated OK");
     }
     falRelease(apiType, req->requester, dateTime);
@@ -222,7 +222,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayDatetimeDelete(_FAL_REQ_T* req)
         return rsp;
     }
     int index = atoi(id.get());
-    TreeMapObject* dateTime = gatewayLock(rsp, apiType, "dateTime", req->requester, "fail to load database");
+    TreeMapObject* dateTime = lockOrAnswer(rsp, apiType, "dateTime", req->requester, "fail to load database");
     TreeMapObject* ntp = dateTime ? dateTime->get("ntp") : nullptr;
     TreeMapObject* servers = ntp ? ntp->get("server") : nullptr;
     if (!servers) {
@@ -230,7 +230,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayDatetimeDelete(_FAL_REQ_T* req)
     } else {
         // An index past the end removes nothing; the answer is the same.
         servers->delArrayItem(static_cast<unsigned>(index));
-        if (gatewaySave(rsp, apiType, req->requester, "failed to save database"))
+        if (saveOrAnswer(rsp, apiType, req->requester, "failed to save database"))
             falAnswer(rsp, FAL_DELETED, "record deleted");
     }
     delete servers;
@@ -283,7 +283,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayLanguageChange(_FAL_REQ_T* req)
         entry->set("id", id);
         entry->set("code", req->body->get<const char*>("code"));
         entry->set("name", req->body->get<const char*>("name"));
-        gatewaySave(rsp, apiType, req->requester, "failed to save database");
+        saveOrAnswer(rsp, apiType, req->requester, "failed to save database");
     } else if (languages) {
         falAnswer(rsp, FAL_DB_ERROR, "cannot found user id");
     }
@@ -299,7 +299,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayPowersaveModeGet(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = newFalResponse(apiType, 77, false);
     if (!rsp)
         return nullptr;
-    TreeMapObject* mode = gatewayLock(rsp, API_TYPE_GATEWAY, "powersaveMode", req->requester, "failed to load database");
+    TreeMapObject* mode = lockOrAnswer(rsp, API_TYPE_GATEWAY, "powersaveMode", req->requester, "failed to load database");
     if (mode && !(rsp->data = mode->clone(nullptr)))
         falAnswer(rsp, FAL_DB_ERROR, "failed to clone database");
     falRelease(apiType, req->requester, mode);
@@ -313,10 +313,10 @@ _FAL_RSP_T* FalGatewayLdb::GatewayPowersaveModeChange(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = newFalResponse(apiType, 79, false);
     if (!rsp)
         return nullptr;
-    TreeMapObject* mode = gatewayLock(rsp, apiType, "powersaveMode", req->requester, "fail to load database");
+    TreeMapObject* mode = lockOrAnswer(rsp, apiType, "powersaveMode", req->requester, "fail to load database");
     if (mode && req->body) {
         copyPresent(mode, req->body, {"active", "powerTimer"});
-        if (gatewaySave(rsp, apiType, req->requester, "failed to save database"))
+        if (saveOrAnswer(rsp, apiType, req->requester, "failed to save database"))
             falAnswer(rsp, FAL_OK, "Updated OK");
     }
     falRelease(apiType, req->requester, mode);

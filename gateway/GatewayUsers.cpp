@@ -71,7 +71,7 @@ TreeMapObject* lockUsersOfType(_FAL_REQ_T* req, _FAL_RSP_T* rsp, unsigned apiTyp
 {
     if (gatewayLacksType(rsp, type.get()))
         return nullptr;
-    return gatewayLock(rsp, apiType, USERS, req->requester, "failed to get database");
+    return lockOrAnswer(rsp, apiType, USERS, req->requester, "failed to get database");
 }
 
 // The reads that look for one user of the class: the "@type" check, the lock of "users", a walk
@@ -120,7 +120,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayLogin(_FAL_REQ_T* req)
         return nullptr;
     const char* userName = bodyText(req, "userName");
     const char* password = bodyText(req, "password");
-    TreeMapObject* users = gatewayLock(rsp, apiType, USERS, LOGIN_REQUESTER, "failed to get database");
+    TreeMapObject* users = lockOrAnswer(rsp, apiType, USERS, LOGIN_REQUESTER, "failed to get database");
     if (users) {
         unsigned n = users->len();
         bool found = gatewayWalk(users, [&](unsigned i, TreeMapObject* rec) {
@@ -269,7 +269,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserUpdate(_FAL_REQ_T* req)
             delete item;
         }
         if (changed)
-            gatewaySave(rsp, apiType, req->requester, "fail to update database");
+            saveOrAnswer(rsp, apiType, req->requester, "fail to update database");
         else
             falAnswer(rsp, FAL_DB_ERROR, "incorrect request, nothing to update");
     }
@@ -320,7 +320,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayChangePassword(_FAL_REQ_T* req)
             rec->set("level", level);
             if (defaultUsed)
                 rec->set("defaultUsed", false);
-            gatewaySave(rsp, apiType, req->requester, "fail to update database");
+            saveOrAnswer(rsp, apiType, req->requester, "fail to update database");
             return false;
         });
         if (!found)
@@ -348,7 +348,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserCreate(_FAL_REQ_T* req)
     TreeMapObject* record = req->body->clone(nullptr);
     record->set("type", type.get());
     falAnswer(rsp, FAL_CREATED, "New Created");
-    TreeMapObject* users = gatewayLock(rsp, apiType, USERS, req->requester, "failed to get database");
+    TreeMapObject* users = lockOrAnswer(rsp, apiType, USERS, req->requester, "failed to get database");
     if (users) {
         const char* userName = record->get<const char*>("userName");
         int newId = 0;
@@ -375,7 +375,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserCreate(_FAL_REQ_T* req)
         } else {
             added->set("id", newId);
             rsp->data->set("id", newId);
-            gatewaySave(rsp, apiType, req->requester, "fail to update database");
+            saveOrAnswer(rsp, apiType, req->requester, "fail to update database");
         }
         delete added;
     }
@@ -400,7 +400,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserDelete(_FAL_REQ_T* req)
     bool byNumber = !idText.get() || BE_StrIsNum(idText.get());
     int id = !idText.get() ? -1 : byNumber ? BE_StrTo<int>(idText.get()) : -1;
     Logger::print(LOG_TYPE_PROGRESS, GW_LOG, "%s: req_type=%s req_id=%d\n", "GatewayUserDelete", type.get(), id);
-    TreeMapObject* users = gatewayLock(rsp, apiType, USERS, req->requester, "failed to get database");
+    TreeMapObject* users = lockOrAnswer(rsp, apiType, USERS, req->requester, "failed to get database");
     if (users) {
         int victim = -1;
         gatewayWalk(users, [&](unsigned i, TreeMapObject* rec) {
@@ -418,7 +418,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserDelete(_FAL_REQ_T* req)
         });
         if (victim >= 0) {
             users->delArrayItem(static_cast<unsigned>(victim));
-            if (gatewaySave(rsp, apiType, req->requester, "fail to update database") && byNumber) {
+            if (saveOrAnswer(rsp, apiType, req->requester, "fail to update database") && byNumber) {
                 switchOffServiceOfAccount(req, "ftp", id);
                 switchOffServiceOfAccount(req, "samba", id);
             }
@@ -448,7 +448,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserDeleteAll(_FAL_REQ_T* req)
                 users->delArrayItem(i);
             delete rec;
         }
-        gatewaySave(rsp, apiType, req->requester, "fail to update database");
+        saveOrAnswer(rsp, apiType, req->requester, "fail to update database");
     }
     falRelease(apiType, req->requester, users);
     return rsp;

@@ -18,10 +18,7 @@ bool mediashareNullRequest(_FAL_REQ_T* req)
 
 _FAL_RSP_T* mediashareResponse(unsigned msgId, bool withData, const char* failLog)
 {
-    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_MEDIASHARE, msgId, withData);
-    if (!rsp)
-        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "%s", failLog);
-    return rsp;
+    return newFalResponseLogged(LOG_GROUP_MEDIASHARE, API_TYPE_MEDIASHARE, msgId, withData, failLog);
 }
 
 _FAL_RSP_T* mediashareBegin(_FAL_REQ_T* req, unsigned msgId, bool withData, const char* failLog)

@@ -32,10 +32,7 @@ bool netWrongRequest(const _FAL_REQ_T* req)
 
 _FAL_RSP_T* netResponse(unsigned msgId, bool withData, const char* failLog, unsigned apiType)
 {
-    _FAL_RSP_T* rsp = newFalResponse(apiType, msgId, withData);
-    if (!rsp)
-        Logger::print(LOG_TYPE_ERROR, NET_LOG, "%s", failLog);
-    return rsp;
+    return newFalResponseLogged(NET_LOG, apiType, msgId, withData, failLog);
 }
 
 _FAL_RSP_T* netChangeResponse(const _FAL_REQ_T* req)

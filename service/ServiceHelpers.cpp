@@ -15,10 +15,7 @@ const char* const SVC_NULL_REQUEST = "Received NULL request or no request body i
 
 _FAL_RSP_T* svcNewResponse(unsigned apiType, unsigned msgId, bool withData, const char* failLog)
 {
-    _FAL_RSP_T* rsp = newFalResponse(apiType, msgId, withData);
-    if (!rsp)
-        Logger::print(LOG_TYPE_ERROR, SVC_LOG, "%s", failLog);
-    return rsp;
+    return newFalResponseLogged(SVC_LOG, apiType, msgId, withData, failLog);
 }
 
 _FAL_RSP_T* svcResponse(const _FAL_REQ_T* req, unsigned apiType, unsigned msgId, bool withData, const char* failLog)

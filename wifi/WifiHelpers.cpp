@@ -55,23 +55,6 @@ bool wifiNeedsBody(_FAL_RSP_T* rsp, const _FAL_REQ_T* req)
     return false;
 }
 
-TreeMapObject* wifiLock(_FAL_RSP_T* rsp, unsigned apiType, const char* key, const char* requester,
-                        const char* failMessage)
-{
-    TreeMapObject* handle = LocalDbCtrl::lockDbObject(apiType, key, requester);
-    if (!handle && failMessage)
-        falAnswer(rsp, FAL_DB_ERROR, failMessage);
-    return handle;
-}
-
-bool wifiSave(_FAL_RSP_T* rsp, unsigned apiType, const char* requester)
-{
-    if (LocalDbCtrl::saveDbObject(apiType, requester) == 0)
-        return true;
-    falAnswer(rsp, FAL_DB_ERROR, WIFI_SAVE_FAILED);
-    return false;
-}
-
 FalTree wifiLockedBand(_FAL_RSP_T* rsp, TreeMapObject* locked, const char* member, int interfaceId,
                     FAL_STATUS_T status, const char* missing)
 {
