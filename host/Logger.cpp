@@ -2,6 +2,7 @@
 
 #include <syslog.h>
 
+#include <atomic>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -10,10 +11,13 @@
 
 namespace {
 
+// The filter is read without the mutex, so that lines below the level (most trace lines) cost
+// no lock; the mutex serialises the writes and the capture.
 struct State {
     std::mutex mutex;
-    int minType = LOG_TYPE_ERROR;
-    Logger::Destination destination = Logger::TO_STDERR;
+    std::atomic<int> minType{LOG_TYPE_ERROR};
+    std::atomic<int> destination{Logger::TO_STDERR};
+    std::atomic<bool> capturing{false};
     Logger::Capture capture;
     State()
     {
@@ -22,7 +26,7 @@ struct State {
             char* end = nullptr;
             long value = strtol(level, &end, 10);
             if (end != level && *end == '\0')
-                minType = int(value);
+                minType.store(int(value));
         }
     }
 };
@@ -42,11 +46,10 @@ void Logger::print(LOG_TYPE_T type, LOG_GROUP_T group, const char* fmt, ...)
     State& s = state();
     if (!fmt)
         return;
-    {
-        std::lock_guard<std::mutex> lock(s.mutex);
-        if (!s.capture && (type < s.minType || s.destination == TO_NOWHERE))
-            return;
-    }
+    if (!s.capturing.load(std::memory_order_relaxed) &&
+        (type < s.minType.load(std::memory_order_relaxed) ||
+         s.destination.load(std::memory_order_relaxed) == TO_NOWHERE))
+        return;
     va_list args;
     va_start(args, fmt);
     va_list again;
@@ -65,7 +68,7 @@ void Logger::print(LOG_TYPE_T type, LOG_GROUP_T group, const char* fmt, ...)
         return;
     const char* name = (type >= 0 && type <= 3) ? kTypeNames[type] : "LOG";
     bool newline = !text.empty() && text.back() == '\n';
-    switch (s.destination) {
+    switch (s.destination.load()) {
     case TO_STDERR:
         fprintf(stderr, "fal[%d] %s: %s%s", int(group), name, text.c_str(), newline ? "" : "\n");
         break;
@@ -82,18 +85,18 @@ void Logger::print(LOG_TYPE_T type, LOG_GROUP_T group, const char* fmt, ...)
 void Logger::init(int minType, Destination destination)
 {
     std::lock_guard<std::mutex> lock(state().mutex);
-    state().minType = minType;
-    state().destination = destination;
+    state().minType.store(minType);
+    state().destination.store(destination);
 }
 
 int Logger::minType()
 {
-    std::lock_guard<std::mutex> lock(state().mutex);
-    return state().minType;
+    return state().minType.load();
 }
 
 void Logger::setCapture(Capture capture)
 {
     std::lock_guard<std::mutex> lock(state().mutex);
+    state().capturing.store(static_cast<bool>(capture));
     state().capture = std::move(capture);
 }
