@@ -8,9 +8,9 @@
 #include <memory>
 #include <string>
 
-#include "support/FalTest.h"
+#include "support/FamilyFixture.h"
 
-using GwRsp = std::unique_ptr<_FAL_RSP_T, RspDeleter>;
+using GwRsp = OpRsp;
 
 // One request and what it must answer.
 struct GwCase {
@@ -31,7 +31,7 @@ inline std::ostream& operator<<(std::ostream& os, const GwCase& c)
     return os << c.name;
 }
 
-class GatewayTest : public FalDbTest {
+class GatewayTest : public FamilyTest<FalGatewayLdb, API_TYPE_GATEWAY> {
 protected:
     void SetUp() override
     {
@@ -46,18 +46,6 @@ protected:
     {
         EXPECT_EQ(chdir(cwd_.c_str()), 0);
         FalDbTest::TearDown();
-    }
-
-    static unsigned requestId(const char* op)
-    {
-        const FalOpInfo* info = falFamilyByName("gateway")->findOp(op);
-        EXPECT_NE(info, nullptr) << op;
-        return info ? info->requestId : 0;
-    }
-
-    GwRsp call(const char* op, const FAL_PARAMS_T& params = {}, const char* body = nullptr)
-    {
-        return GwRsp(run(gw_, requestId(op), params, body));
     }
 
     // Writes a file below the test root.
@@ -94,6 +82,5 @@ protected:
             LocalDbCtrl::failNextSaves(static_cast<unsigned>(c.failSave), 0);
     }
 
-    FalGatewayLdb gw_;
     std::string cwd_;
 };

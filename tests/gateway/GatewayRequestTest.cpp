@@ -18,7 +18,7 @@ TEST_F(GatewayRequests, NullRequestGivesNoResponseUnlessTheOperationNeverReadsIt
     const FalFamilyInfo* family = falFamilyByName("gateway");
     for (const FalOpInfo& op : family->ops) {
         SCOPED_TRACE(op.name);
-        GwRsp rsp(family->call(&gw_, op.slot, nullptr));
+        GwRsp rsp(family->call(&family_, op.slot, nullptr));
         EXPECT_EQ(LocalDbCtrl::heldLocks(), 0u);
         if (std::string(op.name) == "GatewayLedUpdate") {
             ASSERT_NE(rsp, nullptr);

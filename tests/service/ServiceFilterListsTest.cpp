@@ -174,7 +174,7 @@ TEST_F(ServiceTest, ServiceNullRequests)
     seed(API_TYPE_SERVICE, R"({"portIpFiltering":{"rules":[{"id":0}]}})");
     const std::string before = onDisk(API_TYPE_SERVICE);
     for (const Row& row : rows) {
-        SvcRsp rsp((svc_.*row.op)(nullptr));
+        SvcRsp rsp((family_.*row.op)(nullptr));
         EXPECT_EQ(LocalDbCtrl::heldLocks(), 0u);
         if (row.status == NO_RESPONSE) {
             EXPECT_EQ(rsp, nullptr);

@@ -5,9 +5,9 @@
 #include <memory>
 #include <string>
 
-#include "support/FalTest.h"
+#include "support/FamilyFixture.h"
 
-using SvcRsp = std::unique_ptr<_FAL_RSP_T, RspDeleter>;
+using SvcRsp = OpRsp;
 
 enum SvcFault { NO_FAULT, FAIL_LOCK, FAIL_SAVE };
 
@@ -28,19 +28,8 @@ struct SvcRow {
     const char* after;    // the stored object afterwards, null when unchanged
 };
 
-class ServiceTest : public FalDbTest {
+class ServiceTest : public FamilyTest<FalServiceLdb, API_TYPE_SERVICE> {
 protected:
-    static unsigned requestId(const char* op)
-    {
-        const FalOpInfo* info = falFamilyByName("service")->findOp(op);
-        EXPECT_NE(info, nullptr) << op;
-        return info ? info->requestId : 0;
-    }
-
-    SvcRsp call(const char* op, const FAL_PARAMS_T& params = {}, const char* body = nullptr)
-    {
-        return SvcRsp(run(svc_, requestId(op), params, body));
-    }
 
     static std::string doc(const char* key, const char* object)
     {
@@ -79,5 +68,4 @@ protected:
             check(key, row);
     }
 
-    FalServiceLdb svc_;
 };

@@ -215,7 +215,7 @@ TEST_F(ServiceTest, ServiceEveryOperationAnswersOnTheFactoryDefaults)
     ASSERT_EQ(chdir(root_.c_str()), 0);
     const FalFamilyInfo* family = falFamilyByName("service");
     for (const FalOpInfo& op : family->ops) {
-        if (!family->implemented(&svc_, op.slot) || std::string(op.name) == "ServiceWolWakeon")
+        if (!family->implemented(&family_, op.slot) || std::string(op.name) == "ServiceWolWakeon")
             continue;
         SCOPED_TRACE(op.name);
         bool alg = std::string(op.name) == "ServiceAlgUpdate";

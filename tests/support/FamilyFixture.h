@@ -16,11 +16,19 @@ class FamilyTest : public FalDbTest {
 protected:
     OpRsp call(const char* op, const FAL_PARAMS_T& params = {}, const char* body = nullptr)
     {
-        return OpRsp(run(family_, falFamilyByApiType(ApiType)->findOp(op)->requestId, params, body));
+        return OpRsp(run(family_, requestId(op), params, body));
+    }
+
+    // The request id of an operation of the family (0, with a failure, for an unknown name).
+    static unsigned requestId(const char* op)
+    {
+        const FalOpInfo* info = falFamilyByApiType(ApiType)->findOp(op);
+        EXPECT_NE(info, nullptr) << op;
+        return info ? info->requestId : 0;
     }
 
     // The response id of an operation that answers its request id + 1.
-    static unsigned replyTo(const char* op) { return falFamilyByApiType(ApiType)->findOp(op)->requestId + 1; }
+    static unsigned replyTo(const char* op) { return requestId(op) + 1; }
 
     // Status, message and response id of an answer.
     static void expectAnswer(const OpRsp& rsp, unsigned status, const char* message, unsigned msgId)

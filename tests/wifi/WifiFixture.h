@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "support/FalTest.h"
+#include "support/FamilyFixture.h"
 
 // A wifi reply together with the operation that gave it.
 struct WifiRsp {
@@ -71,7 +71,7 @@ inline const char* kGatewayDoc = R"({
     {"id": 4, "interface": "lan", "connected": true}]
 })";
 
-class WifiTest : public FalDbTest {
+class WifiTest : public FamilyTest<FalWifiLdb, API_TYPE_WIFI> {
 protected:
     void SetUp() override
     {
@@ -83,14 +83,7 @@ protected:
     // Runs a wifi operation by name.
     WifiRsp call(const char* op, const FAL_PARAMS_T& params = {}, const char* body = nullptr)
     {
-        return WifiRsp{std::unique_ptr<_FAL_RSP_T, RspDeleter>(run(wifi_, requestOf(op), params, body)), op};
-    }
-
-    static unsigned requestOf(const char* op)
-    {
-        const FalOpInfo* info = falFamilyByName("wifi")->findOp(op);
-        EXPECT_NE(info, nullptr) << op;
-        return info ? info->requestId : 0;
+        return WifiRsp{OpRsp(run(family_, requestId(op), params, body)), op};
     }
 
     // Canonical JSON of the member at path of a document as it stands, "absent" when missing.
@@ -121,7 +114,7 @@ protected:
         ASSERT_NE(rsp, nullptr) << rsp.op;
         EXPECT_EQ(rsp->status, status) << rsp.op;
         EXPECT_STREQ(rsp->message, message) << rsp.op;
-        EXPECT_EQ(rsp->msgId, requestOf(rsp.op) + 1) << rsp.op;
+        EXPECT_EQ(rsp->msgId, requestId(rsp.op) + 1) << rsp.op;
         EXPECT_EQ(rsp->apiType, unsigned(API_TYPE_WIFI));
     }
 
@@ -136,8 +129,5 @@ protected:
         }
         return false;
     }
-
-    FalWifiLdb wifi_;
 };
 
-inline const char* const kFine = "FAL processed fine!";
