@@ -55,10 +55,10 @@ FalTree lockSetting(_FAL_RSP_T* rsp, const char* key, const char* requester)
     return object;
 }
 
-// Saves and releases: status 0 on success, `failed` otherwise.
-void saveAndRelease(_FAL_RSP_T* rsp, const char* requester, FalTree& object, FAL_STATUS_T failed)
+// Saves and releases: status 0 on success, 4 otherwise.
+void saveAndRelease(_FAL_RSP_T* rsp, const char* requester, FalTree& object)
 {
-    rsp->status = falSave(API_TYPE_NETWORK, requester) ? FAL_OK : failed;
+    rsp->status = falSave(API_TYPE_NETWORK, requester) ? FAL_OK : FAL_FAILED;
     netRelease(requester, object);
 }
 
@@ -101,7 +101,7 @@ _FAL_RSP_T* FalNetworkLdb::NetworkDslmodeSet(_FAL_REQ_T* req)
             }
         }
     }
-    saveAndRelease(rsp, req->requester, modes, FAL_FAILED);
+    saveAndRelease(rsp, req->requester, modes);
     return rsp;
 }
 
@@ -121,7 +121,7 @@ _FAL_RSP_T* FalNetworkLdb::NetworkOperationUpdate(_FAL_REQ_T* req)
     if (!operation)
         return rsp;
     netCopyPresent(operation.get(), "", req->body, "", {"mode"});
-    saveAndRelease(rsp, req->requester, operation, FAL_FAILED);
+    saveAndRelease(rsp, req->requester, operation);
     return rsp;
 }
 
@@ -142,7 +142,7 @@ _FAL_RSP_T* FalNetworkLdb::NetworkMaccloneSet(_FAL_REQ_T* req)
         return rsp;
     macClone->set("active", req->body->get<bool>("active"));
     netCopyTexts(macClone.get(), req->body, {"mac"});
-    saveAndRelease(rsp, req->requester, macClone, FAL_FAILED);
+    saveAndRelease(rsp, req->requester, macClone);
     return rsp;
 }
 
@@ -166,7 +166,7 @@ _FAL_RSP_T* FalNetworkLdb::NetworkQmodeUpdate(_FAL_REQ_T* req)
         return rsp;
     netCopyTexts(qMode.get(), req->body, {"operation", "qmode"});
     netCopyPresent(qMode.get(), "", req->body, "", kQmodeConnection);
-    saveAndRelease(rsp, req->requester, qMode, FAL_FAILED);
+    saveAndRelease(rsp, req->requester, qMode);
     return rsp;
 }
 
@@ -222,7 +222,7 @@ _FAL_RSP_T* FalNetworkLdb::NetworkMobileUpdate(_FAL_REQ_T* req)
         return rsp;
     netCopyTexts(configuration.get(), req->body, kMobileTexts);
     configuration->set("profileID", req->body->get<int>("profileID"));
-    saveAndRelease(rsp, req->requester, configuration, FAL_FAILED);
+    saveAndRelease(rsp, req->requester, configuration);
     return rsp;
 }
 
