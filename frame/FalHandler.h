@@ -1,5 +1,6 @@
-// Steps every family's handlers share: answering, comparing texts, copying members, tracing
-// entry and exit, and holding a lock for the length of an operation.
+// Steps every family's handlers share: answering, comparing texts, copying members, finding
+// items by number, locking and saving with an answer on failure, tracing entry and exit, and
+// holding a lock for the length of an operation.
 #pragma once
 
 #include <initializer_list>
@@ -56,11 +57,11 @@ void falRelease(unsigned apiType, const char* requester, TreeMapObject* handle);
 
 // How an operation writes its entry and exit traces (log type 0).
 enum FAL_TRACE_T {
-    FAL_TRACE_NAME_FIRST,       // "<name> Enter", "<name> Exit"
-    FAL_TRACE_WORD_FIRST,       // "Enter <name>", "Exit <name>"
-    FAL_TRACE_NAME_EXIT_ONLY,   // "<name> Exit"
-    FAL_TRACE_WORD_EXIT_ONLY,   // "Exit <name>"
-    FAL_TRACE_NONE,             // nothing
+    FAL_TRACE_NAME_FIRST,      // "<name> Enter", "<name> Exit"
+    FAL_TRACE_WORD_FIRST,      // "Enter <name>", "Exit <name>"
+    FAL_TRACE_NAME_EXIT_ONLY,  // "<name> Exit"
+    FAL_TRACE_WORD_EXIT_ONLY,  // "Exit <name>"
+    FAL_TRACE_NONE,            // nothing
 };
 
 // Writes the entry trace when made and the exit trace when it goes out of scope.
