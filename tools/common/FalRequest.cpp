@@ -150,7 +150,7 @@ json_object* falParseJson(const std::string& text, std::string& error)
         error = "out of memory";
         return nullptr;
     }
-    json_tokener_set_flags(tok, JSON_TOKENER_STRICT);
+    json_tokener_set_flags(tok, JSON_TOKENER_STRICT | JSON_TOKENER_VALIDATE_UTF8);
     // The terminating NUL is part of the input: it ends a bare number and lets the tokener see
     // anything that follows the value.
     json_object* value = json_tokener_parse_ex(tok, text.c_str(), static_cast<int>(text.size() + 1));

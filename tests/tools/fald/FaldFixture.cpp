@@ -84,7 +84,7 @@ void FaldTest::startServer(FaldOptions options)
     if (server_)
         server_->stop();
     options.port = 0;
-    options.workers = 8;
+    options.limits.workers = 4;
     server_ = std::make_unique<FaldServer>(options);
     std::string error;
     ASSERT_TRUE(server_->start(error)) << error;
