@@ -59,6 +59,8 @@ LUA
 # nginx on a free loopback port, in the foreground (a job of this script), serving the same file.
 nginx_port="$(python3 -c 'import socket; s = socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])')"
 mkdir -p "$work/nginx"
+chmod a+rx "$work" "$work/root" "$work/root/www"  # nginx's workers run as an unprivileged user
+chmod a+r "$work/root/www/bench.json"
 cat >"$work/nginx/nginx.conf" <<CONF
 daemon off;
 worker_processes auto;

@@ -68,6 +68,42 @@ bool parseParams(json_object* list, FAL_PARAMS_T& params, std::string& error)
     return true;
 }
 
+// Well-formed UTF-8 (RFC 3629): no overlong forms, no surrogates, nothing above U+10FFFF.
+bool validUtf8(const std::string& text)
+{
+    const unsigned char* p = reinterpret_cast<const unsigned char*>(text.data());
+    const unsigned char* end = p + text.size();
+    while (p < end) {
+        unsigned char c = *p;
+        if (c < 0x80) {
+            ++p;
+            continue;
+        }
+        size_t n;
+        unsigned char lo = 0x80, hi = 0xBF;  // the range of the second byte
+        if (c >= 0xC2 && c <= 0xDF) {
+            n = 1;
+        } else if (c >= 0xE0 && c <= 0xEF) {
+            n = 2;
+            lo = c == 0xE0 ? 0xA0 : 0x80;
+            hi = c == 0xED ? 0x9F : 0xBF;
+        } else if (c >= 0xF0 && c <= 0xF4) {
+            n = 3;
+            lo = c == 0xF0 ? 0x90 : 0x80;
+            hi = c == 0xF4 ? 0x8F : 0xBF;
+        } else {
+            return false;
+        }
+        if (static_cast<size_t>(end - p) <= n || p[1] < lo || p[1] > hi)
+            return false;
+        for (size_t i = 2; i <= n; ++i)
+            if ((p[i] & 0xC0) != 0x80)
+                return false;
+        p += n + 1;
+    }
+    return true;
+}
+
 }  // namespace
 
 const FalFamilyInfo* falFindFamily(const std::string& nameOrApiType)
@@ -145,12 +181,16 @@ bool falParseParam(const std::string& word, std::string& name, std::string& valu
 json_object* falParseJson(const std::string& text, std::string& error)
 {
     error.clear();
+    if (!validUtf8(text)) {
+        error = "invalid UTF-8";
+        return nullptr;
+    }
     json_tokener* tok = json_tokener_new();
     if (!tok) {
         error = "out of memory";
         return nullptr;
     }
-    json_tokener_set_flags(tok, JSON_TOKENER_STRICT | JSON_TOKENER_VALIDATE_UTF8);
+    json_tokener_set_flags(tok, JSON_TOKENER_STRICT);
     // The terminating NUL is part of the input: it ends a bare number and lets the tokener see
     // anything that follows the value.
     json_object* value = json_tokener_parse_ex(tok, text.c_str(), static_cast<int>(text.size() + 1));
