@@ -104,6 +104,36 @@ bool validUtf8(const std::string& text)
     return true;
 }
 
+// The members of a request object of the batch protocol, each null when absent.
+struct RequestFields {
+    json_object* family = nullptr;
+    json_object* apiType = nullptr;
+    json_object* op = nullptr;
+    json_object* msgId = nullptr;
+    json_object* params = nullptr;
+    json_object* requester = nullptr;
+    json_object* body = nullptr;
+    json_object* nullRequest = nullptr;
+
+    // The slot of a member name; null for a name the protocol does not have.
+    json_object** slotOf(const char* name)
+    {
+        static const struct {
+            const char* name;
+            json_object* RequestFields::*slot;
+        } table[] = {
+            {"family", &RequestFields::family},       {"apiType", &RequestFields::apiType},
+            {"op", &RequestFields::op},               {"msgId", &RequestFields::msgId},
+            {"params", &RequestFields::params},       {"requester", &RequestFields::requester},
+            {"body", &RequestFields::body},           {"nullRequest", &RequestFields::nullRequest},
+        };
+        for (const auto& field : table)
+            if (strcmp(field.name, name) == 0)
+                return &(this->*field.slot);
+        return nullptr;
+    }
+};
+
 }  // namespace
 
 const FalFamilyInfo* falFindFamily(const std::string& nameOrApiType)
@@ -213,33 +243,23 @@ bool falCallFromJson(json_object* request, FalCall& call, std::string& error)
         error = "a request must be a JSON object";
         return false;
     }
-    json_object* family = nullptr;
-    json_object* apiType = nullptr;
-    json_object* op = nullptr;
-    json_object* msgId = nullptr;
-    json_object* params = nullptr;
-    json_object* requester = nullptr;
-    json_object* body = nullptr;
-    json_object* nullRequest = nullptr;
+    RequestFields fields;
     json_object_object_foreach(request, key, value)
     {
-        json_object** slot = strcmp(key, "family") == 0        ? &family
-                             : strcmp(key, "apiType") == 0     ? &apiType
-                             : strcmp(key, "op") == 0          ? &op
-                             : strcmp(key, "msgId") == 0       ? &msgId
-                             : strcmp(key, "params") == 0      ? &params
-                             : strcmp(key, "requester") == 0   ? &requester
-                             : strcmp(key, "body") == 0        ? &body
-                             : strcmp(key, "nullRequest") == 0 ? &nullRequest
-                                                               : nullptr;
+        json_object** slot = fields.slotOf(key);
         if (!slot) {
             error = std::string("unknown field \"") + key + "\"";
             return false;
         }
         *slot = value;
     }
+    json_object* const op = fields.op;
+    json_object* const msgId = fields.msgId;
+    json_object* const requester = fields.requester;
+    json_object* const body = fields.body;
+    json_object* const nullRequest = fields.nullRequest;
 
-    call.family = falFamilyFromJson(family, apiType, error);
+    call.family = falFamilyFromJson(fields.family, fields.apiType, error);
     if (!call.family)
         return false;
 
@@ -277,7 +297,7 @@ bool falCallFromJson(json_object* request, FalCall& call, std::string& error)
         return false;
     }
 
-    if (params && !parseParams(params, call.params, error))
+    if (fields.params && !parseParams(fields.params, call.params, error))
         return false;
     if (requester && !json_object_is_type(requester, json_type_null)) {
         if (!json_object_is_type(requester, json_type_string)) {

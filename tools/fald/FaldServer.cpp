@@ -298,12 +298,17 @@ unsigned FaldServer::inFlight() const
     return engine_ ? engine_->inFlight() : 0;
 }
 
+// Files, the listing and the OpenAPI document never wait. A read waits only for a document lock
+// that a write holds, and every write of the root runs here (one writer per root): with no write
+// under way a read runs on the event thread, which spares it two hand-overs between threads.
 bool FaldServer::mayBlock(const FaldHttpRequest& request) const
 {
     if (!isApiPath(request.path))
         return false;
     std::string rest = request.path.substr(strlen(kFaldApiPrefix));
-    return !(rest.empty() || rest == "/" || rest == "/openapi.json");
+    if (rest.empty() || rest == "/" || rest == "/openapi.json")
+        return false;
+    return !(request.method == "GET" || request.method == "HEAD") || writes_.load() > 0;
 }
 
 bool FaldServer::hostAllowed(const FaldHttpRequest& req) const
@@ -339,6 +344,19 @@ FaldHttpReply FaldServer::api(const FaldHttpRequest& req, const std::string& pat
         return notAllowed(req, match.allow);
     if (req.body.size() > options_.limits.maxBody)
         return faldError(413, "request body over " + std::to_string(options_.limits.maxBody) + " bytes");
+
+    // Counted while it runs, so that reads meanwhile go to the workers (see mayBlock).
+    struct Writing {
+        std::atomic<unsigned>& n;
+        bool on;
+        ~Writing()
+        {
+            if (on)
+                --n;
+        }
+    } writing{writes_, !read};
+    if (!read)
+        ++writes_;
 
     bool login = strcmp(match.route->op->name, "GatewayLogin") == 0;
     std::string loginUser = login ? loginUserOf(req.body) : "";

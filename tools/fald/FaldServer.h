@@ -92,4 +92,5 @@ private:
     std::vector<std::string> hostNames_;          // accepted Host names; empty: any
     std::unique_ptr<FaldEngine> engine_;
     int port_ = -1;
+    std::atomic<unsigned> writes_{0};  // operations other than reads running now
 };
