@@ -419,9 +419,10 @@ void FaldEngine::work()
         }
         r->reply = handler_.respond(r->request);
         r->state = Req::READY;
-        MHD_Connection* c = r->connection;
+        // r belongs to the event thread from here on; stop() waits for the count, so the daemon
+        // is still there for the resume.
+        MHD_resume_connection(r->connection);
         --inFlight_;
-        MHD_resume_connection(c);  // r belongs to the event thread from here on
     }
 }
 
