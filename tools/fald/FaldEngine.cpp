@@ -17,8 +17,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// Log group of fald's own records (the families use 0, 12, 14, 15 and 17).
-const LOG_GROUP_T kFaldLog = static_cast<LOG_GROUP_T>(1);
 // Connections the event threads take beyond the limit, only to tell them so.
 const unsigned kRefusalRoom = 16;
 // How long a stop waits for replies that are ready to reach slow readers.

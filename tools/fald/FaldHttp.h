@@ -8,6 +8,11 @@
 #include <utility>
 #include <vector>
 
+#include "host/Logger.h"
+
+// Log group of fald's own records (the families use 0, 12, 14, 15 and 17).
+constexpr LOG_GROUP_T kFaldLog = static_cast<LOG_GROUP_T>(1);
+
 using FaldPairs = std::vector<std::pair<std::string, std::string>>;
 
 // One parsed request.

@@ -25,8 +25,6 @@ const off_t kMaxStaticFile = 16 * 1024 * 1024;
 // Members that only a session that may change the gateway family receives.
 const char* const kSecrets[] = {"password", "accessToken"};
 
-// Log group of fald's own records (the families use 0, 12, 14, 15 and 17).
-const LOG_GROUP_T kFaldLog = static_cast<LOG_GROUP_T>(1);
 
 // HTTP status of an operation's answer.
 int httpStatusOf(const _FAL_RSP_T* rsp)
