@@ -183,8 +183,10 @@ void FaldEngine::stop()
     MHD_socket listener = MHD_quiesce_daemon(daemon_);
     if (listener != MHD_INVALID_SOCKET)
         close(listener);
-    // The operations that run finish (they are bounded by the library's own time-outs)...
-    while (inFlight_.load() > 0)
+    // The operations that run finish (they are bounded by the library's own time-outs)... A call
+    // of the access handler that began before the flag was seen may still queue one: wait for
+    // those calls too.
+    while (inFlight_.load() > 0 || handling_.load() > 0)
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
     // ...and their replies get a moment to go out.
     Clock::time_point flushEnd = Clock::now() + kFlushGrace;
@@ -324,6 +326,11 @@ bool FaldEngine::refuseBeforeBody(Req& r)
 MHD_Result FaldEngine::access(MHD_Connection* c, const char* url, const char* method, const char* upload,
                               size_t* uploadSize, void** reqCls)
 {
+    struct Handling {
+        std::atomic<unsigned>& n;
+        explicit Handling(std::atomic<unsigned>& count) : n(count) { ++n; }
+        ~Handling() { --n; }
+    } handling(handling_);
     auto* r = static_cast<Req*>(*reqCls);
     if (!r) {
         // The header section is in: the deadline now runs for the body.

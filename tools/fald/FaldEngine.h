@@ -66,6 +66,7 @@ private:
     std::set<Conn*> conns_;
     std::map<std::string, unsigned> perClient_;
     std::atomic<unsigned> busy_{0};  // requests read whole and not yet answered
+    std::atomic<unsigned> handling_{0};  // calls of the access handler under way
 
     // The worker pool.
     std::mutex jobMutex_;
