@@ -55,13 +55,22 @@ bool falHoldRootLock(const std::string& root, std::string& error)
 {
     const std::string dir = root.empty() ? "." : root;
     struct stat st;
-    if (stat(dir.c_str(), &st) != 0)
-        return errno == ENOENT;  // no root, no database: nothing to protect yet
+    if (stat(dir.c_str(), &st) != 0) {
+        if (errno == ENOENT) {
+            falReleaseRootLock();
+            return true;  // no root, no database: nothing to protect yet
+        }
+        error = "cannot open the root " + dir + ": " + strerror(errno);
+        return false;
+    }
     Held& h = held();
     std::lock_guard<std::mutex> guard(h.mutex);
     if (h.fd >= 0 && h.dev == st.st_dev && h.ino == st.st_ino)
         return true;
     releaseLocked(h);
+    struct stat db;
+    if (stat((dir + "/db").c_str(), &db) != 0 && errno == ENOENT)
+        return true;  // no database: nothing to protect yet
 
     const std::string path = lockPath(dir);
     int fd = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0644);

@@ -12,8 +12,8 @@
 extern const char* const kFalRootLockName;  // ".fal.lock"
 
 // Takes (or keeps) the lock of `root`. false with a message in `error` when another process holds
-// it ("... in use by process 1234 ...") or the lock file cannot be opened. A root directory that
-// does not exist holds no database to protect: true, and nothing is held.
+// it ("... in use by process 1234 ...") or the lock file cannot be opened. A root without a db/
+// directory holds no database to protect: true, and nothing is held.
 bool falHoldRootLock(const std::string& root, std::string& error);
 // The same for the library's use: a failure is logged as an error.
 bool falHoldRootLock(const std::string& root);
