@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <memory>
 #include <sstream>
 
 #include "host/FalRootLock.h"
@@ -393,14 +394,16 @@ TEST_F(FalctlTest, ARootHasOneWriterAtATime)
     ASSERT_EQ(read(ready[0], &c, 1), 1);
     ASSERT_EQ(c, 'y');
     LocalDbCtrl::setRoot(root_.string());
-    EXPECT_EQ(LocalDbCtrl::lockDbObject(API_TYPE_GATEWAY, nullptr, "embedder"), nullptr);
+    EXPECT_EQ(std::unique_ptr<TreeMapObject>(LocalDbCtrl::lockDbObject(API_TYPE_GATEWAY, nullptr, "embedder")),
+              nullptr);
     EXPECT_EQ(falRootLockHolder(root_.string()), holder);
     (void)!write(release[1], "x", 1);
     waitpid(holder, nullptr, 0);
     for (int fd : {ready[0], ready[1], release[0], release[1]})
         close(fd);
-    TreeMapObject* doc = LocalDbCtrl::lockDbObject(API_TYPE_GATEWAY, nullptr, "embedder");
+    std::unique_ptr<TreeMapObject> doc(LocalDbCtrl::lockDbObject(API_TYPE_GATEWAY, nullptr, "embedder"));
     EXPECT_NE(doc, nullptr) << "free again once the holder ended";
+    doc.reset();
     LocalDbCtrl::unlockDbObject(API_TYPE_GATEWAY, "embedder");
     LocalDbCtrl::setRoot(".");
 }
