@@ -186,7 +186,7 @@ void FaldEngine::stop()
     // The operations that run finish (they are bounded by the library's own time-outs)... A call
     // of the access handler that began before the flag was seen may still queue one: wait for
     // those calls too.
-    while (inFlight_.load() > 0 || handling_.load() > 0)
+    while (inFlight_.load() > 0 || handling_.load() > 0 || resuming_.load() > 0)
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
     // ...and their replies get a moment to go out.
     Clock::time_point flushEnd = Clock::now() + kFlushGrace;
@@ -424,10 +424,14 @@ void FaldEngine::work()
         }
         r->reply = handler_.respond(r->request);
         r->state = Req::READY;
-        // r belongs to the event thread from here on; stop() waits for the count, so the daemon
-        // is still there for the resume.
-        MHD_resume_connection(r->connection);
+        // The count drops before the reply can go out (a client that has its answer sees the
+        // request done); stop() waits for resuming_ too, so the daemon is still there for the
+        // resume. r belongs to the event thread from the resume on.
+        MHD_Connection* c = r->connection;
+        ++resuming_;
         --inFlight_;
+        MHD_resume_connection(c);
+        --resuming_;
     }
 }
 

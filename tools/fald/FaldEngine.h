@@ -75,6 +75,7 @@ private:
     bool quit_ = false;
     std::vector<std::thread> workers_;
     std::atomic<unsigned> inFlight_{0};
+    std::atomic<unsigned> resuming_{0};  // workers handing a reply back
 
     std::thread reaper_;
     std::mutex reapMutex_;
