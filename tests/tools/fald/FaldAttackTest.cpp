@@ -50,6 +50,14 @@ TEST_F(FaldTest, ASessionThatMayNotChangeTheGatewayNeverSeesSecrets)
     }
     EXPECT_EQ(inMemory(API_TYPE_GATEWAY), before) << "redaction works on a copy";
     EXPECT_NE(call("GET", kApi + "/gateway/users/web", nullptr, token_).body.find("\"password\""), std::string::npos);
+
+    // fald's own records (every level, as captured) carry no token and no password.
+    EXPECT_EQ(call("POST", kApi + "/gateway/login", R"({"userName":"viewer","password":"s3cret-guess"})").status, 409);
+    for (const CapturedLog& log : logs_) {
+        EXPECT_EQ(log.text.find(token_), std::string::npos) << log.text;
+        EXPECT_EQ(log.text.find(viewer), std::string::npos) << log.text;
+        EXPECT_EQ(log.text.find("s3cret-guess"), std::string::npos) << log.text;
+    }
 }
 
 TEST_F(FaldTest, AnotherAccountsLoginDoesNotClearTheBackOff)
