@@ -16,6 +16,7 @@
 
 #include "host/FalDocState.h"
 #include "host/FalFile.h"
+#include "host/FalRootLock.h"
 #include "host/Logger.h"
 
 namespace {
@@ -101,6 +102,8 @@ bool ensureLoaded(Table& t, unsigned apiType)
     FalDocState& d = t.docs[apiType];
     if (d.root)
         return true;
+    if (!falHoldRootLock(t.root))
+        return false;
     d.root = json_object_from_file(pathOf(t, apiType).c_str());
     d.dirty = false;
     return d.root != nullptr;
@@ -309,6 +312,7 @@ int LocalDbCtrl::apiTypeOf(const char* name)
 void LocalDbCtrl::setRoot(const std::string& root)
 {
     reset();
+    falReleaseRootLock();
     std::lock_guard<std::mutex> lock(table().mutex);
     table().root = root.empty() ? "." : root;
 }

@@ -10,8 +10,10 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <memory>
 #include <sstream>
 
+#include "host/FalRootLock.h"
 #include "support/FalTest.h"
 #include "tools/common/FalDefaults.h"
 #include "tools/common/FalRequest.h"
@@ -262,6 +264,8 @@ TEST_F(FalctlTest, BatchAnswersEveryLineInOrder)
         {R"({"family":"garage","op":"GarageOpen"})", "~error"},
         {"   \t", ""},
         {R"({"control":"sing","family":"gateway"})", "~error"},
+        {R"({"control":"load","family":"gateway","document":[1,2]})", "~error"},
+        {R"({"control":"load","family":"gateway","document":"x"})", "~error"},
         {R"({"control":"load","family":"gateway","document":)" + doc + "}", R"({"ok":true})"},
         {R"({"control":"dump","family":"gateway"})", R"({"document":)" + canonJson(doc) + "}"},
         {R"({"control":"failSave","family":"service","count":2})", R"({"ok":true})"},
@@ -345,6 +349,75 @@ TEST_F(FalctlTest, RootComesFromTheOptionTheEnvironmentOrTheWorkingDirectory)
     EXPECT_EQ(r.exit, 1);
     EXPECT_EQ(r.out, "");
     EXPECT_NE(r.err.find("falctl: "), std::string::npos);
+}
+
+TEST_F(FalctlTest, ARootHasOneWriterAtATime)
+{
+    const std::vector<std::string> login = {"call", "gateway", "GatewayLogin", "--body",
+                                            R"({"userName":"admin","password":"admin"})"};
+    ASSERT_EQ(inRoot(login).exit, 0);
+
+    // This process holds the root: falctl refuses it and names the holder.
+    std::string error;
+    ASSERT_TRUE(falHoldRootLock(root_.string(), error)) << error;
+    EXPECT_EQ(falRootLockHolder(root_.string()), getpid());
+    Result refused = inRoot(login);
+    EXPECT_EQ(refused.exit, 1);
+    EXPECT_NE(refused.err.find("in use by process " + std::to_string(getpid())), std::string::npos) << refused.err;
+    EXPECT_EQ(refused.out, "");
+
+    // Moving to another root frees this one; coming back takes it again.
+    const fs::path other = dir_ / "other";
+    fs::create_directories(other);
+    ASSERT_TRUE(falHoldRootLock(other.string(), error)) << error;
+    EXPECT_EQ(falRootLockHolder(root_.string()), 0);
+    EXPECT_EQ(inRoot(login).exit, 0);
+    ASSERT_TRUE(falHoldRootLock((root_ / ".").string(), error)) << error;
+    EXPECT_TRUE(falHoldRootLock(root_.string(), error)) << "another spelling of the same root";
+    falReleaseRootLock();
+
+    // The library itself refuses a root another process holds: its locks fail, nothing is read.
+    int ready[2], release[2];
+    ASSERT_EQ(pipe(ready), 0);
+    ASSERT_EQ(pipe(release), 0);
+    fflush(nullptr);
+    pid_t holder = fork();
+    ASSERT_GE(holder, 0);
+    if (holder == 0) {
+        std::string why;
+        char c = falHoldRootLock(root_.string(), why) ? 'y' : 'n';
+        (void)!write(ready[1], &c, 1);
+        (void)!read(release[0], &c, 1);
+        _exit(0);
+    }
+    char c = 0;
+    ASSERT_EQ(read(ready[0], &c, 1), 1);
+    ASSERT_EQ(c, 'y');
+    LocalDbCtrl::setRoot(root_.string());
+    EXPECT_EQ(std::unique_ptr<TreeMapObject>(LocalDbCtrl::lockDbObject(API_TYPE_GATEWAY, nullptr, "embedder")),
+              nullptr);
+    EXPECT_EQ(falRootLockHolder(root_.string()), holder);
+    (void)!write(release[1], "x", 1);
+    waitpid(holder, nullptr, 0);
+    for (int fd : {ready[0], ready[1], release[0], release[1]})
+        close(fd);
+    std::unique_ptr<TreeMapObject> doc(LocalDbCtrl::lockDbObject(API_TYPE_GATEWAY, nullptr, "embedder"));
+    EXPECT_NE(doc, nullptr) << "free again once the holder ended";
+    doc.reset();
+    LocalDbCtrl::unlockDbObject(API_TYPE_GATEWAY, "embedder");
+    LocalDbCtrl::setRoot(".");
+}
+
+TEST_F(FalctlTest, ADamagedDocumentStopsItWithTheFileNamed)
+{
+    const std::vector<std::string> login = {"call", "gateway", "GatewayLogin", "--body",
+                                            R"({"userName":"admin","password":"admin"})"};
+    ASSERT_EQ(inRoot(login).exit, 0);
+    std::ofstream(root_ / "db" / "qos.json", std::ios::trunc) << "{\"qos\": tru";
+    Result r = inRoot(login);
+    EXPECT_EQ(r.exit, 1);
+    EXPECT_NE(r.err.find("db/qos.json"), std::string::npos) << r.err;
+    EXPECT_NE(r.err.find("not valid JSON"), std::string::npos) << r.err;
 }
 
 #endif  // FALCTL_PATH

@@ -127,6 +127,8 @@ std::string FalBatchProcessor::control(json_object* line)
     if (load) {
         if (!hasDocument)
             return error("control \"load\" needs a \"document\"");
+        if (!json_object_is_type(document, json_type_object))
+            return error("control \"load\" needs a JSON object as \"document\"");
         TreeMapObject* doc = TreeMapObject::adopt(json_object_get(document));
         int rc = LocalDbCtrl::replaceDocument(target->apiType, doc);
         delete doc;

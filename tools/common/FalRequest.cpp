@@ -68,6 +68,72 @@ bool parseParams(json_object* list, FAL_PARAMS_T& params, std::string& error)
     return true;
 }
 
+// Well-formed UTF-8 (RFC 3629): no overlong forms, no surrogates, nothing above U+10FFFF.
+bool validUtf8(const std::string& text)
+{
+    const unsigned char* p = reinterpret_cast<const unsigned char*>(text.data());
+    const unsigned char* end = p + text.size();
+    while (p < end) {
+        unsigned char c = *p;
+        if (c < 0x80) {
+            ++p;
+            continue;
+        }
+        size_t n;
+        unsigned char lo = 0x80, hi = 0xBF;  // the range of the second byte
+        if (c >= 0xC2 && c <= 0xDF) {
+            n = 1;
+        } else if (c >= 0xE0 && c <= 0xEF) {
+            n = 2;
+            lo = c == 0xE0 ? 0xA0 : 0x80;
+            hi = c == 0xED ? 0x9F : 0xBF;
+        } else if (c >= 0xF0 && c <= 0xF4) {
+            n = 3;
+            lo = c == 0xF0 ? 0x90 : 0x80;
+            hi = c == 0xF4 ? 0x8F : 0xBF;
+        } else {
+            return false;
+        }
+        if (static_cast<size_t>(end - p) <= n || p[1] < lo || p[1] > hi)
+            return false;
+        for (size_t i = 2; i <= n; ++i)
+            if ((p[i] & 0xC0) != 0x80)
+                return false;
+        p += n + 1;
+    }
+    return true;
+}
+
+// The members of a request object of the batch protocol, each null when absent.
+struct RequestFields {
+    json_object* family = nullptr;
+    json_object* apiType = nullptr;
+    json_object* op = nullptr;
+    json_object* msgId = nullptr;
+    json_object* params = nullptr;
+    json_object* requester = nullptr;
+    json_object* body = nullptr;
+    json_object* nullRequest = nullptr;
+
+    // The slot of a member name; null for a name the protocol does not have.
+    json_object** slotOf(const char* name)
+    {
+        static const struct {
+            const char* name;
+            json_object* RequestFields::*slot;
+        } table[] = {
+            {"family", &RequestFields::family},       {"apiType", &RequestFields::apiType},
+            {"op", &RequestFields::op},               {"msgId", &RequestFields::msgId},
+            {"params", &RequestFields::params},       {"requester", &RequestFields::requester},
+            {"body", &RequestFields::body},           {"nullRequest", &RequestFields::nullRequest},
+        };
+        for (const auto& field : table)
+            if (strcmp(field.name, name) == 0)
+                return &(this->*field.slot);
+        return nullptr;
+    }
+};
+
 }  // namespace
 
 const FalFamilyInfo* falFindFamily(const std::string& nameOrApiType)
@@ -145,6 +211,10 @@ bool falParseParam(const std::string& word, std::string& name, std::string& valu
 json_object* falParseJson(const std::string& text, std::string& error)
 {
     error.clear();
+    if (!validUtf8(text)) {
+        error = "invalid UTF-8";
+        return nullptr;
+    }
     json_tokener* tok = json_tokener_new();
     if (!tok) {
         error = "out of memory";
@@ -173,33 +243,23 @@ bool falCallFromJson(json_object* request, FalCall& call, std::string& error)
         error = "a request must be a JSON object";
         return false;
     }
-    json_object* family = nullptr;
-    json_object* apiType = nullptr;
-    json_object* op = nullptr;
-    json_object* msgId = nullptr;
-    json_object* params = nullptr;
-    json_object* requester = nullptr;
-    json_object* body = nullptr;
-    json_object* nullRequest = nullptr;
+    RequestFields fields;
     json_object_object_foreach(request, key, value)
     {
-        json_object** slot = strcmp(key, "family") == 0        ? &family
-                             : strcmp(key, "apiType") == 0     ? &apiType
-                             : strcmp(key, "op") == 0          ? &op
-                             : strcmp(key, "msgId") == 0       ? &msgId
-                             : strcmp(key, "params") == 0      ? &params
-                             : strcmp(key, "requester") == 0   ? &requester
-                             : strcmp(key, "body") == 0        ? &body
-                             : strcmp(key, "nullRequest") == 0 ? &nullRequest
-                                                               : nullptr;
+        json_object** slot = fields.slotOf(key);
         if (!slot) {
             error = std::string("unknown field \"") + key + "\"";
             return false;
         }
         *slot = value;
     }
+    json_object* const op = fields.op;
+    json_object* const msgId = fields.msgId;
+    json_object* const requester = fields.requester;
+    json_object* const body = fields.body;
+    json_object* const nullRequest = fields.nullRequest;
 
-    call.family = falFamilyFromJson(family, apiType, error);
+    call.family = falFamilyFromJson(fields.family, fields.apiType, error);
     if (!call.family)
         return false;
 
@@ -237,7 +297,7 @@ bool falCallFromJson(json_object* request, FalCall& call, std::string& error)
         return false;
     }
 
-    if (params && !parseParams(params, call.params, error))
+    if (fields.params && !parseParams(fields.params, call.params, error))
         return false;
     if (requester && !json_object_is_type(requester, json_type_null)) {
         if (!json_object_is_type(requester, json_type_string)) {

@@ -40,9 +40,9 @@ bool falSetOperation(const FalFamilyInfo& family, const std::string& nameOrMsgId
 // Splits "NAME=VALUE" at the first '='; false when there is no '=' or the name is empty.
 bool falParseParam(const std::string& word, std::string& name, std::string& value);
 
-// Parses a whole text as one JSON value (strict JSON, only white space around it). Returns a new
-// reference that the caller puts; null with a message in `error` when the text is not JSON. The
-// text "null" gives null with an empty `error`.
+// Parses a whole text as one JSON value (strict JSON in valid UTF-8, only white space around it).
+// Returns a new reference that the caller puts; null with a message in `error` when the text is
+// not JSON. The text "null" gives null with an empty `error`.
 json_object* falParseJson(const std::string& text, std::string& error);
 
 // Fills `call` from a request object of the batch protocol:

@@ -10,6 +10,8 @@
 #include <system_error>
 #include <vector>
 
+#include "host/FalRootCheck.h"
+#include "host/FalRootLock.h"
 #include "host/LocalDbCtrl.h"
 #include "tools/common/FalDefaults.h"
 
@@ -128,5 +130,12 @@ bool falEnterRoot(const std::string& dir, std::string& error)
         return false;
     }
     LocalDbCtrl::setRoot(".");
+    // One writer per root, and only whole documents: a second host, or a damaged document, stops
+    // this one before it serves anything.
+    std::string why;
+    if (!falHoldRootLock(".", why) || !falCheckRootDocuments(".", why)) {
+        error = why;
+        return false;
+    }
     return true;
 }

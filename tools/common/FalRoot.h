@@ -15,5 +15,7 @@ std::string falRootDir(const char* option);
 bool falPrepareRoot(const std::string& dir, std::string& error);
 
 // Prepares the root, makes it the working directory and points the database at it (".") so
-// that the library's relative paths ("./system.cnf", "www/files/...") land there.
+// that the library's relative paths ("./system.cnf", "www/files/...") land there. Then takes the
+// root's writer lock (falHoldRootLock) and checks every document (falCheckRootDocuments): false
+// with their message when another process holds the root or a document is damaged.
 bool falEnterRoot(const std::string& dir, std::string& error);

@@ -1,16 +1,15 @@
 #include "tools/fald/FaldServer.h"
 
-#include <httplib.h>
 #include <limits.h>
 #include <stdlib.h>
 #include <sys/stat.h>
 
-#include <chrono>
 #include <cstring>
 #include <fstream>
 #include <sstream>
 
 #include "tools/common/FalRequest.h"
+#include "tools/fald/FaldEngine.h"
 
 const char* const kFaldCookie = "fald_session";
 
@@ -18,32 +17,14 @@ namespace {
 
 // Requester of the calls made without a session (--no-auth).
 const char kAnonymous[] = "fald";
-// Idle time-out of a session when the login reply names none.
+// Time-outs of a session when the login reply names none.
 const std::chrono::seconds kDefaultIdle{300};
+const std::chrono::seconds kDefaultLifetime{3600};
 // Static files larger than this are not served.
 const off_t kMaxStaticFile = 16 * 1024 * 1024;
+// Members that only a session that may change the gateway family receives.
+const char* const kSecrets[] = {"password", "accessToken"};
 
-const char kJson[] = "application/json";
-// Log group of fald's own records (the families use 0, 12, 14, 15 and 17).
-const LOG_GROUP_T kFaldLog = static_cast<LOG_GROUP_T>(1);
-
-class InFlight {
-public:
-    explicit InFlight(std::atomic<unsigned>& count) : count_(count) { ++count_; }
-    ~InFlight() { --count_; }
-
-private:
-    std::atomic<unsigned>& count_;
-};
-
-void answerError(httplib::Response& res, int httpStatus, const std::string& text)
-{
-    json_object* o = json_object_new_object();
-    json_object_object_add(o, "error", json_object_new_string(text.c_str()));
-    res.status = httpStatus;
-    res.set_content(falJsonText(o, false), kJson);
-    json_object_put(o);
-}
 
 // HTTP status of an operation's answer.
 int httpStatusOf(const _FAL_RSP_T* rsp)
@@ -69,9 +50,50 @@ int httpStatusOf(const _FAL_RSP_T* rsp)
     }
 }
 
+bool isSecret(const char* key)
+{
+    for (const char* s : kSecrets)
+        if (strcmp(key, s) == 0)
+            return true;
+    return false;
+}
+
+bool hasSecret(json_object* value)
+{
+    if (json_object_is_type(value, json_type_object)) {
+        json_object_object_foreach(value, key, member)
+        {
+            if (isSecret(key) || hasSecret(member))
+                return true;
+        }
+    } else if (json_object_is_type(value, json_type_array)) {
+        for (size_t i = 0, n = json_object_array_length(value); i < n; ++i)
+            if (hasSecret(json_object_array_get_idx(value, i)))
+                return true;
+    }
+    return false;
+}
+
+void dropSecrets(json_object* value)
+{
+    if (json_object_is_type(value, json_type_object)) {
+        for (const char* s : kSecrets)
+            json_object_object_del(value, s);
+        json_object_object_foreach(value, key, member)
+        {
+            (void)key;
+            dropSecrets(member);
+        }
+    } else if (json_object_is_type(value, json_type_array)) {
+        for (size_t i = 0, n = json_object_array_length(value); i < n; ++i)
+            dropSecrets(json_object_array_get_idx(value, i));
+    }
+}
+
 // {"status", "message", "data"} of a response; for a null response (an operation this gateway
-// does not support) status and message are null too.
-json_object* replyOf(const _FAL_RSP_T* rsp)
+// does not support) status and message are null too. `redact`: without the secret members (the
+// response's own data, which may be shared, is left as it is).
+json_object* replyOf(const _FAL_RSP_T* rsp, bool redact)
 {
     json_object* out = falResponseToJson(rsp);
     if (!out) {
@@ -83,27 +105,25 @@ json_object* replyOf(const _FAL_RSP_T* rsp)
     }
     json_object_object_del(out, "apiType");
     json_object_object_del(out, "msgId");
+    json_object* data = nullptr;
+    if (redact && json_object_object_get_ex(out, "data", &data) && hasSecret(data)) {
+        json_object* copy = nullptr;
+        if (json_object_deep_copy(data, &copy, nullptr) != 0)
+            copy = nullptr;  // nothing rather than the secrets
+        dropSecrets(copy);
+        json_object_object_add(out, "data", copy);
+    }
     return out;
 }
 
-void answerReply(httplib::Response& res, const _FAL_RSP_T* rsp, const std::string& token = "")
-{
-    json_object* reply = replyOf(rsp);
-    if (!token.empty())
-        json_object_object_add(reply, "token", json_object_new_string(token.c_str()));
-    res.status = httpStatusOf(rsp);
-    res.set_content(falJsonText(reply, false), kJson);
-    json_object_put(reply);
-}
-
 // The session token of a request: "Authorization: Bearer T", else the session cookie.
-std::string tokenOf(const httplib::Request& req)
+std::string tokenOf(const FaldHttpRequest& req)
 {
-    std::string auth = req.get_header_value("Authorization");
+    std::string auth = req.header("Authorization");
     const char bearer[] = "Bearer ";
     if (auth.compare(0, sizeof bearer - 1, bearer) == 0)
         return auth.substr(sizeof bearer - 1);
-    std::string cookies = req.get_header_value("Cookie");
+    std::string cookies = req.header("Cookie");
     std::string wanted = std::string(kFaldCookie) + "=";
     size_t pos = 0;
     while (pos < cookies.size()) {
@@ -116,31 +136,6 @@ std::string tokenOf(const httplib::Request& req)
         pos = end == std::string::npos ? cookies.size() : end + 1;
     }
     return "";
-}
-
-// The query parameters in the order of the request, as "!name" pairs.
-void addQuery(const std::string& target, FAL_PARAMS_T& params)
-{
-    size_t q = target.find('?');
-    if (q == std::string::npos)
-        return;
-    std::string query = target.substr(q + 1);
-    size_t pos = 0;
-    while (pos <= query.size()) {
-        size_t end = query.find('&', pos);
-        std::string pair = query.substr(pos, end == std::string::npos ? std::string::npos : end - pos);
-        if (!pair.empty()) {
-            size_t eq = pair.find('=');
-            std::string name = httplib::detail::decode_url(pair.substr(0, eq), true);
-            std::string value =
-                eq == std::string::npos ? "" : httplib::detail::decode_url(pair.substr(eq + 1), true);
-            if (!name.empty())
-                params.emplace_back("!" + name, value);
-        }
-        if (end == std::string::npos)
-            break;
-        pos = end + 1;
-    }
 }
 
 // The permission table of a login reply ("permissions": family -> "rw" / "r").
@@ -159,25 +154,38 @@ std::map<std::string, std::string> permissionsOf(TreeMapObject* reply)
     return table;
 }
 
-// The idle time-out the login reply's timer settings give ("system.timer.idleTimeout").
-std::chrono::seconds idleTimeoutOf(TreeMapObject* reply)
+// A time-out of the login reply's timer settings ("system.timer.idleTimeout"), in seconds.
+std::chrono::seconds timerOf(TreeMapObject* reply, const char* name, std::chrono::seconds otherwise)
 {
     int seconds = 0;
-    if (reply && reply->get_ex<int>("system.timer.idleTimeout", seconds) && seconds > 0)
+    if (reply && reply->get_ex<int>((std::string("system.timer.") + name).c_str(), seconds) && seconds > 0)
         return std::chrono::seconds(seconds);
-    return kDefaultIdle;
+    return otherwise;
 }
 
 // The session a successful login opens: the user named in the request, the role's table and
-// idle time-out from the reply.
-FaldSession sessionOf(const FalCall& login, const _FAL_RSP_T* rsp)
+// time-outs from the reply.
+FaldSession sessionOf(const std::string& user, const _FAL_RSP_T* rsp)
 {
     FaldSession session;
-    const char* user = login.body ? login.body->get<const char*>("userName") : nullptr;
-    session.user = user ? user : "";
+    session.user = user;
     session.permissions = permissionsOf(rsp->data);
-    session.idleTimeout = idleTimeoutOf(rsp->data);
+    session.idleTimeout = timerOf(rsp->data, "idleTimeout", kDefaultIdle);
+    session.lifetime = timerOf(rsp->data, "sessionTimeout", kDefaultLifetime);
     return session;
+}
+
+// The user a login request names ("" when none).
+std::string loginUserOf(const std::string& body)
+{
+    std::string why;
+    json_object* value = falParseJson(body, why);
+    json_object* user = nullptr;
+    std::string name;
+    if (json_object_object_get_ex(value, "userName", &user) && json_object_is_type(user, json_type_string))
+        name = json_object_get_string(user);
+    json_object_put(value);
+    return name;
 }
 
 std::string sessionCookie(const std::string& token, bool end)
@@ -194,9 +202,9 @@ const char* contentTypeOf(const std::string& path)
         const char* ext;
         const char* type;
     } types[] = {
-        {".html", "text/html"}, {".htm", "text/html"},   {".js", "text/javascript"}, {".css", "text/css"},
-        {".json", kJson},       {".txt", "text/plain"},  {".log", "text/plain"},     {".svg", "image/svg+xml"},
-        {".png", "image/png"},  {".ico", "image/x-icon"},
+        {".html", "text/html"},  {".htm", "text/html"},  {".js", "text/javascript"}, {".css", "text/css"},
+        {".json", "application/json"}, {".txt", "text/plain"}, {".log", "text/plain"},     {".svg", "image/svg+xml"},
+        {".png", "image/png"},   {".ico", "image/x-icon"},
     };
     for (const auto& t : types) {
         size_t n = strlen(t.ext);
@@ -217,7 +225,30 @@ bool readFile(const std::string& path, std::string& out)
     return static_cast<bool>(in) || in.eof();
 }
 
+bool isApiPath(const std::string& path)
+{
+    size_t prefix = strlen(kFaldApiPrefix);
+    return path.compare(0, prefix, kFaldApiPrefix) == 0 && (path.size() == prefix || path[prefix] == '/');
+}
+
+FaldHttpReply notAllowed(const FaldHttpRequest& req, const std::string& allow)
+{
+    FaldHttpReply reply = faldError(405, "method " + req.method + " not allowed on " + req.path);
+    reply.headers.emplace_back("Allow", allow);
+    return reply;
+}
+
 }  // namespace
+
+struct FaldServer::Caller {
+    bool hasSession = false;
+    FaldSession session;
+    std::string token;
+    bool redact = false;  // may not change the gateway family: secrets are withheld
+    int refusal = 0;      // the HTTP status that refuses the request; 0: allowed
+    std::string why;
+    FaldPairs refusalHeaders;
+};
 
 FaldServer::FaldServer(FaldOptions options) : options_(std::move(options))
 {
@@ -232,6 +263,10 @@ FaldServer::FaldServer(FaldOptions options) : options_(std::move(options))
     json_object* openApi = router_.openApi();
     openApi_ = falJsonText(openApi, false);
     json_object_put(openApi);
+    if (faldIsLoopback(options_.host)) {
+        hostNames_ = {"localhost", "127.0.0.1", "::1", options_.host};
+        hostNames_.insert(hostNames_.end(), options_.allowHosts.begin(), options_.allowHosts.end());
+    }
 }
 
 FaldServer::~FaldServer()
@@ -241,176 +276,220 @@ FaldServer::~FaldServer()
 
 bool FaldServer::start(std::string& error)
 {
-    http_ = std::make_unique<httplib::Server>();
-    int workers = options_.workers;
-    http_->new_task_queue = [workers] { return new httplib::ThreadPool(static_cast<size_t>(workers)); };
-    http_->set_payload_max_length(kFaldMaxBody);
-    http_->set_keep_alive_max_count(1000);
-    http_->set_keep_alive_timeout(3);
-    http_->set_tcp_nodelay(true);  // headers and body go out in separate writes
-    auto handler = [this](const httplib::Request& req, httplib::Response& res) { handle(req, res); };
-    http_->Get(".*", handler);
-    http_->Post(".*", handler);
-    http_->Put(".*", handler);
-    http_->Patch(".*", handler);
-    http_->Delete(".*", handler);
-    http_->Options(".*", handler);
-    // The layer's own refusals (413 for a body over the limit, 400 for a broken request) get a
-    // JSON error like every other.
-    http_->set_error_handler(httplib::Server::HandlerWithResponse(
-        [](const httplib::Request&, httplib::Response& res) {
-            if (!res.body.empty())
-                return httplib::Server::HandlerResponse::Unhandled;
-            answerError(res, res.status, res.status == 413 ? "request body over 64 KiB" : "malformed request");
-            return httplib::Server::HandlerResponse::Handled;
-        }));
-    http_->set_exception_handler([](const httplib::Request&, httplib::Response& res, std::exception_ptr) {
-        answerError(res, 500, "internal error");
-    });
-
-    if (options_.port == 0) {
-        port_ = http_->bind_to_any_port(options_.host);
-    } else {
-        port_ = http_->bind_to_port(options_.host, options_.port) ? options_.port : -1;
-    }
+    engine_ = std::make_unique<FaldEngine>(*this, options_.limits);
+    port_ = engine_->start(options_.host, options_.port, error);
     if (port_ <= 0) {
-        error = "cannot listen on " + options_.host + ":" + std::to_string(options_.port) + ": " + strerror(errno);
-        http_.reset();
+        engine_.reset();
         return false;
     }
-    thread_ = std::thread([this] { http_->listen_after_bind(); });
-    // stop() only takes effect once the server runs.
-    while (!http_->is_running())
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
     return true;
 }
 
 void FaldServer::stop()
 {
-    if (!thread_.joinable())
-        return;
-    http_->stop();
-    thread_.join();
+    if (engine_)
+        engine_->stop();
 }
 
-void FaldServer::handle(const httplib::Request& req, httplib::Response& res)
+unsigned FaldServer::inFlight() const
 {
-    InFlight counted(inFlight_);
-    const std::string& path = req.path;
-    size_t prefix = strlen(kFaldApiPrefix);
-    if (path.compare(0, prefix, kFaldApiPrefix) == 0 && (path.size() == prefix || path[prefix] == '/'))
-        api(req, res, path.substr(prefix));
-    else
-        serveStatic(req, res);
+    return engine_ ? engine_->inFlight() : 0;
 }
 
-void FaldServer::api(const httplib::Request& req, httplib::Response& res, const std::string& path)
+// Files, the listing and the OpenAPI document never wait. A read waits only for a document lock
+// that a write holds, and every write of the root runs here (one writer per root): with no write
+// under way a read runs on the event thread, which spares it two hand-overs between threads.
+bool FaldServer::mayBlock(const FaldHttpRequest& request) const
+{
+    if (!isApiPath(request.path))
+        return false;
+    std::string rest = request.path.substr(strlen(kFaldApiPrefix));
+    if (rest.empty() || rest == "/" || rest == "/openapi.json")
+        return false;
+    return !(request.method == "GET" || request.method == "HEAD") || writes_.load() > 0;
+}
+
+bool FaldServer::hostAllowed(const FaldHttpRequest& req) const
+{
+    std::string host = req.header("Host");
+    return hostNames_.empty() || host.empty() || faldHostAllowed(host, hostNames_);
+}
+
+FaldHttpReply FaldServer::respond(const FaldHttpRequest& req)
+{
+    if (!hostAllowed(req))
+        return faldError(421, "host \"" + req.header("Host") + "\" is not served here (fald --allow-host NAME)");
+    if (isApiPath(req.path))
+        return api(req, req.path.substr(strlen(kFaldApiPrefix)));
+    return serveStatic(req);
+}
+
+FaldHttpReply FaldServer::api(const FaldHttpRequest& req, const std::string& path)
 {
     bool read = req.method == "GET" || req.method == "HEAD";
     if (path.empty() || path == "/" || path == "/openapi.json") {
-        if (!read) {
-            res.set_header("Allow", "GET");
-            return answerError(res, 405, "method " + req.method + " not allowed on " + req.path);
-        }
-        res.set_content(path == "/openapi.json" ? openApi_ : listing_, kJson);
-        return;
+        if (!read)
+            return notAllowed(req, "GET");
+        FaldHttpReply reply;
+        reply.body = path == "/openapi.json" ? openApi_ : listing_;
+        return reply;
     }
 
     FaldMatch match = router_.match(req.method, path);
     if (match.kind == FaldMatch::NOT_FOUND)
-        return answerError(res, 404, "no route " + req.path);
-    if (match.kind == FaldMatch::WRONG_METHOD) {
-        res.set_header("Allow", match.allow);
-        return answerError(res, 405, "method " + req.method + " not allowed on " + req.path);
-    }
-    if (req.body.size() > kFaldMaxBody)
-        return answerError(res, 413, "request body over 64 KiB");
+        return faldError(404, "no route " + req.path);
+    if (match.kind == FaldMatch::WRONG_METHOD)
+        return notAllowed(req, match.allow);
+    if (req.body.size() > options_.limits.maxBody)
+        return faldError(413, "request body over " + std::to_string(options_.limits.maxBody) + " bytes");
 
-    const FaldBoundRoute& route = *match.route;
+    // Counted while it runs, so that reads meanwhile go to the workers (see mayBlock).
+    struct Writing {
+        std::atomic<unsigned>& n;
+        bool on;
+        ~Writing()
+        {
+            if (on)
+                --n;
+        }
+    } writing{writes_, !read};
+    if (!read)
+        ++writes_;
+
+    bool login = strcmp(match.route->op->name, "GatewayLogin") == 0;
+    std::string loginUser = login ? loginUserOf(req.body) : "";
+    Caller caller = authorize(req, *match.route, loginUser);
+    if (caller.refusal) {
+        FaldHttpReply reply = faldError(caller.refusal, caller.why);
+        reply.headers = std::move(caller.refusalHeaders);
+        return reply;
+    }
+    FalCall call;
+    FaldHttpReply refusal;
+    if (!buildCall(req, match, caller, call, refusal))
+        return refusal;
+    _FAL_RSP_T* rsp = falExecute(*objects_[call.family->apiType], call);
+    FaldHttpReply reply = finish(req, call, caller, rsp);
+    freeFalResponse(rsp);
+    return reply;
+}
+
+// Who asks, and whether they may: the session (none for a login), the permission table, the
+// login back-off.
+FaldServer::Caller FaldServer::authorize(const FaldHttpRequest& req, const FaldBoundRoute& route,
+                                         const std::string& loginUser)
+{
+    Caller c;
     bool login = strcmp(route.op->name, "GatewayLogin") == 0;
     bool logout = strcmp(route.op->name, "GatewayLogout") == 0;
-
-    // Who asks, and whether they may.
-    FaldSession session;
-    std::string token = tokenOf(req);
-    bool hasSession = !login && !token.empty() && sessions_.use(token, session);
+    c.token = tokenOf(req);
+    c.hasSession = !login && !c.token.empty() && sessions_.use(c.token, c.session);
     if (options_.auth && !login) {
-        if (!hasSession)
-            return answerError(res, 401, "login required");
-        if (!logout && !faldAllows(session, route.family->name, route.route->method))
-            return answerError(res, 403, std::string("no permission to ") + (read ? "read " : "change ") +
-                                             route.family->name);
+        if (!c.hasSession) {
+            c.refusal = 401;
+            c.why = "login required";
+        } else if (!logout && !faldAllows(c.session, route.family->name, route.route->method)) {
+            c.refusal = 403;
+            c.why = std::string("no permission to ") + (req.method == "GET" || req.method == "HEAD" ? "read " : "change ") +
+                    route.family->name;
+        }
+        c.redact = c.hasSession && !faldAllows(c.session, "gateway", "PUT");
     }
     if (login) {
-        auto wait = sessions_.loginWait(req.remote_addr);
+        auto wait = sessions_.loginWait(req.client, loginUser);
         if (wait > std::chrono::steady_clock::duration::zero()) {
             auto seconds = std::chrono::duration_cast<std::chrono::seconds>(wait).count() + 1;
-            res.set_header("Retry-After", std::to_string(seconds));
-            return answerError(res, 429, "too many failed logins; retry later");
+            c.refusal = 429;
+            c.why = "too many failed logins; retry later";
+            c.refusalHeaders.emplace_back("Retry-After", std::to_string(seconds));
         }
     }
+    return c;
+}
 
-    // The request as the operation receives it.
-    FalCall call;
+// The request as the operation receives it: path variables, then the query, the requester and
+// the checked body.
+bool FaldServer::buildCall(const FaldHttpRequest& req, FaldMatch& match, const Caller& caller, FalCall& call,
+                           FaldHttpReply& refusal)
+{
+    const FaldBoundRoute& route = *match.route;
     call.family = route.family;
     call.op = route.op;
     call.msgId = route.op->requestId;
     call.params = std::move(match.params);
-    addQuery(req.target, call.params);
-    call.requester = hasSession ? session.user : kAnonymous;
+    for (const auto& q : req.query)
+        if (!q.first.empty())
+            call.params.emplace_back("!" + q.first, q.second);
+    call.requester = caller.hasSession ? caller.session.user : kAnonymous;
     if (!req.body.empty()) {
         std::string why;
-        json_object* body = falParseJson(req.body, why);
-        if (!why.empty())
-            return answerError(res, 400, "request body is not JSON: " + why);
-        if (body)
-            call.body.reset(TreeMapObject::adopt(body));
-    }
-
-    _FAL_RSP_T* rsp = falExecute(*objects_[route.family->apiType], call);
-    std::string newToken;
-    if (login) {
-        if (rsp && rsp->status <= FAL_DELETED) {
-            sessions_.loginSucceeded(req.remote_addr);
-            newToken = sessions_.open(sessionOf(call, rsp));
-            if (newToken.empty()) {
-                freeFalResponse(rsp);
-                return answerError(res, 500, "cannot make a session token");
-            }
-            res.set_header("Set-Cookie", sessionCookie(newToken, false));
-        } else {
-            sessions_.loginFailed(req.remote_addr);
+        json_object* body = faldParseBody(req.body, why);
+        if (!body) {
+            refusal = faldError(400, why);
+            return false;
         }
-    } else if (logout && hasSession) {
-        sessions_.close(token);
-        res.set_header("Set-Cookie", sessionCookie("", true));
+        call.body.reset(TreeMapObject::adopt(body));
     }
-    answerReply(res, rsp, newToken);
-    freeFalResponse(rsp);
-    Logger::print(LOG_TYPE_PROGRESS, kFaldLog, "fald: %s %s by %s from %s: %d\n", req.method.c_str(),
-                  req.path.c_str(), call.requester.c_str(), req.remote_addr.c_str(), res.status);
+    return true;
 }
 
-void FaldServer::serveStatic(const httplib::Request& req, httplib::Response& res)
+// The reply: the operation's answer (without secrets for a caller that may not see them), and
+// for a login or logout the session that starts or ends.
+FaldHttpReply FaldServer::finish(const FaldHttpRequest& req, const FalCall& call, const Caller& caller,
+                                 _FAL_RSP_T* rsp)
 {
-    if (req.method != "GET" && req.method != "HEAD") {
-        res.set_header("Allow", "GET");
-        return answerError(res, 405, "method " + req.method + " not allowed on " + req.path);
+    FaldHttpReply reply;
+    bool login = strcmp(call.op->name, "GatewayLogin") == 0;
+    bool logout = strcmp(call.op->name, "GatewayLogout") == 0;
+    bool redact = caller.redact;
+    std::string newToken;
+    if (login) {
+        const char* user = call.body ? call.body->get<const char*>("userName") : nullptr;
+        if (rsp && rsp->status <= FAL_DELETED) {
+            sessions_.loginSucceeded(req.client, user ? user : "");
+            FaldSession session = sessionOf(user ? user : "", rsp);
+            redact = options_.auth && !faldAllows(session, "gateway", "PUT");
+            newToken = sessions_.open(std::move(session));
+            if (newToken.empty())
+                return faldError(503, "no session can be opened now");
+            reply.headers.emplace_back("Set-Cookie", sessionCookie(newToken, false));
+        } else {
+            sessions_.loginFailed(req.client, user ? user : "");
+        }
+    } else if (logout && caller.hasSession) {
+        sessions_.close(caller.token);
+        reply.headers.emplace_back("Set-Cookie", sessionCookie("", true));
     }
+    json_object* out = replyOf(rsp, redact);
+    if (!newToken.empty())
+        json_object_object_add(out, "token", json_object_new_string(newToken.c_str()));
+    reply.status = httpStatusOf(rsp);
+    reply.body = falJsonText(out, false);
+    json_object_put(out);
+    Logger::print(LOG_TYPE_PROGRESS, kFaldLog, "fald: %s %s by %s from %s: %d\n", req.method.c_str(),
+                  req.path.c_str(), call.requester.c_str(), req.client.c_str(), reply.status);
+    return reply;
+}
+
+FaldHttpReply FaldServer::serveStatic(const FaldHttpRequest& req)
+{
+    if (req.method != "GET" && req.method != "HEAD")
+        return notAllowed(req, "GET");
     // The file must lie inside the www directory once every link is resolved.
     char base[PATH_MAX];
     char file[PATH_MAX];
     std::string wanted = options_.wwwDir + req.path;
     if (req.path.find('\0') != std::string::npos || !realpath(options_.wwwDir.c_str(), base) ||
         !realpath(wanted.c_str(), file))
-        return answerError(res, 404, "no file " + req.path);
+        return faldError(404, "no file " + req.path);
     size_t baseLen = strlen(base);
     struct stat st;
     if (strncmp(file, base, baseLen) != 0 || file[baseLen] != '/' || stat(file, &st) != 0 || !S_ISREG(st.st_mode) ||
         st.st_size > kMaxStaticFile)
-        return answerError(res, 404, "no file " + req.path);
-    std::string content;
-    if (!readFile(file, content))
-        return answerError(res, 404, "no file " + req.path);
-    res.set_content(std::move(content), contentTypeOf(req.path));
+        return faldError(404, "no file " + req.path);
+    FaldHttpReply reply;
+    if (!readFile(file, reply.body))
+        return faldError(404, "no file " + req.path);
+    reply.contentType = contentTypeOf(req.path);
+    return reply;
 }

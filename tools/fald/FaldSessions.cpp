@@ -9,7 +9,8 @@ namespace {
 
 const std::chrono::seconds kFirstWait{1};
 const std::chrono::seconds kLongestWait{60};
-// A client's failures are forgotten after this long without another one.
+const std::chrono::seconds kFailureWindow{60};
+// A client's failures on a user are forgotten after this long without another one.
 const std::chrono::minutes kForgetFailures{10};
 
 std::chrono::steady_clock::duration waitAfter(unsigned failures)
@@ -55,10 +56,15 @@ std::string faldNewToken()
 
 FaldSessions::FaldSessions(Now now) : now_(std::move(now)) {}
 
-void FaldSessions::dropIdle(Clock::time_point now)
+bool FaldSessions::expired(const FaldSession& s, Clock::time_point now) const
+{
+    return now - s.lastUsed > s.idleTimeout || (s.lifetime.count() > 0 && now - s.opened > s.lifetime);
+}
+
+void FaldSessions::dropExpired(Clock::time_point now)
 {
     for (auto it = sessions_.begin(); it != sessions_.end();)
-        it = now - it->second.lastUsed > it->second.idleTimeout ? sessions_.erase(it) : std::next(it);
+        it = expired(it->second, now) ? sessions_.erase(it) : std::next(it);
 }
 
 std::string FaldSessions::open(FaldSession session)
@@ -68,13 +74,22 @@ std::string FaldSessions::open(FaldSession session)
         return token;
     std::lock_guard<std::mutex> lock(mutex_);
     Clock::time_point now = now_();
-    dropIdle(now);
-    if (sessions_.size() >= kMaxSessions) {
-        auto oldest = std::min_element(sessions_.begin(), sessions_.end(), [](const auto& a, const auto& b) {
-            return a.second.lastUsed < b.second.lastUsed;
-        });
-        sessions_.erase(oldest);
+    dropExpired(now);
+    // Room is only ever made among the same user's sessions.
+    size_t mine = 0;
+    auto oldest = sessions_.end();
+    for (auto it = sessions_.begin(); it != sessions_.end(); ++it) {
+        if (it->second.user != session.user)
+            continue;
+        ++mine;
+        if (oldest == sessions_.end() || it->second.lastUsed < oldest->second.lastUsed)
+            oldest = it;
     }
+    if (mine >= kMaxSessionsPerUser || (sessions_.size() >= kMaxSessions && oldest != sessions_.end()))
+        sessions_.erase(oldest);
+    else if (sessions_.size() >= kMaxSessions)
+        return "";
+    session.opened = now;
     session.lastUsed = now;
     sessions_[token] = std::move(session);
     return token;
@@ -87,7 +102,7 @@ bool FaldSessions::use(const std::string& token, FaldSession& out)
     if (it == sessions_.end())
         return false;
     Clock::time_point now = now_();
-    if (now - it->second.lastUsed > it->second.idleTimeout) {
+    if (expired(it->second, now)) {
         sessions_.erase(it);
         return false;
     }
@@ -108,30 +123,40 @@ size_t FaldSessions::count()
     return sessions_.size();
 }
 
-FaldSessions::Clock::duration FaldSessions::loginWait(const std::string& client)
+FaldSessions::Clock::duration FaldSessions::loginWait(const std::string& client, const std::string& user)
 {
     std::lock_guard<std::mutex> lock(mutex_);
-    auto it = failures_.find(client);
-    if (it == failures_.end())
-        return Clock::duration::zero();
-    Clock::time_point allowed = it->second.last + waitAfter(it->second.count);
     Clock::time_point now = now_();
-    return now < allowed ? allowed - now : Clock::duration::zero();
+    while (!recentFailures_.empty() && now - recentFailures_.front() >= kFailureWindow)
+        recentFailures_.pop_front();
+    Clock::duration wait = Clock::duration::zero();
+    if (recentFailures_.size() >= kMaxFailuresPerMinute)
+        wait = recentFailures_.front() + kFailureWindow - now;
+    auto it = failures_.find(Key(client, user));
+    if (it != failures_.end()) {
+        Clock::time_point allowed = it->second.last + waitAfter(it->second.count);
+        if (now < allowed)
+            wait = std::max<Clock::duration>(wait, allowed - now);
+    }
+    return wait;
 }
 
-void FaldSessions::loginFailed(const std::string& client)
+void FaldSessions::loginFailed(const std::string& client, const std::string& user)
 {
     std::lock_guard<std::mutex> lock(mutex_);
     Clock::time_point now = now_();
     for (auto it = failures_.begin(); it != failures_.end();)
         it = now - it->second.last > kForgetFailures ? failures_.erase(it) : std::next(it);
-    Failures& f = failures_[client];
+    Failures& f = failures_[Key(client, user)];
     ++f.count;
     f.last = now;
+    recentFailures_.push_back(now);
+    while (recentFailures_.size() > kMaxFailuresPerMinute)
+        recentFailures_.pop_front();
 }
 
-void FaldSessions::loginSucceeded(const std::string& client)
+void FaldSessions::loginSucceeded(const std::string& client, const std::string& user)
 {
     std::lock_guard<std::mutex> lock(mutex_);
-    failures_.erase(client);
+    failures_.erase(Key(client, user));
 }

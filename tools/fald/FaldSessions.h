@@ -1,18 +1,23 @@
 // Sessions of fald: random tokens handed out at login, the user and permission table behind each,
-// idle expiry, and the back-off that slows down repeated failed logins from one client.
+// idle and absolute expiry, a cap per user, and the back-off that slows down repeated failed
+// logins.
 #pragma once
 
 #include <chrono>
+#include <deque>
 #include <functional>
 #include <map>
 #include <mutex>
 #include <string>
+#include <utility>
 
 struct FaldSession {
     std::string user;
     // Family name -> "rw" or "r", as the role's permission table gives it.
     std::map<std::string, std::string> permissions;
     std::chrono::seconds idleTimeout{0};
+    std::chrono::seconds lifetime{0};  // from the login on, whatever the use; 0: no limit
+    std::chrono::steady_clock::time_point opened;
     std::chrono::steady_clock::time_point lastUsed;
 };
 
@@ -28,39 +33,50 @@ public:
     using Clock = std::chrono::steady_clock;
     using Now = std::function<Clock::time_point()>;
 
-    // Sessions beyond this number push out the least recently used.
+    // Sessions of one user beyond this number push out that user's least recently used one.
+    static constexpr size_t kMaxSessionsPerUser = 16;
+    // Sessions of all users together; a login beyond it is refused unless the same user has a
+    // session to give up. Another user's session is never ended to make room.
     static constexpr size_t kMaxSessions = 256;
 
     explicit FaldSessions(Now now = Clock::now);
 
-    // Opens a session and returns its token; "" when no token can be made.
+    // Opens a session and returns its token; "" when no token can be made or every place is
+    // taken by other users.
     std::string open(FaldSession session);
-    // The session of a token, refreshed as used now; false when there is none or it has been
-    // idle longer than its time-out (it is then ended).
+    // The session of a token, refreshed as used now; false when there is none, it has been idle
+    // longer than its idle time-out or it has outlived its lifetime (it is then ended).
     bool use(const std::string& token, FaldSession& out);
     void close(const std::string& token);
     size_t count();
 
-    // Login back-off, by client address. How long the client must still wait before its next
-    // login attempt (zero: it may try now).
-    Clock::duration loginWait(const std::string& client);
-    void loginFailed(const std::string& client);
-    void loginSucceeded(const std::string& client);
+    // Login back-off, by client address and user name: how long that client must still wait
+    // before it may try that user again, or anyone may try any login when the failures of the
+    // last minute reached the global ceiling (zero: it may try now).
+    Clock::duration loginWait(const std::string& client, const std::string& user);
+    void loginFailed(const std::string& client, const std::string& user);
+    // Clears the back-off of this client for this user only.
+    void loginSucceeded(const std::string& client, const std::string& user);
 
-    // Failures a client may have in a row before it has to wait; the wait then doubles with each
-    // further failure, from one second up to a minute.
+    // Failures a client may have in a row on one user before it has to wait; the wait then
+    // doubles with each further failure, from one second up to a minute.
     static constexpr unsigned kFreeFailures = 3;
+    // Failed logins of all clients together in any minute.
+    static constexpr unsigned kMaxFailuresPerMinute = 60;
 
 private:
     struct Failures {
         unsigned count = 0;
         Clock::time_point last;
     };
+    using Key = std::pair<std::string, std::string>;  // client, user
 
-    void dropIdle(Clock::time_point now);
+    bool expired(const FaldSession& s, Clock::time_point now) const;
+    void dropExpired(Clock::time_point now);
 
     Now now_;
     std::mutex mutex_;
     std::map<std::string, FaldSession> sessions_;
-    std::map<std::string, Failures> failures_;
+    std::map<Key, Failures> failures_;
+    std::deque<Clock::time_point> recentFailures_;  // of the last minute, oldest first
 };

@@ -1,8 +1,17 @@
 #include "tools/fald/FaldFixture.h"
 
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <climits>
+#include <fstream>
+#include <thread>
 
 #include "tools/common/FalRequest.h"
 #include "tools/common/FalRoot.h"
@@ -84,7 +93,7 @@ void FaldTest::startServer(FaldOptions options)
     if (server_)
         server_->stop();
     options.port = 0;
-    options.workers = 8;
+    options.limits.workers = 4;
     server_ = std::make_unique<FaldServer>(options);
     std::string error;
     ASSERT_TRUE(server_->start(error)) << error;
@@ -123,4 +132,148 @@ std::string FaldTest::login(const std::string& user, const std::string& password
         return "";
     std::string token = a.at("token");
     return token.size() > 2 ? token.substr(1, token.size() - 2) : "";
+}
+
+FaldSocket::FaldSocket(int port)
+{
+    fd_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in addr{};
+    addr.sin_family = AF_INET;
+    addr.sin_port = htons(static_cast<uint16_t>(port));
+    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    if (fd_ >= 0 && connect(fd_, reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0) {
+        close(fd_);
+        fd_ = -1;
+    }
+}
+
+FaldSocket::~FaldSocket()
+{
+    if (fd_ >= 0)
+        close(fd_);
+}
+
+bool FaldSocket::send(const std::string& bytes)
+{
+    size_t done = 0;
+    while (done < bytes.size()) {
+        ssize_t n = ::send(fd_, bytes.data() + done, bytes.size() - done, MSG_NOSIGNAL);
+        if (n <= 0)
+            return false;
+        done += static_cast<size_t>(n);
+    }
+    return true;
+}
+
+std::string FaldSocket::receive(int timeoutMs, bool untilReply)
+{
+    std::string got;
+    auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    for (;;) {
+        if (untilReply) {
+            size_t head = got.find("\r\n\r\n");
+            size_t length = got.find("Content-Length: ");
+            if (head != std::string::npos && length != std::string::npos && length < head &&
+                got.size() >= head + 4 + strtoul(got.c_str() + length + 16, nullptr, 10))
+                return got;
+        }
+        int left = static_cast<int>(
+            std::chrono::duration_cast<std::chrono::milliseconds>(end - std::chrono::steady_clock::now()).count());
+        if (left <= 0)
+            return got;
+        pollfd p{fd_, POLLIN, 0};
+        if (poll(&p, 1, left) <= 0)
+            return got;
+        char buffer[4096];
+        ssize_t n = recv(fd_, buffer, sizeof buffer, 0);
+        if (n <= 0)
+            return got;
+        got.append(buffer, static_cast<size_t>(n));
+    }
+}
+
+int faldStatusOf(const std::string& reply)
+{
+    if (reply.compare(0, 9, "HTTP/1.1 ") != 0 && reply.compare(0, 9, "HTTP/1.0 ") != 0)
+        return 0;
+    return atoi(reply.c_str() + 9);
+}
+
+bool FaldDaemon::start(const std::vector<std::string>& args, const std::string& errFile)
+{
+    errPath = errFile;
+    int out[2];
+    if (pipe(out) != 0)
+        return false;
+    std::vector<std::string> all{FALD_PATH};
+    all.insert(all.end(), args.begin(), args.end());
+    std::vector<char*> argv;
+    for (std::string& a : all)
+        argv.push_back(const_cast<char*>(a.c_str()));
+    argv.push_back(nullptr);
+    fflush(nullptr);
+    pid = fork();
+    if (pid < 0)
+        return false;
+    if (pid == 0) {
+        FILE* err = fopen(errFile.c_str(), "w");
+        if (err)
+            dup2(fileno(err), 2);
+        dup2(out[1], 1);
+        close(out[0]);
+        execv(FALD_PATH, argv.data());
+        _exit(127);
+    }
+    close(out[1]);
+    char ch;
+    while (read(out[0], &ch, 1) == 1 && ch != '\n')
+        firstLine += ch;
+    close(out[0]);
+    size_t colon = firstLine.find("]:");
+    if (colon == std::string::npos) {
+        colon = firstLine.find("http://");
+        colon = colon == std::string::npos ? colon : firstLine.find(':', colon + 7);
+    } else {
+        ++colon;
+    }
+    port = colon == std::string::npos ? 0 : atoi(firstLine.c_str() + colon + 1);
+    return port > 0;
+}
+
+int FaldDaemon::wait(int timeoutMs)
+{
+    auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    int status = 0;
+    while (pid > 0) {
+        pid_t done = waitpid(pid, &status, WNOHANG);
+        if (done == pid) {
+            pid = -1;
+            return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        }
+        if (std::chrono::steady_clock::now() > end) {
+            kill(pid, SIGKILL);
+            waitpid(pid, &status, 0);
+            pid = -1;
+            return -1;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return -1;
+}
+
+long FaldDaemon::rssKiB() const
+{
+    std::ifstream in("/proc/" + std::to_string(pid) + "/status");
+    for (std::string line; std::getline(in, line);)
+        if (line.compare(0, 6, "VmRSS:") == 0)
+            return atol(line.c_str() + 6);
+    return 0;
+}
+
+FaldDaemon::~FaldDaemon()
+{
+    if (pid > 0) {
+        kill(pid, SIGKILL);
+        waitpid(pid, nullptr, 0);
+    }
 }

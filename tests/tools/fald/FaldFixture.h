@@ -6,6 +6,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "support/FalTest.h"
 #include "tools/fald/FaldServer.h"
@@ -27,6 +28,43 @@ struct FaldAnswer {
     // A member of the body as JSON text ("null" when absent); "status", "data.id" ...
     std::string at(const char* path) const;
     std::string header(const char* name) const;
+};
+
+// A raw TCP client on loopback, for what an HTTP client library would not send.
+class FaldSocket {
+public:
+    explicit FaldSocket(int port);  // connects; fd() < 0 when it could not
+    ~FaldSocket();
+    FaldSocket(const FaldSocket&) = delete;
+    FaldSocket& operator=(const FaldSocket&) = delete;
+    int fd() const { return fd_; }
+    bool send(const std::string& bytes);
+    // What arrives until the peer closes, `timeoutMs` passes, or (when `untilReply`) one whole
+    // reply with a Content-Length is in.
+    std::string receive(int timeoutMs, bool untilReply = true);
+
+private:
+    int fd_ = -1;
+};
+
+// The HTTP status of a raw reply ("HTTP/1.1 400 ..." -> 400); 0 when there is none.
+int faldStatusOf(const std::string& reply);
+
+// The fald binary as a child process.
+struct FaldDaemon {
+    pid_t pid = -1;
+    int port = 0;
+    std::string firstLine;  // of its standard output
+    std::string errPath;    // its standard error goes there
+
+    // Runs fald with the arguments and waits for its first line of output (or its end).
+    bool start(const std::vector<std::string>& args, const std::string& errFile);
+    // Waits for it to exit; its exit status, or -1 when it was killed or did not end within the
+    // time (then it is killed).
+    int wait(int timeoutMs);
+    // Its resident memory in KiB (0 when unknown).
+    long rssKiB() const;
+    ~FaldDaemon();
 };
 
 class FaldTest : public FalDbTest {

@@ -48,21 +48,43 @@ TEST(FaldSessions, IdleSessionsExpireAndUseKeepsThemAlive)
     EXPECT_FALSE(sessions.use(other, s));
 }
 
-TEST(FaldSessions, TheOldestSessionMakesRoomWhenFull)
+TEST(FaldSessions, AUsersOldestSessionMakesRoomButNeverAnotherUsers)
 {
     FakeClock clock;
     FaldSessions sessions(clock.fn());
+    std::string admin = sessions.open(sessionOf("admin", std::chrono::hours(1)));
     std::string first = sessions.open(sessionOf("u", std::chrono::hours(1)));
-    for (size_t i = 1; i < FaldSessions::kMaxSessions; ++i) {
+    for (size_t i = 0; i < 300; ++i) {
         clock.now += std::chrono::seconds(1);
-        sessions.open(sessionOf("u", std::chrono::hours(1)));
+        ASSERT_FALSE(sessions.open(sessionOf("u", std::chrono::hours(1))).empty());
+    }
+    FaldSession s;
+    EXPECT_EQ(sessions.count(), FaldSessions::kMaxSessionsPerUser + 1);
+    EXPECT_FALSE(sessions.use(first, s)) << "the user's oldest went";
+    EXPECT_TRUE(sessions.use(admin, s)) << "another user's session stays";
+
+    // All places taken by others: a new user's login is refused, nobody is pushed out.
+    FaldSessions full(clock.fn());
+    for (size_t i = 0; i < FaldSessions::kMaxSessions; ++i)
+        ASSERT_FALSE(full.open(sessionOf(("user" + std::to_string(i)).c_str(), std::chrono::hours(1))).empty());
+    EXPECT_EQ(full.open(sessionOf("late", std::chrono::hours(1))), "");
+    EXPECT_EQ(full.count(), FaldSessions::kMaxSessions);
+}
+
+TEST(FaldSessions, TheLifetimeEndsASessionHoweverBusy)
+{
+    FakeClock clock;
+    FaldSessions sessions(clock.fn());
+    FaldSession with = sessionOf("admin", std::chrono::seconds(300));
+    with.lifetime = std::chrono::seconds(600);
+    std::string token = sessions.open(with);
+    FaldSession s;
+    for (int i = 0; i < 6; ++i) {
+        clock.now += std::chrono::seconds(100);
+        ASSERT_TRUE(sessions.use(token, s)) << i;
     }
     clock.now += std::chrono::seconds(1);
-    std::string last = sessions.open(sessionOf("u", std::chrono::hours(1)));
-    FaldSession s;
-    EXPECT_EQ(sessions.count(), FaldSessions::kMaxSessions);
-    EXPECT_FALSE(sessions.use(first, s));
-    EXPECT_TRUE(sessions.use(last, s));
+    EXPECT_FALSE(sessions.use(token, s));
 }
 
 TEST(FaldSessions, PermissionTableGatesMethods)
@@ -76,25 +98,47 @@ TEST(FaldSessions, PermissionTableGatesMethods)
     EXPECT_FALSE(faldAllows(s, "service", "GET"));
 }
 
-TEST(FaldSessions, FailedLoginsBackOffPerClient)
+TEST(FaldSessions, FailedLoginsBackOffPerClientAndUser)
 {
     FakeClock clock;
     FaldSessions sessions(clock.fn());
+    const std::string a = "10.0.0.1";
     for (unsigned i = 0; i < FaldSessions::kFreeFailures; ++i) {
-        EXPECT_EQ(sessions.loginWait("10.0.0.1"), Clock::duration::zero()) << i;
-        sessions.loginFailed("10.0.0.1");
+        EXPECT_EQ(sessions.loginWait(a, "admin"), Clock::duration::zero()) << i;
+        sessions.loginFailed(a, "admin");
     }
-    EXPECT_EQ(sessions.loginWait("10.0.0.1"), std::chrono::seconds(1));
-    EXPECT_EQ(sessions.loginWait("10.0.0.2"), Clock::duration::zero()) << "other clients are not held up";
+    EXPECT_EQ(sessions.loginWait(a, "admin"), std::chrono::seconds(1));
+    EXPECT_EQ(sessions.loginWait("10.0.0.2", "admin"), Clock::duration::zero()) << "other clients are not held up";
+    EXPECT_EQ(sessions.loginWait(a, "viewer"), Clock::duration::zero()) << "nor other users";
+    // Another account's success does not clear the back-off.
+    sessions.loginSucceeded(a, "viewer");
+    EXPECT_EQ(sessions.loginWait(a, "admin"), std::chrono::seconds(1));
     clock.now += std::chrono::seconds(1);
-    EXPECT_EQ(sessions.loginWait("10.0.0.1"), Clock::duration::zero());
-    sessions.loginFailed("10.0.0.1");
-    EXPECT_EQ(sessions.loginWait("10.0.0.1"), std::chrono::seconds(2)) << "each failure doubles the wait";
+    EXPECT_EQ(sessions.loginWait(a, "admin"), Clock::duration::zero());
+    sessions.loginFailed(a, "admin");
+    EXPECT_EQ(sessions.loginWait(a, "admin"), std::chrono::seconds(2)) << "each failure doubles the wait";
     for (int i = 0; i < 20; ++i)
-        sessions.loginFailed("10.0.0.1");
-    EXPECT_EQ(sessions.loginWait("10.0.0.1"), std::chrono::seconds(60));
-    sessions.loginSucceeded("10.0.0.1");
-    EXPECT_EQ(sessions.loginWait("10.0.0.1"), Clock::duration::zero());
+        sessions.loginFailed(a, "admin");
+    EXPECT_EQ(sessions.loginWait(a, "admin"), std::chrono::seconds(60));
+    sessions.loginSucceeded(a, "admin");
+    EXPECT_EQ(sessions.loginWait(a, "admin"), Clock::duration::zero());
+}
+
+TEST(FaldSessions, FailedLoginsHaveAGlobalCeilingPerMinute)
+{
+    FakeClock clock;
+    FaldSessions sessions(clock.fn());
+    // Spread over many addresses and names, each below its own back-off.
+    for (unsigned i = 0; i < FaldSessions::kMaxFailuresPerMinute; ++i) {
+        ASSERT_EQ(sessions.loginWait("10.1.0." + std::to_string(i % 200), "u" + std::to_string(i)),
+                  Clock::duration::zero());
+        sessions.loginFailed("10.1.0." + std::to_string(i % 200), "u" + std::to_string(i));
+        clock.now += std::chrono::milliseconds(500);
+    }
+    Clock::duration wait = sessions.loginWait("10.9.9.9", "admin");
+    EXPECT_GT(wait, Clock::duration::zero()) << "a fresh client waits too";
+    clock.now += wait;
+    EXPECT_EQ(sessions.loginWait("10.9.9.9", "admin"), Clock::duration::zero()) << "the window slid on";
 }
 
 TEST(FaldSessions, TokensAreFreshEachTime)
