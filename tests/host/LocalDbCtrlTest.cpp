@@ -14,6 +14,7 @@
 #include <thread>
 
 #include "frame/FalTree.h"
+#include "host/FalFile.h"
 #include "support/FalTest.h"
 
 namespace {
@@ -216,10 +217,12 @@ TEST_F(LocalDbTest, SaveWritesTheWholeDocument)
     const std::string expected = R"({"dmz":{"on":true,"host":"10.0.0.2/32"},"rip":1})";
     EXPECT_EQ(onDisk(kService), canon(expected));
     EXPECT_EQ(inMemory(kService), expected);
+    LocalDbCtrl::setRoot(root_);  // a clean close folds the journal into the JSON file
     std::ifstream in(LocalDbCtrl::documentPath(kService));
     std::string raw((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
     EXPECT_NE(raw.find("\"10.0.0.2/32\""), std::string::npos) << "slashes are written as they are";
-    EXPECT_NE(access((LocalDbCtrl::documentPath(kService) + ".tmp").c_str(), F_OK), 0) << "temporary file left";
+    EXPECT_EQ(falRemoveStaleTemporaries(root_ + "/db"), 0u) << "temporary file left";
+    EXPECT_NE(access((root_ + "/db/service.journal").c_str(), F_OK), 0) << "journal left after a clean close";
 
     EXPECT_EQ(LocalDbCtrl::saveDbObject(kService, "test"), -1);  // not locked
     EXPECT_TRUE(loggedError("not locked"));
@@ -239,8 +242,8 @@ TEST_F(LocalDbTest, FailedSaveLeavesFileAndDropsChange)
     LocalDbCtrl::unlockDbObject(kService, "test");
     EXPECT_EQ(inMemory(kService), R"({"rip":1})");
 
-    // A real write failure: a directory stands where the temporary file goes.
-    const std::string tmp = LocalDbCtrl::documentPath(kService) + ".tmp";
+    // A real write failure: a directory stands where the journal goes.
+    const std::string tmp = root_ + "/db/service.journal";
     ASSERT_EQ(mkdir(tmp.c_str(), 0700), 0);
     Tree doc(LocalDbCtrl::lockDbObject(kService, "", "test"));
     doc->set("rip", 3);
