@@ -33,6 +33,7 @@ struct FalDocState {
     bool journalOk = false;       // the journal exists and continues `base`
     uint64_t journalBytes = 0;    // valid length of the journal
     int journalFd = -1;           // open for appending once the first record was written
+    bool fold = false;            // the journal cannot be continued: the next save writes the snapshot
 
     // Lock state, guarded by the controller's table mutex.
     std::thread::id owner;

@@ -152,10 +152,10 @@ bool ensureLoaded(Table& t, unsigned apiType)
     d.dirty = false;
     d.changes.clear();
     d.rewrite = false;
-    // A record torn by a crash is cut off, so that the next record follows the last whole one.
-    if (stored.journalOk && stored.journalFileBytes > stored.journalBytes &&
-        ::truncate(journal.c_str(), off_t(stored.journalBytes)) != 0)
-        d.journalOk = false;  // the next save starts a new journal instead
+    // A record torn by a crash is cut off, so that the next record follows the last whole one;
+    // when that fails, the next save writes the snapshot instead.
+    d.fold = stored.journalOk && stored.journalFileBytes > stored.journalBytes &&
+             ::truncate(journal.c_str(), off_t(stored.journalBytes)) != 0;
     return d.root != nullptr;
 }
 
@@ -169,6 +169,7 @@ void drop(FalDocState& d)
     closeJournal(d);
     d.journalOk = false;
     d.journalBytes = 0;
+    d.fold = false;
 }
 
 // Releases one level of the calling thread's lock; at the last level, changes that were not saved
@@ -245,6 +246,7 @@ int writeSnapshot(FalDocState& d, const std::string& path, json_object* root, bo
     closeJournal(d);
     d.journalOk = false;
     d.journalBytes = 0;
+    d.fold = false;
     const std::string journal = falJournalPath(path);
     if (keepJournal) {
         std::string start;
@@ -257,6 +259,24 @@ int writeSnapshot(FalDocState& d, const std::string& path, json_object* root, bo
         falSyncParentDir(journal);
     }
     return 0;
+}
+
+// Whether the files are still the ones this process continues: the snapshot it loaded (or wrote)
+// and the journal it appends to. Another process that wrote the root meanwhile breaks that; the
+// whole document is then written, as it stands here.
+bool filesAreOurs(const FalDocState& d, const std::string& path, const std::string& journal)
+{
+    struct stat st {};
+    if (::stat(path.c_str(), &st) != 0 || uint64_t(st.st_size) != d.base.size ||
+        int64_t(st.st_mtim.tv_sec) * 1000000000 + st.st_mtim.tv_nsec != d.base.mtimeNs)
+        return false;
+    if (!d.journalOk)
+        return true;  // a new journal is written whole
+    if (::stat(journal.c_str(), &st) != 0 || uint64_t(st.st_size) != d.journalBytes)
+        return false;
+    struct stat open {};
+    return d.journalFd < 0 ||
+           (::fstat(d.journalFd, &open) == 0 && open.st_ino == st.st_ino && open.st_dev == st.st_dev);
 }
 
 // Appends one encoded record to the journal: one write and one fdatasync. A journal that does
@@ -281,7 +301,7 @@ int appendRecord(FalDocState& d, const std::string& path, const std::string& rec
         return -1;
     if (!falWriteAll(d.journalFd, record.data(), record.size()) || ::fdatasync(d.journalFd) != 0) {
         if (::ftruncate(d.journalFd, off_t(d.journalBytes)) != 0)
-            d.journalOk = false;  // unknown tail: the next save starts a new journal
+            d.fold = true;  // unknown tail: the next save writes the snapshot
         closeJournal(d);
         return -1;
     }
@@ -316,7 +336,7 @@ int storeChanges(FalDocState& d, const std::string& path, json_object* root)
 {
     if (!d.rewrite && d.changes.empty())
         return 0;  // nothing changed since the last save
-    if (!d.rewrite) {
+    if (!d.rewrite && !d.fold && filesAreOurs(d, path, falJournalPath(path))) {
         std::vector<std::string> paths = coalesce(d.changes);
         if (!(paths.size() == 1 && paths[0].empty())) {
             std::string record;

@@ -16,6 +16,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <random>
@@ -187,7 +188,7 @@ TEST_F(CrashSafetyTest, KilledBatchLeavesAcknowledgedOrInFlightState)
 {
     std::mt19937 rng(20240611);
     FalBatchProcessor shadowProcessor;
-    unsigned line = 0, acknowledged = 0, killedInFlight = 0;
+    unsigned line = 0, acknowledged = 0, killedInFlight = 0, killedInFileWrite = 0, killedInPair = 0;
 
     for (unsigned round = 0; round < kRounds; ++round) {
         SCOPED_TRACE("round " + std::to_string(round));
@@ -195,8 +196,9 @@ TEST_F(CrashSafetyTest, KilledBatchLeavesAcknowledgedOrInFlightState)
         ASSERT_GT(child.pid, 0);
         std::vector<std::string> before = shadow(), after = before;
         bool inFlight = false;
+        std::string write;
         for (;;) {
-            const std::string write = writeLine(rng, line++);
+            write = writeLine(rng, line++);
             before = after;
             const std::string expected = *shadowProcessor.process(write);
             after = shadow();
@@ -211,12 +213,24 @@ TEST_F(CrashSafetyTest, KilledBatchLeavesAcknowledgedOrInFlightState)
             EXPECT_EQ(answer, expected) << write;
             ++acknowledged;
         }
+        const pid_t pid = child.pid;
         const int status = child.kill();
         ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) << "falctl ended on its own: " << status;
         std::string answer;
         const bool answered = child.answer(answer);
-        if (!answered)
+        if (!answered) {
             ++killedInFlight;
+            if (write.find("WifiRadioChange") != std::string::npos)
+                ++killedInPair;  // between or around the wifi and the gateway saves
+        }
+        // A temporary file of the killed process: the kill cut a whole-file write (a fold of the
+        // journal into the snapshot, or a new journal). The next process to open the root removes it.
+        const std::string mark = ".tmp." + std::to_string(pid) + ".";
+        for (const auto& entry : std::filesystem::directory_iterator(childRoot_ + "/db"))
+            if (entry.path().filename().string().find(mark) != std::string::npos) {
+                ++killedInFileWrite;
+                break;
+            }
 
         const std::vector<std::string> disk = childDisk();
         for (unsigned t = 0; t < disk.size(); ++t) {
@@ -233,8 +247,11 @@ TEST_F(CrashSafetyTest, KilledBatchLeavesAcknowledgedOrInFlightState)
     RecordProperty("killRounds", int(kRounds));
     RecordProperty("acknowledgedWrites", int(acknowledged));
     RecordProperty("killedInFlight", int(killedInFlight));
-    printf("crash safety: %u kill rounds survived, %u writes acknowledged, %u kills before the answer\n", kRounds,
-           acknowledged, killedInFlight);
+    RecordProperty("killedInFileWrite", int(killedInFileWrite));
+    RecordProperty("killedInPair", int(killedInPair));
+    printf("crash safety: %u kill rounds survived, %u writes acknowledged, %u kills before the answer (%u in a "
+           "two-document operation), %u in the middle of a whole-file write\n",
+           kRounds, acknowledged, killedInFlight, killedInPair, killedInFileWrite);
 }
 
 }  // namespace

@@ -45,6 +45,16 @@ protected:
         LocalDbCtrl::unlockDbObject(kGateway, "test");
         return rc;
     }
+public:
+    // What another process might do to the files.
+    void replaceSnapshot()
+    {
+        usleep(20000);  // a modification time of its own
+        std::ofstream(LocalDbCtrl::documentPath(kGateway), std::ios::trunc) << R"({"name":"other","n":0})";
+    }
+    void removeJournal() { unlink(journal().c_str()); }
+
+protected:
     std::string devices(int n)
     {
         std::string text = R"({"name":"gw","list":[)";
@@ -190,6 +200,31 @@ TEST_F(StoreJournalTest, JournalOfAnotherSnapshotIsIgnored)
     ASSERT_EQ(change([](TreeMapObject* d) { d->set("other", 1); }), 0);
     LocalDbCtrl::reset();
     EXPECT_EQ(inMemory(kGateway), R"({"name":"c","other":1})");
+}
+
+// Another process wrote the root behind this one's back: the next save writes the whole document
+// as it stands here, never a record onto files that no longer continue it.
+TEST_F(StoreJournalTest, FilesChangedByAnotherWriterAreRewrittenWhole)
+{
+    seed(kGateway, R"({"name":"a","n":0})");
+    ASSERT_EQ(change([](TreeMapObject* d) { d->set("n", 1); }), 0);
+    struct Case {
+        const char* what;
+        void (StoreJournalTest::*other)();
+    } cases[] = {
+        {"snapshot replaced", &StoreJournalTest::replaceSnapshot},
+        {"journal removed", &StoreJournalTest::removeJournal},
+    };
+    int n = 1;
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        (this->*c.other)();
+        ++n;
+        ASSERT_EQ(change([n](TreeMapObject* d) { d->set("n", n); }), 0);
+        const std::string memory = canon(inMemory(kGateway));
+        EXPECT_EQ(onDisk(kGateway), memory);
+        EXPECT_EQ(rawSnapshot(), memory) << "written whole";
+    }
 }
 
 TEST_F(StoreJournalTest, InjectedAndRealFailuresLeaveTheFilesAsTheyWere)
