@@ -19,10 +19,10 @@ const char kTempMark[] = ".tmp.";
 
 }  // namespace
 
-bool falWriteAll(int fd, const char* data, size_t size)
+bool falWriteAll(int fd, const char* data, size_t size, off_t offset)
 {
     while (size > 0) {
-        ssize_t n = ::write(fd, data, size);
+        ssize_t n = ::pwrite(fd, data, size, offset);
         if (n < 0) {
             if (errno == EINTR)
                 continue;
@@ -30,6 +30,7 @@ bool falWriteAll(int fd, const char* data, size_t size)
         }
         data += n;
         size -= size_t(n);
+        offset += n;
     }
     return true;
 }

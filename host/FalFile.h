@@ -5,14 +5,16 @@
 #include <cstdint>
 #include <string>
 
+#include <sys/types.h>
+
 // Writes text to path atomically and durably: a temporary file beside it ("<path>.tmp.<pid>.<n>",
 // unique to the call, so concurrent writers never share one), fsync, rename over the path, fsync of
 // the directory. 0 on success; on failure non-zero, the temporary file removed and the path
 // untouched. `uniqueTemp` is accepted for older callers; every name is unique now.
 int falWriteFileAtomic(const std::string& path, const char* text, size_t size, bool uniqueTemp = true);
 
-// Writes every byte (retrying short writes and EINTR); false on an error.
-bool falWriteAll(int fd, const char* data, size_t size);
+// Writes every byte at the offset (pwrite, retrying short writes and EINTR); false on an error.
+bool falWriteAll(int fd, const char* data, size_t size, off_t offset = 0);
 
 // Reads a whole file; false when it cannot be opened or read.
 bool falReadFile(const std::string& path, std::string& out);

@@ -5,7 +5,10 @@
 //                             holding the values that changed (path and new value, or removal)
 //
 // Record: "FJ" 0x01 0x0A, payload length (u32 little-endian), CRC-32 of the payload (u32), payload.
-// A record that is cut short or fails its checksum ends the journal (a write torn by a crash).
+// A record that is cut short or fails its checksum ends the journal (a write torn by a crash), and
+// so do the zeros the file is extended with ahead of its records. The magic's 0x01 never occurs
+// in a payload (JSON text escapes control characters), so what is left of an older record after
+// a shorter one is written over it never reads as a record.
 #pragma once
 
 #include <cstddef>

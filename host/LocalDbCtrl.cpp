@@ -1,4 +1,5 @@
 #include "host/LocalDbCtrl.h"
+#include "host/LocalDbCtrlTesting.h"
 
 #include <fcntl.h>
 #include <json-c/json.h>
@@ -90,6 +91,9 @@ std::string pathOf(const std::string& root, unsigned apiType)
 }
 
 std::string pathOf(const Table& t, unsigned apiType) { return pathOf(t.root, apiType); }
+
+// Step in which the journal file is extended (with zeros, ahead of the records).
+constexpr off_t kJournalStep = 64 * 1024;
 
 // The journal may grow to the snapshot's size (at least this much) before it is folded into it.
 constexpr uint64_t kJournalFloor = 64 * 1024;
@@ -272,14 +276,15 @@ bool filesAreOurs(const FalDocState& d, const std::string& path, const std::stri
         return false;
     if (!d.journalOk)
         return true;  // a new journal is written whole
-    if (::stat(journal.c_str(), &st) != 0 || uint64_t(st.st_size) != d.journalBytes)
+    if (::stat(journal.c_str(), &st) != 0 || uint64_t(st.st_size) < d.journalBytes)
         return false;
     struct stat open {};
     return d.journalFd < 0 ||
            (::fstat(d.journalFd, &open) == 0 && open.st_ino == st.st_ino && open.st_dev == st.st_dev);
 }
 
-// Appends one encoded record to the journal: one write and one fdatasync. A journal that does
+// Appends one encoded record to the journal: one write and one fdatasync (and, once per step of
+// the file's growth, the zeros ahead). A journal that does
 // not exist yet (or continues an older snapshot) is written whole, starting with the snapshot's
 // identity. 0 on success; on failure the journal is as it was.
 int appendRecord(FalDocState& d, const std::string& path, const std::string& record)
@@ -296,11 +301,25 @@ int appendRecord(FalDocState& d, const std::string& path, const std::string& rec
         return 0;
     }
     if (d.journalFd < 0)
-        d.journalFd = ::open(journal.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
-    if (d.journalFd < 0)
+        d.journalFd = ::open(journal.c_str(), O_RDWR | O_CLOEXEC);
+    struct stat st {};
+    if (d.journalFd < 0 || ::fstat(d.journalFd, &st) != 0)
         return -1;
-    if (!falWriteAll(d.journalFd, record.data(), record.size()) || ::fdatasync(d.journalFd) != 0) {
-        if (::ftruncate(d.journalFd, off_t(d.journalBytes)) != 0)
+    const off_t at = off_t(d.journalBytes);
+    const off_t end = at + off_t(record.size());
+    bool ok = true;
+    if (end > st.st_size) {
+        // The journal grows in steps written as zeros ahead of the records: later saves overwrite
+        // blocks that exist, and their fdatasync has no file size or block allocation to commit.
+        const off_t target = (end + kJournalStep - 1) / kJournalStep * kJournalStep;
+        const std::string zeros(size_t(target - st.st_size), '\0');
+        ok = falWriteAll(d.journalFd, zeros.data(), zeros.size(), st.st_size);
+    }
+    ok = ok && falWriteAll(d.journalFd, record.data(), record.size(), at) && ::fdatasync(d.journalFd) == 0;
+    if (!ok) {
+        // The record may be in the file: clear its mark, so that replay ends before it.
+        static const char none[4] = {};
+        if (!falWriteAll(d.journalFd, none, sizeof none, at))
             d.fold = true;  // unknown tail: the next save writes the snapshot
         closeJournal(d);
         return -1;
@@ -495,7 +514,7 @@ std::string LocalDbCtrl::documentPath(unsigned apiType)
     return apiType < kDocuments ? pathOf(table(), apiType) : std::string();
 }
 
-void LocalDbCtrl::setLockTimeout(unsigned ms)
+void LocalDbCtrlTesting::setLockTimeout(unsigned ms)
 {
     std::lock_guard<std::mutex> lock(table().mutex);
     table().timeoutMs = ms;
@@ -515,16 +534,16 @@ void LocalDbCtrl::failNextSaves(unsigned apiType, unsigned count)
         table().docs[apiType].failSaves = count;
 }
 
-unsigned LocalDbCtrl::pendingLockFailures(unsigned apiType)
+unsigned LocalDbCtrlTesting::pendingLockFailures(unsigned apiType)
 {
     std::lock_guard<std::mutex> lock(table().mutex);
-    return apiType < kDocuments ? table().docs[apiType].failLocks : 0;
+    return apiType < LocalDbCtrl::kDocuments ? table().docs[apiType].failLocks : 0;
 }
 
-unsigned LocalDbCtrl::pendingSaveFailures(unsigned apiType)
+unsigned LocalDbCtrlTesting::pendingSaveFailures(unsigned apiType)
 {
     std::lock_guard<std::mutex> lock(table().mutex);
-    return apiType < kDocuments ? table().docs[apiType].failSaves : 0;
+    return apiType < LocalDbCtrl::kDocuments ? table().docs[apiType].failSaves : 0;
 }
 
 int LocalDbCtrl::replaceDocument(unsigned apiType, TreeMapObject* document)

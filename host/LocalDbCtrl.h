@@ -45,14 +45,10 @@ public:
     // Path of a document's file under the root.
     static std::string documentPath(unsigned apiType);
 
-    // How long a lock waits for another thread before it fails (milliseconds).
-    static void setLockTimeout(unsigned ms);
-
-    // Fault injection: the next `count` locks (or saves) of the document fail. 0 clears.
+    // Fault injection: the next `count` locks (or saves) of the document fail. 0 clears. (What is
+    // left to come, and the lock time-out, are in LocalDbCtrlTesting.h.)
     static void failNextLocks(unsigned apiType, unsigned count);
     static void failNextSaves(unsigned apiType, unsigned count);
-    static unsigned pendingLockFailures(unsigned apiType);
-    static unsigned pendingSaveFailures(unsigned apiType);
 
     // Replaces a document in memory and on disk (waits for its lock). 0 on success.
     static int replaceDocument(unsigned apiType, TreeMapObject* document);

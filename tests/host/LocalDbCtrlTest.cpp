@@ -48,7 +48,7 @@ class LocalDbTest : public FalDbTest {
 protected:
     void TearDown() override
     {
-        LocalDbCtrl::setLockTimeout(10000);
+        LocalDbCtrlTesting::setLockTimeout(10000);
         FalDbTest::TearDown();
     }
 
@@ -162,7 +162,7 @@ TEST_F(LocalDbTest, SecondThreadWaitsForTheHolder)
 
 TEST_F(LocalDbTest, UnlockByAnotherThreadIsIgnored)
 {
-    LocalDbCtrl::setLockTimeout(20);
+    LocalDbCtrlTesting::setLockTimeout(20);
     delete LocalDbCtrl::lockDbObject(kGateway, "", "owner");
     std::thread([] {
         LocalDbCtrl::unlockDbObject(kGateway, "owner");
@@ -237,7 +237,7 @@ TEST_F(LocalDbTest, FailedSaveLeavesFileAndDropsChange)
         doc->set("rip", 2);
     }
     EXPECT_NE(LocalDbCtrl::saveDbObject(kService, "test"), 0);
-    EXPECT_EQ(LocalDbCtrl::pendingSaveFailures(kService), 0u);
+    EXPECT_EQ(LocalDbCtrlTesting::pendingSaveFailures(kService), 0u);
     EXPECT_EQ(onDisk(kService), R"({"rip":1})");
     LocalDbCtrl::unlockDbObject(kService, "test");
     EXPECT_EQ(inMemory(kService), R"({"rip":1})");
@@ -299,13 +299,13 @@ TEST_F(LocalDbTest, InjectedLockFailures)
     // Tooling and queries do not consume injected failures.
     EXPECT_EQ(inMemory(kWifi), R"({"wps":1})");
     EXPECT_EQ(LocalDbCtrl::heldLocks(kWifi), 0u);
-    EXPECT_EQ(LocalDbCtrl::pendingLockFailures(kWifi), 2u);
+    EXPECT_EQ(LocalDbCtrlTesting::pendingLockFailures(kWifi), 2u);
 
     // Not held yet: the failed lock takes nothing.
     EXPECT_EQ(LocalDbCtrl::lockDbObject(kWifi, "wps", "test"), nullptr);
     EXPECT_EQ(LocalDbCtrl::heldLocks(kWifi), 0u);
     LocalDbCtrl::unlockDbObject(kWifi, "test");
-    EXPECT_EQ(LocalDbCtrl::pendingLockFailures(kWifi), 1u);
+    EXPECT_EQ(LocalDbCtrlTesting::pendingLockFailures(kWifi), 1u);
 
     // Already held: the failed lock counts one more level, balanced by its unlock.
     LocalDbCtrl::failNextLocks(kWifi, 0);
@@ -322,13 +322,13 @@ TEST_F(LocalDbTest, InjectedLockFailures)
     Tree replacement(TreeMapObject::parse(R"({"wps":2})"));
     EXPECT_EQ(LocalDbCtrl::replaceDocument(kWifi, replacement.get()), 0);
     EXPECT_EQ(LocalDbCtrl::saveDbObject(kWifi, "test"), -1);
-    EXPECT_EQ(LocalDbCtrl::pendingSaveFailures(kWifi), 1u);
+    EXPECT_EQ(LocalDbCtrlTesting::pendingSaveFailures(kWifi), 1u);
     EXPECT_EQ(onDisk(kWifi), R"({"wps":2})");
 
     LocalDbCtrl::failNextLocks(kWifi, 3);
     LocalDbCtrl::reset();
-    EXPECT_EQ(LocalDbCtrl::pendingLockFailures(kWifi), 0u);
-    EXPECT_EQ(LocalDbCtrl::pendingSaveFailures(kWifi), 0u);
+    EXPECT_EQ(LocalDbCtrlTesting::pendingLockFailures(kWifi), 0u);
+    EXPECT_EQ(LocalDbCtrlTesting::pendingSaveFailures(kWifi), 0u);
 }
 
 TEST_F(LocalDbTest, ToolingWorksWhileTheThreadHoldsTheLock)
