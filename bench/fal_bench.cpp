@@ -21,6 +21,7 @@
 #include <filesystem>
 #include <string>
 
+#include "BenchDocs.h"
 #include "host/LocalDbCtrl.h"
 #include "host/TreeMapObject.h"
 
@@ -32,45 +33,6 @@ constexpr int kSaveDeviceCount = 256;
 
 // The text flags the database writes documents with.
 constexpr int kSaveFlags = JSON_C_TO_STRING_PRETTY | JSON_C_TO_STRING_NOSLASHESCAPE;
-
-// --- the seeded document ------------------------------------------------------------------------
-
-std::string deviceText(int i)
-{
-    static const char* const kPaths[] = {"2.4G-1", "5G-1", "2.4G-2", "5G-2", "LAN-1", "LAN-2"};
-    static const char* const kTypes[] = {"phone", "laptop", "tv", "tablet", "camera", "printer"};
-    char buf[1024];
-    std::snprintf(buf, sizeof buf,
-                  "{\"id\":%d,\"name\":\"Device %d\",\"macAddress\":\"A4:5E:60:%02X:%02X:%02X\","
-                  "\"ipAddress\":\"192.168.%d.%d\",\"hostName\":\"host-%04d\",\"connected\":%s,"
-                  "\"path\":\"%s\",\"deviceType\":\"%s\",\"rssi\":%d,\"linkRate\":%d,"
-                  "\"lastConnected\":\"2024-05-%02dT%02d:%02d:%02dZ\","
-                  "\"advanced\":{\"parentalContrl\":false,\"reservedIP\":%s,\"blocked\":false,"
-                  "\"scheduleId\":%d,\"alias\":\"\"}}",
-                  i + 1, i + 1, (i >> 16) & 0xff, (i >> 8) & 0xff, i & 0xff, 1 + (i / 250) % 250,
-                  2 + i % 250, i, (i % 3) ? "true" : "false", kPaths[i % 6], kTypes[i % 6],
-                  -40 - i % 45, 144 + (i % 7) * 120, 1 + i % 28, i % 24, i % 60, (i * 7) % 60,
-                  (i % 5 == 0) ? "true" : "false", i % 4);
-    return buf;
-}
-
-std::string gatewayText(int devices)
-{
-    std::string text =
-        "{\"system\":{\"modelName\":\"HG-7100\",\"serialNumber\":\"HG71000042\","
-        "\"firmwareVersion\":\"3.2.14\",\"timer\":{\"ntpEnabled\":true,"
-        "\"ntpServer\":\"pool.ntp.org\",\"timeZone\":\"Europe/Paris\"}},"
-        "\"lanSettings\":{\"ipAddress\":\"192.168.1.1\",\"subnetMask\":\"255.255.255.0\","
-        "\"dhcpEnabled\":true,\"dhcpStart\":\"192.168.1.2\",\"dhcpEnd\":\"192.168.1.254\","
-        "\"leaseTime\":86400},"
-        "\"connectedDevices\":[";
-    for (int i = 0; i < devices; ++i) {
-        if (i) text += ',';
-        text += deviceText(i);
-    }
-    text += "]}";
-    return text;
-}
 
 bool writeFile(const std::string& path, const std::string& text)
 {
@@ -84,7 +46,7 @@ bool writeFile(const std::string& path, const std::string& text)
 // the benchmark's lifetime and is reset and removed afterwards.
 class BenchRoot {
 public:
-    explicit BenchRoot(int devices) : text_(gatewayText(devices))
+    explicit BenchRoot(int devices) : text_(benchGatewayText(devices))
     {
         char tmpl[] = "/tmp/fal_bench.XXXXXX";
         if (!mkdtemp(tmpl)) return;
@@ -175,7 +137,7 @@ void BM_LockCloneUnlock(benchmark::State& state)
 void BM_BareDeepCopy(benchmark::State& state)
 {
     const int devices = static_cast<int>(state.range(0));
-    json_object* doc = json_tokener_parse(gatewayText(devices).c_str());
+    json_object* doc = json_tokener_parse(benchGatewayText(devices).c_str());
     json_object* array = nullptr;
     if (!doc || !json_object_object_get_ex(doc, "connectedDevices", &array)) {
         state.SkipWithError("cannot parse the document");

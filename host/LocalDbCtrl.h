@@ -1,16 +1,21 @@
 // LocalDbCtrl: the gateway's database, one JSON document per API type.
 //
-// Documents live in <root>/db/<family>.json and are loaded on first use and kept in memory.
+// Documents are loaded on first use and kept in memory. On disk a document is its snapshot,
+// <root>/db/<family>.json, and its journal, <root>/db/<family>.journal (see FalJournal.h).
 //
 // Locking: a document is held by one thread at a time. The holder may lock it again (every lock
 // is matched by one unlock) and may hold several documents. An unlock by a thread that does not
 // hold the document is a no-op. A lock that would close a cycle of waiting threads, or that waits
 // longer than the lock time-out, fails (null) instead of hanging.
 //
-// Saving writes a temporary file, flushes and fsyncs it, renames it over the document and fsyncs
-// the directory, so a crash leaves either the old or the new document whole. When a thread's last
-// lock on a document is released, changes that were not saved successfully are dropped: memory
-// always equals disk between operations.
+// Saving appends the values that changed since the last save to the journal, as one checksummed
+// record, with one write and one fdatasync; a save with nothing changed writes nothing. When the
+// journal outgrows the snapshot (or a change cannot be placed by path), the save writes the whole
+// snapshot instead (temporary file, fsync, rename, fsync of the directory) and starts a new
+// journal. Loading replays the journal over the snapshot and ignores a record torn by a crash.
+// Leaving a root (setRoot, process exit) folds the journals of idle documents into the snapshots
+// and removes them. When a thread's last lock on a document is released, changes that were not
+// saved successfully are dropped: memory always equals disk between operations.
 #pragma once
 
 #include <string>
@@ -40,19 +45,18 @@ public:
     // Path of a document's file under the root.
     static std::string documentPath(unsigned apiType);
 
-    // How long a lock waits for another thread before it fails (milliseconds).
-    static void setLockTimeout(unsigned ms);
-
-    // Fault injection: the next `count` locks (or saves) of the document fail. 0 clears.
+    // Fault injection: the next `count` locks (or saves) of the document fail. 0 clears. (What is
+    // left to come, and the lock time-out, are in LocalDbCtrlTesting.h.)
     static void failNextLocks(unsigned apiType, unsigned count);
     static void failNextSaves(unsigned apiType, unsigned count);
-    static unsigned pendingLockFailures(unsigned apiType);
-    static unsigned pendingSaveFailures(unsigned apiType);
 
     // Replaces a document in memory and on disk (waits for its lock). 0 on success.
     static int replaceDocument(unsigned apiType, TreeMapObject* document);
     // Copy of a document as it stands (waits for its lock); null when it cannot be loaded.
     static TreeMapObject* copyDocument(unsigned apiType);
+    // The document as stored on disk (snapshot and journal), read afresh, under this root or the
+    // given one; no lock taken. Null when it cannot be read.
+    static TreeMapObject* storedDocument(unsigned apiType, const char* root = nullptr);
 
     // Locks the calling thread holds: on one document, and on all of them.
     static unsigned heldLocks(unsigned apiType);

@@ -19,6 +19,7 @@ enum LOG_GROUP_T {
     LOG_GROUP_SECURITY = 14,
     LOG_GROUP_SERVICE = 15,
     LOG_GROUP_QOS = 17,
+    LOG_GROUP_STORE = 20,  // the database controller and its files
 };
 
 class Logger {

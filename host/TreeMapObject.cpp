@@ -71,67 +71,67 @@ bool child(json_object* node, const Step& step, json_object** out)
     return json_object_object_get_ex(node, name.c_str(), out);
 }
 
-json_object* copyOf(const TreeMapObject* value)
+json_object* copyOf(json_object* node)
 {
     json_object* copy = nullptr;
-    if (value && value->node())
-        json_object_deep_copy(value->node(), &copy, nullptr);
+    if (node)
+        json_object_deep_copy(node, &copy, nullptr);
     return copy;
 }
 
-void collect(json_object* node, const char* key, const char* value, std::list<json_object*>& found)
+std::string joinPath(const std::string& base, const char* path)
+{
+    if (!path || !*path)
+        return base;
+    if (base.empty())
+        return path;
+    std::string out;
+    out.reserve(base.size() + 1 + strlen(path));
+    out += base;
+    out += '.';
+    out += path;
+    return out;
+}
+
+std::string indexStep(unsigned i) { return "[" + std::to_string(i) + "]"; }
+
+// Collects the matching nodes below `node`, with their paths when `path` (the path of `node`) is
+// given.
+void collect(json_object* node, const std::string* path, const char* key, const char* value,
+             std::list<std::pair<json_object*, std::string>>& found)
 {
     if (json_object_is_type(node, json_type_object)) {
         json_object* member = nullptr;
         if (json_object_object_get_ex(node, key, &member) && json_object_is_type(member, json_type_string) &&
             strcmp(json_object_get_string(member), value) == 0)
-            found.push_back(node);
+            found.emplace_back(node, path ? *path : std::string());
         json_object_object_foreach(node, name, item)
         {
-            (void)name;
-            collect(item, key, value, found);
+            if (!json_object_is_type(item, json_type_object) && !json_object_is_type(item, json_type_array))
+                continue;
+            if (path) {
+                std::string inner = joinPath(*path, name);
+                collect(item, &inner, key, value, found);
+            } else {
+                collect(item, nullptr, key, value, found);
+            }
         }
     } else if (json_object_is_type(node, json_type_array)) {
         size_t n = json_object_array_length(node);
-        for (size_t i = 0; i < n; ++i)
-            collect(json_object_array_get_idx(node, i), key, value, found);
+        for (size_t i = 0; i < n; ++i) {
+            json_object* item = json_object_array_get_idx(node, i);
+            if (path) {
+                std::string inner = joinPath(*path, indexStep(unsigned(i)).c_str());
+                collect(item, &inner, key, value, found);
+            } else {
+                collect(item, nullptr, key, value, found);
+            }
+        }
     }
 }
 
-}  // namespace
-
-TreeMapObject::TreeMapObject() { ++liveHandles_; }
-
-TreeMapObject::TreeMapObject(bool isArray)
-    : node_(isArray ? json_object_new_array() : json_object_new_object())
+bool resolveFrom(json_object* node, const char* path, json_object** out)
 {
-    ++liveHandles_;
-}
-
-TreeMapObject::TreeMapObject(unsigned, unsigned) : node_(json_object_new_object()) { ++liveHandles_; }
-
-TreeMapObject::TreeMapObject(json_object* node, FalDocState* doc) : node_(json_object_get(node)), doc_(doc)
-{
-    ++liveHandles_;
-}
-
-TreeMapObject::~TreeMapObject()
-{
-    json_object_put(node_);
-    --liveHandles_;
-}
-
-long TreeMapObject::liveHandles() { return liveHandles_.load(); }
-
-void TreeMapObject::touch()
-{
-    if (doc_)
-        doc_->dirty = true;
-}
-
-bool TreeMapObject::resolveExisting(const char* path, json_object** out) const
-{
-    json_object* node = node_;
     const char* cursor = path ? path : "";
     Step step;
     while (nextStep(cursor, step)) {
@@ -140,6 +140,95 @@ bool TreeMapObject::resolveExisting(const char* path, json_object** out) const
     }
     *out = node;
     return true;
+}
+
+}  // namespace
+
+struct TreeMapObject::Family {
+    std::atomic<long> handles{1};
+};
+
+TreeMapObject::TreeMapObject() : top_(true) { ++liveHandles_; }
+
+TreeMapObject::TreeMapObject(bool isArray)
+    : node_(isArray ? json_object_new_array() : json_object_new_object()), top_(true)
+{
+    ++liveHandles_;
+}
+
+TreeMapObject::TreeMapObject(unsigned, unsigned) : node_(json_object_new_object()), top_(true) { ++liveHandles_; }
+
+TreeMapObject::TreeMapObject(json_object* node, FalDocState* doc, std::string path)
+    : node_(json_object_get(node)), doc_(doc), path_(doc ? std::move(path) : std::string())
+{
+    ++liveHandles_;
+}
+
+TreeMapObject::~TreeMapObject()
+{
+    json_object_put(node_);
+    if (family_ && --family_->handles == 0)
+        delete family_;
+    --liveHandles_;
+}
+
+TreeMapObject* TreeMapObject::handleOnto(json_object* node, std::string path)
+{
+    if (doc_)
+        return new TreeMapObject(node, doc_, std::move(path));
+    // A handle into a tree of its own: counted, so that the tree's node is never lent while
+    // another handle could change it.
+    if (!family_)
+        family_ = new Family;
+    ++family_->handles;
+    TreeMapObject* h = new TreeMapObject(node, nullptr, std::string());
+    h->family_ = family_;
+    return h;
+}
+
+void TreeMapObject::ownNode()
+{
+    if (!lent_)
+        return;
+    json_object* copy = copyOf(node_);
+    json_object_put(node_);
+    node_ = copy;
+    lent_ = false;
+}
+
+json_object* TreeMapObject::take(TreeMapObject* value)
+{
+    if (!value || !value->node_)
+        return nullptr;
+    bool lend = value != this && value->top_ && !value->doc_ && !value->lent_ &&
+                (!value->family_ || value->family_->handles == 1);
+    if (!lend)
+        return copyOf(value->node_);
+    value->lent_ = true;
+    return json_object_get(value->node_);
+}
+
+long TreeMapObject::liveHandles() { return liveHandles_.load(); }
+
+std::string TreeMapObject::pathTo(const char* path) const { return joinPath(path_, path); }
+
+void TreeMapObject::changed(const char* path)
+{
+    if (!doc_)
+        return;
+    doc_->dirty = true;
+    // The handle's path is where its node was when the handle was made; the change can be placed
+    // by path only while the node is still there.
+    json_object* here = nullptr;
+    if (!doc_->rewrite && resolveFrom(doc_->root, path_.c_str(), &here) && here == node_)
+        doc_->changes.push_back(pathTo(path));
+    else
+        doc_->rewrite = true;
+}
+
+bool TreeMapObject::resolveExisting(const char* path, json_object** out) const
+{
+    return resolveFrom(node_, path, out);
 }
 
 json_object* TreeMapObject::resolve(const char* path) const
@@ -151,9 +240,10 @@ json_object* TreeMapObject::resolve(const char* path) const
 TreeMapObject* TreeMapObject::get(const char* path)
 {
     json_object* node = nullptr;
+    ownNode();
     if (!resolveExisting(path, &node))
         return nullptr;
-    return new TreeMapObject(node, doc_);
+    return handleOnto(node, doc_ ? pathTo(path) : std::string());
 }
 
 template <>
@@ -241,6 +331,7 @@ bool store(json_object* parent, const Step& step, json_object* owned)
 // the path cannot be completed, nothing changes and `owned` is released.
 void TreeMapObject::setNode(const char* path, json_object* owned)
 {
+    ownNode();
     const char* cursor = path ? path : "";
     Step step;
     json_object* parent = node_;
@@ -274,10 +365,10 @@ void TreeMapObject::setNode(const char* path, json_object* owned)
         json_object_put(owned);
         return;
     }
-    touch();
+    changed(path);
 }
 
-void TreeMapObject::set(const char* path, TreeMapObject* value) { setNode(path, copyOf(value)); }
+void TreeMapObject::set(const char* path, TreeMapObject* value) { setNode(path, take(value)); }
 
 void TreeMapObject::setInt(const char* path, long long v) { setNode(path, json_object_new_int64(v)); }
 
@@ -292,6 +383,7 @@ void TreeMapObject::del(const char* path)
 {
     if (!path || !*path)
         return;
+    ownNode();
     // Split off the last step; the parent is the rest.
     const char* lastDot = strrchr(path, '.');
     std::string parentPath = lastDot ? std::string(path, lastDot - path) : std::string();
@@ -306,13 +398,13 @@ void TreeMapObject::del(const char* path)
     if (step.isIndex) {
         if (json_object_is_type(parent, json_type_array) && step.index < json_object_array_length(parent)) {
             json_object_array_del_idx(parent, step.index, 1);
-            touch();
+            changed(parentPath.c_str());  // the items behind it moved: the whole array changed
         }
     } else if (json_object_is_type(parent, json_type_object)) {
         std::string name(step.begin, step.length);
         if (json_object_object_get_ex(parent, name.c_str(), nullptr)) {
             json_object_object_del(parent, name.c_str());
-            touch();
+            changed(path);
         }
     }
 }
@@ -326,29 +418,32 @@ TreeMapObject* TreeMapObject::at(unsigned i)
 {
     if (i >= len())
         return nullptr;
-    return new TreeMapObject(json_object_array_get_idx(node_, i), doc_);
+    ownNode();
+    return handleOnto(json_object_array_get_idx(node_, i), doc_ ? pathTo(indexStep(i).c_str()) : std::string());
 }
 
 void TreeMapObject::addArrayItem(TreeMapObject* item)
 {
     if (!json_object_is_type(node_, json_type_array))
         return;
-    json_object_array_add(node_, copyOf(item));
-    touch();
+    ownNode();
+    json_object_array_add(node_, take(item));
+    changed(indexStep(unsigned(json_object_array_length(node_) - 1)).c_str());
 }
 
 int TreeMapObject::setArrayItem(unsigned i, TreeMapObject* item)
 {
     if (!json_object_is_type(node_, json_type_array) || i > json_object_array_length(node_))
         return -1;
-    json_object* copy = copyOf(item);
+    ownNode();
+    json_object* copy = take(item);
     int rc = i == json_object_array_length(node_) ? json_object_array_add(node_, copy)
                                                   : json_object_array_put_idx(node_, i, copy);
     if (rc != 0) {
         json_object_put(copy);
         return -1;
     }
-    touch();
+    changed(indexStep(i).c_str());
     return 1;
 }
 
@@ -356,9 +451,10 @@ int TreeMapObject::delArrayItem(unsigned i)
 {
     if (i >= len())
         return -1;
+    ownNode();
     if (json_object_array_del_idx(node_, i, 1) != 0)
         return -1;
-    touch();
+    changed("");
     return 1;
 }
 
@@ -367,8 +463,9 @@ void TreeMapObject::clearArrayItems()
     size_t n = len();
     if (!n)
         return;
+    ownNode();
     json_object_array_del_idx(node_, 0, n);
-    touch();
+    changed("");
 }
 
 TreeMapObject* TreeMapObject::clone(const char* path)
@@ -388,10 +485,11 @@ std::list<TreeMapObject*> TreeMapObject::find<const char*>(const char* key, cons
     std::list<TreeMapObject*> handles;
     if (!key || !value || !node_)
         return handles;
-    std::list<json_object*> nodes;
-    collect(node_, key, value, nodes);
-    for (json_object* node : nodes)
-        handles.push_back(new TreeMapObject(node, doc_));
+    ownNode();
+    std::list<std::pair<json_object*, std::string>> nodes;
+    collect(node_, doc_ ? &path_ : nullptr, key, value, nodes);
+    for (auto& found : nodes)
+        handles.push_back(handleOnto(found.first, std::move(found.second)));
     return handles;
 }
 
@@ -428,7 +526,7 @@ TreeMapObject* TreeMapObject::parse(const char* text)
 
 TreeMapObject* TreeMapObject::adopt(json_object* node)
 {
-    TreeMapObject* handle = new TreeMapObject();
+    TreeMapObject* handle = new TreeMapObject();  // a tree of its own
     handle->node_ = node;
     return handle;
 }

@@ -44,6 +44,11 @@ public:
 
     // Makes the member at path hold a copy of the value's node (JSON null for a null value),
     // creating missing objects on the path. The caller keeps and deletes its handle.
+    //
+    // Copy on write: when the value is the only handle onto a tree of its own (a clone, a parsed or
+    // a new tree), its node is shared instead of copied, and the handle takes a copy of its own
+    // only if it is changed or asked for a handle into it afterwards. The same holds for
+    // addArrayItem and setArrayItem.
     void set(const char* path, TreeMapObject* value);
     void set(const char* path, std::nullptr_t) { set(path, static_cast<TreeMapObject*>(nullptr)); }
 
@@ -112,7 +117,11 @@ public:
 
 private:
     friend class LocalDbCtrl;
-    TreeMapObject(json_object* node, FalDocState* doc);
+    struct Family;  // the handles onto one tree of its own, counted
+    TreeMapObject(json_object* node, FalDocState* doc, std::string path);
+
+    // The path of a node below this one, from the document's root.
+    std::string pathTo(const char* path) const;
 
     json_object* resolve(const char* path) const;
     bool resolveExisting(const char* path, json_object** out) const;
@@ -120,10 +129,21 @@ private:
     void setInt(const char* path, long long v);
     void setBool(const char* path, bool v);
     void setString(const char* path, const char* v);
-    void touch();
+    // Records a change at `path` below this node in the stored document, if any.
+    void changed(const char* path);
+    // A new handle onto a node of this handle's tree.
+    TreeMapObject* handleOnto(json_object* node, std::string path);
+    // The value's node to store: shared when the value can lend it, else a deep copy (one reference).
+    json_object* take(TreeMapObject* value);
+    // Before this handle changes its tree or hands out a handle into it: stop sharing its node.
+    void ownNode();
 
     json_object* node_ = nullptr;  // one reference held by this handle
     FalDocState* doc_ = nullptr;    // the stored document the node belongs to, if any
+    std::string path_;              // where the node was in that document when the handle was made
+    Family* family_ = nullptr;      // for a tree of its own once handles into it exist
+    bool top_ = false;              // the handle made with the tree (new, clone, parse, adopt)
+    bool lent_ = false;             // its node is shared with another tree (copy on write)
 
     static std::atomic<long> liveHandles_;
 };

@@ -261,7 +261,7 @@ TEST_F(FrameGeneric, GetAnswersACopyOrALoadFailure)
     Rsp locked(gateway.handleGeneralDbGet(&req, "led"));
     EXPECT_EQ(locked->status, 8u);
     EXPECT_STREQ(locked->message, "failed to load database");
-    EXPECT_EQ(LocalDbCtrl::pendingLockFailures(0), 0u);
+    EXPECT_EQ(LocalDbCtrlTesting::pendingLockFailures(0), 0u);
 
     FalQosLdb qos;
     FalSecurityLdb security;

@@ -64,7 +64,7 @@ TEST_F(GatewayRequests, UserClassMissingIsAWrongUriBeforeAnyLock)
         EXPECT_EQ(rsp->status, 10u);
         EXPECT_STREQ(rsp->message, "Wrong URI");
         EXPECT_EQ(json(rsp->data), c.withData ? "{}" : "null");
-        EXPECT_EQ(LocalDbCtrl::pendingLockFailures(API_TYPE_GATEWAY), 1u);
+        EXPECT_EQ(LocalDbCtrlTesting::pendingLockFailures(API_TYPE_GATEWAY), 1u);
         LocalDbCtrl::failNextLocks(API_TYPE_GATEWAY, 0);
     }
     EXPECT_EQ(onDisk(API_TYPE_GATEWAY), canon(doc));

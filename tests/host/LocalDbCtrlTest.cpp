@@ -14,6 +14,7 @@
 #include <thread>
 
 #include "frame/FalTree.h"
+#include "host/FalFile.h"
 #include "support/FalTest.h"
 
 namespace {
@@ -47,7 +48,7 @@ class LocalDbTest : public FalDbTest {
 protected:
     void TearDown() override
     {
-        LocalDbCtrl::setLockTimeout(10000);
+        LocalDbCtrlTesting::setLockTimeout(10000);
         FalDbTest::TearDown();
     }
 
@@ -161,7 +162,7 @@ TEST_F(LocalDbTest, SecondThreadWaitsForTheHolder)
 
 TEST_F(LocalDbTest, UnlockByAnotherThreadIsIgnored)
 {
-    LocalDbCtrl::setLockTimeout(20);
+    LocalDbCtrlTesting::setLockTimeout(20);
     delete LocalDbCtrl::lockDbObject(kGateway, "", "owner");
     std::thread([] {
         LocalDbCtrl::unlockDbObject(kGateway, "owner");
@@ -216,10 +217,12 @@ TEST_F(LocalDbTest, SaveWritesTheWholeDocument)
     const std::string expected = R"({"dmz":{"on":true,"host":"10.0.0.2/32"},"rip":1})";
     EXPECT_EQ(onDisk(kService), canon(expected));
     EXPECT_EQ(inMemory(kService), expected);
+    LocalDbCtrl::setRoot(root_);  // a clean close folds the journal into the JSON file
     std::ifstream in(LocalDbCtrl::documentPath(kService));
     std::string raw((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
     EXPECT_NE(raw.find("\"10.0.0.2/32\""), std::string::npos) << "slashes are written as they are";
-    EXPECT_NE(access((LocalDbCtrl::documentPath(kService) + ".tmp").c_str(), F_OK), 0) << "temporary file left";
+    EXPECT_EQ(falRemoveStaleTemporaries(root_ + "/db"), 0u) << "temporary file left";
+    EXPECT_NE(access((root_ + "/db/service.journal").c_str(), F_OK), 0) << "journal left after a clean close";
 
     EXPECT_EQ(LocalDbCtrl::saveDbObject(kService, "test"), -1);  // not locked
     EXPECT_TRUE(loggedError("not locked"));
@@ -234,13 +237,13 @@ TEST_F(LocalDbTest, FailedSaveLeavesFileAndDropsChange)
         doc->set("rip", 2);
     }
     EXPECT_NE(LocalDbCtrl::saveDbObject(kService, "test"), 0);
-    EXPECT_EQ(LocalDbCtrl::pendingSaveFailures(kService), 0u);
+    EXPECT_EQ(LocalDbCtrlTesting::pendingSaveFailures(kService), 0u);
     EXPECT_EQ(onDisk(kService), R"({"rip":1})");
     LocalDbCtrl::unlockDbObject(kService, "test");
     EXPECT_EQ(inMemory(kService), R"({"rip":1})");
 
-    // A real write failure: a directory stands where the temporary file goes.
-    const std::string tmp = LocalDbCtrl::documentPath(kService) + ".tmp";
+    // A real write failure: a directory stands where the journal goes.
+    const std::string tmp = root_ + "/db/service.journal";
     ASSERT_EQ(mkdir(tmp.c_str(), 0700), 0);
     Tree doc(LocalDbCtrl::lockDbObject(kService, "", "test"));
     doc->set("rip", 3);
@@ -296,13 +299,13 @@ TEST_F(LocalDbTest, InjectedLockFailures)
     // Tooling and queries do not consume injected failures.
     EXPECT_EQ(inMemory(kWifi), R"({"wps":1})");
     EXPECT_EQ(LocalDbCtrl::heldLocks(kWifi), 0u);
-    EXPECT_EQ(LocalDbCtrl::pendingLockFailures(kWifi), 2u);
+    EXPECT_EQ(LocalDbCtrlTesting::pendingLockFailures(kWifi), 2u);
 
     // Not held yet: the failed lock takes nothing.
     EXPECT_EQ(LocalDbCtrl::lockDbObject(kWifi, "wps", "test"), nullptr);
     EXPECT_EQ(LocalDbCtrl::heldLocks(kWifi), 0u);
     LocalDbCtrl::unlockDbObject(kWifi, "test");
-    EXPECT_EQ(LocalDbCtrl::pendingLockFailures(kWifi), 1u);
+    EXPECT_EQ(LocalDbCtrlTesting::pendingLockFailures(kWifi), 1u);
 
     // Already held: the failed lock counts one more level, balanced by its unlock.
     LocalDbCtrl::failNextLocks(kWifi, 0);
@@ -319,13 +322,13 @@ TEST_F(LocalDbTest, InjectedLockFailures)
     Tree replacement(TreeMapObject::parse(R"({"wps":2})"));
     EXPECT_EQ(LocalDbCtrl::replaceDocument(kWifi, replacement.get()), 0);
     EXPECT_EQ(LocalDbCtrl::saveDbObject(kWifi, "test"), -1);
-    EXPECT_EQ(LocalDbCtrl::pendingSaveFailures(kWifi), 1u);
+    EXPECT_EQ(LocalDbCtrlTesting::pendingSaveFailures(kWifi), 1u);
     EXPECT_EQ(onDisk(kWifi), R"({"wps":2})");
 
     LocalDbCtrl::failNextLocks(kWifi, 3);
     LocalDbCtrl::reset();
-    EXPECT_EQ(LocalDbCtrl::pendingLockFailures(kWifi), 0u);
-    EXPECT_EQ(LocalDbCtrl::pendingSaveFailures(kWifi), 0u);
+    EXPECT_EQ(LocalDbCtrlTesting::pendingLockFailures(kWifi), 0u);
+    EXPECT_EQ(LocalDbCtrlTesting::pendingSaveFailures(kWifi), 0u);
 }
 
 TEST_F(LocalDbTest, ToolingWorksWhileTheThreadHoldsTheLock)

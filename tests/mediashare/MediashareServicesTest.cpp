@@ -106,7 +106,7 @@ TEST_F(MediashareTest, DlnaScanAnswersWithoutTouchingTheDatabase)
     OpRsp rsp = call("MediashareDlnaScan");
     expectAnswer(rsp, FAL_OK, kFine, replyTo("MediashareDlnaScan"));
     EXPECT_EQ(rsp->data, nullptr);
-    EXPECT_EQ(LocalDbCtrl::pendingLockFailures(API_TYPE_MEDIASHARE), 1u);
+    EXPECT_EQ(LocalDbCtrlTesting::pendingLockFailures(API_TYPE_MEDIASHARE), 1u);
     LocalDbCtrl::failNextLocks(API_TYPE_MEDIASHARE, 0);
     EXPECT_EQ(family_.MediashareDlnaScan(nullptr), nullptr);
 }

@@ -65,7 +65,7 @@ TEST_F(QosTest, ConfigurationUpdateSavesOnlyAChange)
     // The stored value again: nothing is saved, so a failing save goes unnoticed.
     LocalDbCtrl::failNextSaves(API_TYPE_QOS, 1);
     expectAnswer(call("QosConfigurationUpdate", {}, R"({"active": false})"), FAL_OK, kFine, "QosConfigurationUpdate");
-    EXPECT_EQ(LocalDbCtrl::pendingSaveFailures(API_TYPE_QOS), 1u);
+    EXPECT_EQ(LocalDbCtrlTesting::pendingSaveFailures(API_TYPE_QOS), 1u);
     LocalDbCtrl::failNextSaves(API_TYPE_QOS, 0);
     expectAnswer(call("QosConfigurationUpdate", {}, R"({"active": true})"), FAL_OK, kFine, "QosConfigurationUpdate");
     EXPECT_EQ(stored("qos.active"), "true");

@@ -52,7 +52,7 @@ TEST_F(SecurityTest, FirewallUpdateWithNeitherFamilySavesNothing)
 {
     LocalDbCtrl::failNextSaves(API_TYPE_SECURITY, 1);
     expectAnswer(call("SecurityFirewallUpdate", {}, R"({"other": 1})"), FAL_OK, kFine, 3);
-    EXPECT_EQ(LocalDbCtrl::pendingSaveFailures(API_TYPE_SECURITY), 1u);
+    EXPECT_EQ(LocalDbCtrlTesting::pendingSaveFailures(API_TYPE_SECURITY), 1u);
     LocalDbCtrl::failNextSaves(API_TYPE_SECURITY, 0);
 }
 

@@ -22,7 +22,7 @@ TEST_F(SecurityTest, ParentalSwitchMarksEveryConnectedDevice)
     // No device with that address: nothing to save, so a failing save is never met.
     LocalDbCtrl::failNextSaves(API_TYPE_GATEWAY, 1);
     EXPECT_EQ(family_.UpdateGatewayParentalControl(false, "DD:33", "test"), 0);
-    EXPECT_EQ(LocalDbCtrl::pendingSaveFailures(API_TYPE_GATEWAY), 1u);
+    EXPECT_EQ(LocalDbCtrlTesting::pendingSaveFailures(API_TYPE_GATEWAY), 1u);
     LocalDbCtrl::failNextSaves(API_TYPE_GATEWAY, 0);
     LocalDbCtrl::failNextLocks(API_TYPE_GATEWAY, 1);
     EXPECT_EQ(family_.UpdateGatewayParentalControl(true, nullptr, "test"), 8);

@@ -138,7 +138,7 @@ TEST_F(SecurityTest, TunnelUpdateValidation)
                             replyTo("SecurityVpnIpsecUpdate")});
     // Checked before anything is locked: the failing lock is never reached.
     expectRefusals(kSecurity, refusals);
-    EXPECT_EQ(LocalDbCtrl::pendingLockFailures(API_TYPE_SECURITY), 1u);
+    EXPECT_EQ(LocalDbCtrlTesting::pendingLockFailures(API_TYPE_SECURITY), 1u);
     LocalDbCtrl::failNextLocks(API_TYPE_SECURITY, 0);
 
     expectRefusals(kSecurity, {

@@ -5,6 +5,7 @@
 
 #include <cstdio>
 #include <fstream>
+#include <memory>
 #include <sstream>
 
 void FalDbTest::SetUp()
@@ -46,12 +47,8 @@ void FalDbTest::seed(unsigned apiType, const std::string& text)
 
 std::string FalDbTest::onDisk(unsigned apiType)
 {
-    std::ifstream in(LocalDbCtrl::documentPath(apiType));
-    if (!in)
-        return "";
-    std::stringstream ss;
-    ss << in.rdbuf();
-    return canon(ss.str());
+    std::unique_ptr<TreeMapObject> doc(LocalDbCtrl::storedDocument(apiType));
+    return doc ? canon(doc->toJsonString()) : "";
 }
 
 std::string FalDbTest::inMemory(unsigned apiType)

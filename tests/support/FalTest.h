@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "fal.h"
+#include "host/LocalDbCtrlTesting.h"
 
 // One log record as the Logger handed it to the capture.
 struct CapturedLog {

@@ -301,8 +301,8 @@ TEST_F(BatchProcessorTest, MalformedLinesAnswerAnErrorAndTheProcessorGoesOn)
     }
     // Nothing was left behind by the rejected lines.
     for (unsigned t = 0; t < LocalDbCtrl::kDocuments; ++t) {
-        EXPECT_EQ(LocalDbCtrl::pendingLockFailures(t), 0u);
-        EXPECT_EQ(LocalDbCtrl::pendingSaveFailures(t), 0u);
+        EXPECT_EQ(LocalDbCtrlTesting::pendingLockFailures(t), 0u);
+        EXPECT_EQ(LocalDbCtrlTesting::pendingSaveFailures(t), 0u);
     }
 }
 
@@ -363,12 +363,12 @@ TEST_F(BatchProcessorTest, LoadDumpAndFaultInjectionControls)
     for (const Case& c : cases) {
         SCOPED_TRACE(c.line);
         EXPECT_EQ(process(c.line), R"({"ok":true})");
-        EXPECT_EQ(c.save ? LocalDbCtrl::pendingSaveFailures(c.apiType) : LocalDbCtrl::pendingLockFailures(c.apiType),
+        EXPECT_EQ(c.save ? LocalDbCtrlTesting::pendingSaveFailures(c.apiType) : LocalDbCtrlTesting::pendingLockFailures(c.apiType),
                   c.expected);
     }
     // Controls do not consume injected failures: only the operations' locks and saves do.
     EXPECT_EQ(process(R"({"control":"dump","family":"wifi"})"), R"({"document":{}})");
-    EXPECT_EQ(LocalDbCtrl::pendingLockFailures(API_TYPE_WIFI), 1u);
+    EXPECT_EQ(LocalDbCtrlTesting::pendingLockFailures(API_TYPE_WIFI), 1u);
     LocalDbCtrl::failNextLocks(API_TYPE_WIFI, 0);
 }
 

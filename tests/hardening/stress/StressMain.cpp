@@ -331,9 +331,11 @@ int main(int argc, char** argv)
     finished = true;
     watchdog.join();
 
-    // Every document parses on disk and equals what the database holds.
+    // Every document parses on disk (snapshot and journal) and equals what the database holds.
     for (unsigned t = 0; t < LocalDbCtrl::kDocuments; ++t) {
-        const std::string disk = canonical(readFile(LocalDbCtrl::documentPath(t)));
+        TreeMapObject* stored = LocalDbCtrl::storedDocument(t);
+        const std::string disk = stored ? canonical(stored->toJsonString()) : "";
+        delete stored;
         TreeMapObject* doc = LocalDbCtrl::copyDocument(t);
         const std::string memory = doc ? canonical(doc->toJsonString()) : "";
         delete doc;

@@ -1,0 +1,10 @@
+// Hooks of the database controller for tests only; hosts never need them.
+#pragma once
+
+struct LocalDbCtrlTesting {
+    // How long a lock waits for another thread before it fails (milliseconds; 10000 by default).
+    static void setLockTimeout(unsigned ms);
+    // Injected failures still to come (LocalDbCtrl::failNextLocks / failNextSaves).
+    static unsigned pendingLockFailures(unsigned apiType);
+    static unsigned pendingSaveFailures(unsigned apiType);
+};
