@@ -93,8 +93,8 @@ std::string pathOf(const std::string& root, unsigned apiType)
 
 std::string pathOf(const Table& t, unsigned apiType) { return pathOf(t.root, apiType); }
 
-// Step in which the journal file is extended (with zeros, ahead of the records).
-constexpr off_t kJournalStep = 64 * 1024;
+// Step in which the journal file is extended (a record padded with zeros ahead of it).
+constexpr off_t kJournalStep = 4 * 1024;
 
 // The journal may grow to the snapshot's size (at least this much) before it is folded into it.
 constexpr uint64_t kJournalFloor = 64 * 1024;
@@ -286,8 +286,7 @@ bool filesAreOurs(const FalDocState& d, const std::string& path, const std::stri
            (::fstat(d.journalFd, &open) == 0 && open.st_ino == st.st_ino && open.st_dev == st.st_dev);
 }
 
-// Appends one encoded record to the journal: one write and one fdatasync (and, once per step of
-// the file's growth, the zeros ahead). A journal that does
+// Appends one encoded record to the journal: one write and one fdatasync. A journal that does
 // not exist yet (or continues an older snapshot) is written whole, starting with the snapshot's
 // identity. 0 on success; on failure the journal is as it was.
 int appendRecord(FalDocState& d, const std::string& path, const std::string& record)
@@ -309,16 +308,18 @@ int appendRecord(FalDocState& d, const std::string& path, const std::string& rec
     if (d.journalFd < 0 || ::fstat(d.journalFd, &st) != 0)
         return -1;
     const off_t at = off_t(d.journalBytes);
-    const off_t end = at + off_t(record.size());
-    bool ok = true;
-    if (end > st.st_size) {
-        // The journal grows in steps written as zeros ahead of the records: later saves overwrite
-        // blocks that exist, and their fdatasync has no file size or block allocation to commit.
-        const off_t target = (end + kJournalStep - 1) / kJournalStep * kJournalStep;
-        const std::string zeros(size_t(target - st.st_size), '\0');
-        ok = falWriteAll(d.journalFd, zeros.data(), zeros.size(), st.st_size);
+    bool ok;
+    if (at + off_t(record.size()) > st.st_size && record.size() < size_t(kJournalStep)) {
+        // The journal grows by a step at a time, the record padded with zeros: later saves
+        // overwrite blocks that exist, and their fdatasync has no file size or block allocation
+        // to commit. Still one write of at most a step.
+        std::string padded = record;
+        padded.resize(size_t(kJournalStep), '\0');
+        ok = falWriteAll(d.journalFd, padded.data(), padded.size(), at);
+    } else {
+        ok = falWriteAll(d.journalFd, record.data(), record.size(), at);
     }
-    ok = ok && falWriteAll(d.journalFd, record.data(), record.size(), at) && ::fdatasync(d.journalFd) == 0;
+    ok = ok && ::fdatasync(d.journalFd) == 0;
     if (!ok) {
         // The record may be in the file: clear its mark, so that replay ends before it.
         static const char none[4] = {};
