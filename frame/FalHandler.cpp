@@ -148,3 +148,8 @@ bool FalLock::save()
 {
     return falSave(apiType_, requester_);
 }
+
+bool FalLock::saveOrAnswer(_FAL_RSP_T* rsp, const char* failMessage)
+{
+    return ::saveOrAnswer(rsp, apiType_, requester_, failMessage);
+}

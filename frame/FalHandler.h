@@ -10,6 +10,9 @@
 
 class TreeMapObject;
 
+// Log group of the dispatcher and of the frame's own steps.
+constexpr LOG_GROUP_T LOG_GROUP_FRAME = static_cast<LOG_GROUP_T>(2);
+
 // Sets the status and message of a response.
 void falAnswer(_FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message);
 
@@ -92,6 +95,8 @@ public:
     TreeMapObject* get() const { return obj_; }
     // Saves the document; true when saved.
     bool save();
+    // Saves the document; on failure answers FAL_DB_ERROR with `failMessage` and yields false.
+    bool saveOrAnswer(_FAL_RSP_T* rsp, const char* failMessage);
 
 private:
     unsigned apiType_;

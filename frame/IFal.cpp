@@ -1,6 +1,7 @@
 #include "frame/IFal.h"
 
 #include "frame/FalOpTable.h"
+#include "frame/FalHandler.h"
 #include "frame/FalResponse.h"
 #include "host/LocalDbCtrl.h"
 #include "host/Logger.h"
@@ -28,7 +29,7 @@ unsigned long falLeftLockCount()
 static _FAL_RSP_T* dispatch(IFal* self, const FalInterfaceInfo& family, _FAL_REQ_T* req)
 {
     if (!req) {
-        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_NETWORK, "%s: null request for the %s family\n",
+        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_FRAME, "%s: null request for the %s family\n",
                       "handleFalReq", family.name);
         return nullptr;
     }
@@ -44,7 +45,7 @@ static _FAL_RSP_T* dispatch(IFal* self, const FalInterfaceInfo& family, _FAL_REQ
     _FAL_RSP_T* rsp = family.call(self, op->slot, req);
     if (unsigned held = LocalDbCtrl::releaseAllHeld()) {
         ++leftLocks;
-        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_NETWORK, "%s: %s left %u lock(s) held; released\n",
+        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_FRAME, "%s: %s left %u lock(s) held; released\n",
                       "handleFalReq", op->name, held);
     }
     return rsp;
