@@ -1,14 +1,15 @@
 #!/usr/bin/env bash
 # Runs the same batch of calls (every operation of every family, see batch_requests.py) through
 # two builds of falctl, each on a fresh factory root, and prints where their answers differ.
-# usage: scripts/batch_compare.sh OLD_FALCTL NEW_FALCTL [WORK_DIR]
+# usage: scripts/batch_compare.sh OLD_FALCTL NEW_FALCTL [WORK_DIR [FAMILY ...]]
 # Exit status 0 when every answer is the same, 1 otherwise.
 set -euo pipefail
-old=$1 new=$2
+old=$(realpath "$1") new=$(realpath "$2")
 here=$(cd "$(dirname "$0")/.." && pwd)
 work=${3:-$(mktemp -d)}
+shift $(($# < 3 ? $# : 3))
 mkdir -p "$work"
-python3 "$here/scripts/batch_requests.py" "$old" "$here/tests" > "$work/requests.jsonl"
+python3 "$here/scripts/batch_requests.py" "$old" "$here/tests" "$@" > "$work/requests.jsonl"
 # Both sides at once: a few operations sleep on purpose, so the run is mostly waiting.
 for side in old new; do
     bin=${!side}

@@ -7,7 +7,7 @@ operation; each is run on the factory document and again on the documents of tho
 failed lock and a failed save once per operation. Used by scripts/batch_compare.sh to check that
 two builds of falctl answer alike.
 
-usage: batch_requests.py FALCTL TESTS_DIR > requests.jsonl
+usage: batch_requests.py FALCTL TESTS_DIR [FAMILY ...] > requests.jsonl
 """
 import json
 import os
@@ -101,6 +101,8 @@ def main():
     falctl, tests_dir = sys.argv[1], sys.argv[2]
     with tempfile.TemporaryDirectory() as root:
         ops = family_ops(falctl, root)
+        if sys.argv[3:]:
+            ops = {f: ops[f] for f in sys.argv[3:]}
         factory = factory_docs(falctl, root, list(ops))
     out = sys.stdout
 
