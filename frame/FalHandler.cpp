@@ -139,9 +139,17 @@ FalLock::FalLock(unsigned apiType, const char* key, const char* requester)
 {
 }
 
+FalLock::FalLock(FalLock&& other) noexcept
+    : apiType_(other.apiType_), requester_(other.requester_), obj_(other.obj_), held_(other.held_)
+{
+    other.obj_ = nullptr;
+    other.held_ = false;
+}
+
 FalLock::~FalLock()
 {
-    falRelease(apiType_, requester_, obj_);
+    if (held_)
+        falRelease(apiType_, requester_, obj_);
 }
 
 bool FalLock::save()

@@ -89,6 +89,9 @@ public:
     ~FalLock();
     FalLock(const FalLock&) = delete;
     FalLock& operator=(const FalLock&) = delete;
+    // The moved-from guard neither frees nor releases anything.
+    FalLock(FalLock&& other) noexcept;
+    FalLock& operator=(FalLock&&) = delete;
 
     explicit operator bool() const { return obj_ != nullptr; }
     TreeMapObject* operator->() const { return obj_; }
@@ -102,4 +105,5 @@ private:
     unsigned apiType_;
     const char* requester_;
     TreeMapObject* obj_;
+    bool held_ = true;  // whether this guard still releases the lock
 };

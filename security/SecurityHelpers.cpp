@@ -4,7 +4,6 @@
 
 #include "frame/BeHelpers.h"
 #include "frame/FalResponse.h"
-#include "host/LocalDbCtrl.h"
 
 bool secHasObjectBody(const _FAL_REQ_T* req)
 {
@@ -49,11 +48,6 @@ int secRemoveItems(TreeMapObject* array, const char* member, int value, const ch
         ++removed;
     }
     return removed;
-}
-
-FalTree secLock(unsigned apiType, const char* key, const char* requester)
-{
-    return FalTree(LocalDbCtrl::lockDbObject(apiType, key, requester));
 }
 
 _FAL_RSP_T* secProbeDocument(unsigned msgId, unsigned probedType)

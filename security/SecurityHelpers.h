@@ -30,9 +30,6 @@ bool secBlank(const char* text);
 // failed (logged as `who`).
 int secRemoveItems(TreeMapObject* array, const char* member, int value, const char* who);
 
-// Locks `key` of the document `apiType` as `requester`: the handle, or null.
-FalTree secLock(unsigned apiType, const char* key, const char* requester);
-
 
 // The probe behind the log and managed operations: locks the whole document `probedType` as
 // "default" and releases it at once; 8 "failed to get database" when it cannot be locked.
