@@ -30,7 +30,7 @@ _FAL_RSP_T* fixedObjectGet(_FAL_REQ_T* req, const char* key, unsigned apiType, u
     _FAL_RSP_T* rsp = netResponse(msgId, false, NET_NO_MEMORY, apiType);
     if (!rsp)
         return nullptr;
-    FalTree object = netLock(key, req->requester);
+    FalLock object(API_TYPE_NETWORK, key, req->requester);
     if (!object) {
         Logger::print(LOG_TYPE_ERROR, NET_LOG, "No object found in txt repo\n");
         rsp->status = FAL_FAILED;
@@ -38,28 +38,25 @@ _FAL_RSP_T* fixedObjectGet(_FAL_REQ_T* req, const char* key, unsigned apiType, u
         rsp->status = FAL_OK;
         rsp->data = object->clone(nullptr);
     }
-    netRelease(req->requester, object);
     return rsp;
 }
 
 // Locks the object of a Q-mode, dual-WAN or mobile update; on failure answers 8 with the message
-// from creation and releases the lock.
-FalTree lockSetting(_FAL_RSP_T* rsp, const char* key, const char* requester)
+// from creation.
+FalLock lockSetting(_FAL_RSP_T* rsp, const char* key, const char* requester)
 {
-    FalTree object = netLock(key, requester);
+    FalLock object(API_TYPE_NETWORK, key, requester);
     if (!object) {
         Logger::print(LOG_TYPE_ERROR, NET_LOG, "No object found in txt Repo!\n");
         rsp->status = FAL_DB_ERROR;
-        netRelease(requester, object);
     }
     return object;
 }
 
-// Saves and releases: status 0 on success, 4 otherwise.
-void saveAndRelease(_FAL_RSP_T* rsp, const char* requester, FalTree& object)
+// Saves: status 0 on success, 4 otherwise.
+void saveSetting(_FAL_RSP_T* rsp, FalLock& object)
 {
-    rsp->status = falSave(API_TYPE_NETWORK, requester) ? FAL_OK : FAL_FAILED;
-    netRelease(requester, object);
+    rsp->status = object.save() ? FAL_OK : FAL_FAILED;
 }
 
 }  // namespace
@@ -87,7 +84,7 @@ _FAL_RSP_T* FalNetworkLdb::NetworkDslmodeSet(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = netChangeResponse(req);
     if (!rsp)
         return nullptr;
-    FalTree modes = netLockOrFail(rsp, "dslMode", req->requester, NET_LOCAL_LOAD_FAILED);
+    FalLock modes = netLockOrFail(rsp, "dslMode", req->requester, NET_LOCAL_LOAD_FAILED);
     if (!modes)
         return rsp;
     for (unsigned i = 0; i < req->body->len(); ++i) {
@@ -101,7 +98,7 @@ _FAL_RSP_T* FalNetworkLdb::NetworkDslmodeSet(_FAL_REQ_T* req)
             }
         }
     }
-    saveAndRelease(rsp, req->requester, modes);
+    saveSetting(rsp, modes);
     return rsp;
 }
 
@@ -117,11 +114,11 @@ _FAL_RSP_T* FalNetworkLdb::NetworkOperationUpdate(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = netChangeResponse(req);
     if (!rsp)
         return nullptr;
-    FalTree operation = netLockOrFail(rsp, "operation", req->requester, NET_KEY_LOAD_FAILED);
+    FalLock operation = netLockOrFail(rsp, "operation", req->requester, NET_KEY_LOAD_FAILED);
     if (!operation)
         return rsp;
     netCopyPresent(operation.get(), "", req->body, "", {"mode"});
-    saveAndRelease(rsp, req->requester, operation);
+    saveSetting(rsp, operation);
     return rsp;
 }
 
@@ -137,12 +134,12 @@ _FAL_RSP_T* FalNetworkLdb::NetworkMaccloneSet(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = netChangeResponse(req);
     if (!rsp)
         return nullptr;
-    FalTree macClone = netLockOrFail(rsp, "macClone", req->requester, NET_LOCAL_LOAD_FAILED);
+    FalLock macClone = netLockOrFail(rsp, "macClone", req->requester, NET_LOCAL_LOAD_FAILED);
     if (!macClone)
         return rsp;
     macClone->set("active", req->body->get<bool>("active"));
     netCopyTexts(macClone.get(), req->body, {"mac"});
-    saveAndRelease(rsp, req->requester, macClone);
+    saveSetting(rsp, macClone);
     return rsp;
 }
 
@@ -161,12 +158,12 @@ _FAL_RSP_T* FalNetworkLdb::NetworkQmodeUpdate(_FAL_REQ_T* req)
     if (!rsp)
         return nullptr;
     rsp->status = FAL_FAILED;
-    FalTree qMode = lockSetting(rsp, "qMode", req->requester);
+    FalLock qMode = lockSetting(rsp, "qMode", req->requester);
     if (!qMode)
         return rsp;
     netCopyTexts(qMode.get(), req->body, {"operation", "qmode"});
     netCopyPresent(qMode.get(), "", req->body, "", kQmodeConnection);
-    saveAndRelease(rsp, req->requester, qMode);
+    saveSetting(rsp, qMode);
     return rsp;
 }
 
@@ -185,15 +182,14 @@ _FAL_RSP_T* FalNetworkLdb::NetworkDualwanUpdate(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = netResponse(47, false, kNoMemoryBang);
     if (!rsp)
         return nullptr;
-    FalTree dualwan = lockSetting(rsp, "dualwan", req->requester);
+    FalLock dualwan = lockSetting(rsp, "dualwan", req->requester);
     if (!dualwan)
         return rsp;
     dualwan->set("active", req->body->get<bool>("active"));
     dualwan->set("mode", req->body->get<int>("mode"));
     netCopyPresent(dualwan.get(), "", req->body, "", kDualwanInterfaces);
-    if (!falSave(API_TYPE_NETWORK, req->requester))
+    if (!dualwan.save())
         falAnswer(rsp, FAL_DB_ERROR, "Save databse error");
-    netRelease(req->requester, dualwan);
     return rsp;
 }
 
@@ -217,12 +213,12 @@ _FAL_RSP_T* FalNetworkLdb::NetworkMobileUpdate(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = netResponse(53, false, kNoMemoryBang);
     if (!rsp)
         return nullptr;
-    FalTree configuration = lockSetting(rsp, "mobileConfiguration", req->requester);
+    FalLock configuration = lockSetting(rsp, "mobileConfiguration", req->requester);
     if (!configuration)
         return rsp;
     netCopyTexts(configuration.get(), req->body, kMobileTexts);
     configuration->set("profileID", req->body->get<int>("profileID"));
-    saveAndRelease(rsp, req->requester, configuration);
+    saveSetting(rsp, configuration);
     return rsp;
 }
 

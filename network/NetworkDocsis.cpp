@@ -13,7 +13,7 @@ _FAL_RSP_T* mtaMemberGet(_FAL_REQ_T* req, const char* member, unsigned msgId)
     _FAL_RSP_T* rsp = netResponse(msgId, false);
     if (!rsp)
         return nullptr;
-    FalTree mta = netLock("mta", req->requester);
+    FalLock mta(API_TYPE_NETWORK, "mta", req->requester);
     if (!mta) {
         Logger::print(LOG_TYPE_ERROR, NET_LOG, "Found no object or database is being corrupted for path %s \n", "mta");
         falAnswer(rsp, FAL_DB_ERROR, NET_LOAD_FAILED);
@@ -25,7 +25,6 @@ _FAL_RSP_T* mtaMemberGet(_FAL_REQ_T* req, const char* member, unsigned msgId)
                       "mta", member);
         falAnswer(rsp, FAL_DB_ERROR, NET_LOAD_FAILED);
     }
-    netRelease(req->requester, mta);
     return rsp;
 }
 

@@ -7,7 +7,6 @@
 #include "frame/BeHelpers.h"
 #include "frame/FalGeneric.h"
 #include "frame/FalResponse.h"
-#include "host/LocalDbCtrl.h"
 
 const char* const NET_LOAD_FAILED = "Cannot load network database";
 const char* const NET_NO_MEMORY = "Cannot create response due to some memory issue\n";
@@ -80,26 +79,15 @@ bool netInterfaceId(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, int& id)
     return true;
 }
 
-FalTree netLock(const char* key, const char* requester)
-{
-    return FalTree(LocalDbCtrl::lockDbObject(API_TYPE_NETWORK, key, requester));
-}
 
-FalTree netLockOrFail(_FAL_RSP_T* rsp, const char* key, const char* requester, const char* failLog)
+FalLock netLockOrFail(_FAL_RSP_T* rsp, const char* key, const char* requester, const char* failLog)
 {
-    FalTree object = netLock(key, requester);
+    FalLock object(API_TYPE_NETWORK, key, requester);
     if (!object) {
         Logger::print(LOG_TYPE_ERROR, NET_LOG, failLog, key);
         falAnswer(rsp, FAL_DB_ERROR, NET_LOAD_FAILED);
-        netRelease(requester, object);
     }
     return object;
-}
-
-void netRelease(const char* requester, FalTree& handle)
-{
-    handle.reset();
-    LocalDbCtrl::unlockDbObject(API_TYPE_NETWORK, requester);
 }
 
 FalTree netFindInterface(TreeMapObject* interfaces, int id)

@@ -51,13 +51,9 @@ _FAL_RSP_T* netProbe(const _FAL_REQ_T* req, unsigned msgId);
 // and yields false.
 bool netInterfaceId(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, int& id);
 
-// Locks `key` of the network document for the requester; null when it cannot be loaded.
-FalTree netLock(const char* key, const char* requester);
-// Locks `key` like netLock. When it cannot be loaded: logs `failLog` (its %s, if any, is the key),
-// answers 8 "Cannot load network database", releases the lock and yields null.
-FalTree netLockOrFail(_FAL_RSP_T* rsp, const char* key, const char* requester, const char* failLog);
-// Deletes the handle (when still held), then releases the requester's lock.
-void netRelease(const char* requester, FalTree& handle);
+// Locks `key` of the network document for the requester. When it cannot be loaded: logs `failLog`
+// (its %s, if any, is the key) and answers 8 "Cannot load network database".
+FalLock netLockOrFail(_FAL_RSP_T* rsp, const char* key, const char* requester, const char* failLog);
 
 // The first interface of the array whose integer "id" is `id`, or null.
 FalTree netFindInterface(TreeMapObject* interfaces, int id);

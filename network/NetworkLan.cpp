@@ -4,7 +4,6 @@
 #include <vector>
 
 #include "frame/BeHelpers.h"
-#include "host/LocalDbCtrl.h"
 #include "network/FalNetworkLdb.h"
 #include "network/NetworkHelpers.h"
 
@@ -57,21 +56,19 @@ void moveRuleAddresses(TreeMapObject* service, const char* key, const std::vecto
 // reserved addresses) into the new LAN network; the LAN answer does not depend on it.
 void moveServiceAddresses(const std::vector<std::string>& lan, const char* requester)
 {
-    TreeMapObject* service = LocalDbCtrl::lockDbObject(API_TYPE_SERVICE, "", requester);
+    FalLock service(API_TYPE_SERVICE, "", requester);
     if (!service) {
         Logger::print(LOG_TYPE_ERROR, NET_LOG, NET_KEY_LOAD_FAILED, "ipFiltering");
     } else {
-        moveRuleAddresses(service, "ipFiltering", lan);
+        moveRuleAddresses(service.get(), "ipFiltering", lan);
         FalTree dmz(service->get("dmz"));
         if (dmz)
             moveAddress(dmz.get(), "destination", lan);
         // The same choice of key as the gateway's device view.
         FalTree upper(service->get("reservedIP"));
-        moveRuleAddresses(service, upper ? "reservedIP" : "reservedIp", lan);
-        LocalDbCtrl::saveDbObject(API_TYPE_SERVICE, requester);
+        moveRuleAddresses(service.get(), upper ? "reservedIP" : "reservedIp", lan);
+        service.save();
     }
-    delete service;
-    LocalDbCtrl::unlockDbObject(API_TYPE_SERVICE, requester);
 }
 
 }  // namespace
@@ -89,7 +86,7 @@ _FAL_RSP_T* FalNetworkLdb::NetworkLanUpdate(_FAL_REQ_T* req)
     if (!rsp)
         return nullptr;
 
-    FalTree lan = netLockOrFail(rsp, "lan", req->requester, NET_KEY_LOAD_FAILED);
+    FalLock lan = netLockOrFail(rsp, "lan", req->requester, NET_KEY_LOAD_FAILED);
     if (!lan)
         return rsp;
     bool moveAddresses = false;
@@ -105,9 +102,8 @@ _FAL_RSP_T* FalNetworkLdb::NetworkLanUpdate(_FAL_REQ_T* req)
     FalTree ipv6(req->body->get("ipv6"));
     if (ipv6)
         lan->set("ipv6", ipv6.get());
-    if (falSave(API_TYPE_NETWORK, req->requester))
+    if (lan.save())
         rsp->status = FAL_OK;
-    netRelease(req->requester, lan);
 
     if (moveAddresses)
         moveServiceAddresses(newNetwork, req->requester);
@@ -121,7 +117,7 @@ _FAL_RSP_T* FalNetworkLdb::NetworkLanIpv6Update(_FAL_REQ_T* req)
     if (!rsp)
         return nullptr;
 
-    FalTree lan = netLockOrFail(rsp, "lan", req->requester, NET_LOCAL_LOAD_FAILED);
+    FalLock lan = netLockOrFail(rsp, "lan", req->requester, NET_LOCAL_LOAD_FAILED);
     if (!lan)
         return rsp;
     TreeMapObject* body = req->body;
@@ -142,9 +138,8 @@ _FAL_RSP_T* FalNetworkLdb::NetworkLanIpv6Update(_FAL_REQ_T* req)
             netCopyPresent(ipv6.get(), "pd.", body, "pd.", {"prefix", "prefixLength"});
         }
     }
-    if (falSave(API_TYPE_NETWORK, req->requester))
+    if (lan.save())
         rsp->status = FAL_OK;
-    netRelease(req->requester, lan);
     return rsp;
 }
 

@@ -125,7 +125,7 @@ _FAL_RSP_T* setConnectivity(_FAL_REQ_T* req, const char* connectivity)
     if (!netInterfaceId(rsp, req, id))
         return rsp;
 
-    FalTree wan = netLockOrFail(rsp, "wan", req->requester, NET_KEY_LOAD_FAILED);
+    FalLock wan = netLockOrFail(rsp, "wan", req->requester, NET_KEY_LOAD_FAILED);
     if (!wan)
         return rsp;
     FalTree interfaces(wan->get("interfaces"));
@@ -134,14 +134,13 @@ _FAL_RSP_T* setConnectivity(_FAL_REQ_T* req, const char* connectivity)
     FalTree iface = netFindInterface(interfaces.get(), id);
     if (iface) {
         iface->set("connectivity", connectivity);
-        if (falSave(API_TYPE_NETWORK, req->requester))
+        if (wan.save())
             rsp->status = FAL_OK;
     } else {
         falAnswer(rsp, FAL_NOT_FOUND, "No interface information found");
     }
     iface.reset();
     interfaces.reset();
-    netRelease(req->requester, wan);
     return rsp;
 }
 
@@ -166,7 +165,7 @@ _FAL_RSP_T* FalNetworkLdb::NetworkWanGetOne(_FAL_REQ_T* req)
     if (!netInterfaceId(rsp, req, id))
         return rsp;
 
-    FalTree wan = netLockOrFail(rsp, "wan", req->requester, "No object found in repo for key %s\n");
+    FalLock wan = netLockOrFail(rsp, "wan", req->requester, "No object found in repo for key %s\n");
     if (!wan)
         return rsp;
     {
@@ -179,7 +178,6 @@ _FAL_RSP_T* FalNetworkLdb::NetworkWanGetOne(_FAL_REQ_T* req)
             Logger::print(LOG_TYPE_ERROR, NET_LOG, "No Wan interface found for id %d\n", id);
         }
     }
-    netRelease(req->requester, wan);
     return rsp;
 }
 
@@ -193,25 +191,23 @@ _FAL_RSP_T* FalNetworkLdb::NetworkWanChange(_FAL_REQ_T* req)
     if (!netInterfaceId(rsp, req, id))
         return rsp;
 
-    FalTree wan = netLockOrFail(rsp, "wan", req->requester, NET_KEY_LOAD_FAILED);
+    FalLock wan = netLockOrFail(rsp, "wan", req->requester, NET_KEY_LOAD_FAILED);
     if (!wan)
         return rsp;
     FalTree interfaces(wan->get("interfaces"));
     FalTree iface = netFindInterface(interfaces.get(), id);
     if (!iface) {
         interfaces.reset();
-        netRelease(req->requester, wan);
         falAnswer(rsp, FAL_NOT_FOUND, "No interface information found");
         return rsp;
     }
     bool reboot = applyInterfaceMembers(iface.get(), req->body);
     applyLinkSettings(iface.get(), req->body);
     rsp->data = interfaceSummary(iface.get());
-    if (falSave(API_TYPE_NETWORK, req->requester))
+    if (wan.save())
         rsp->status = FAL_OK;
     iface.reset();
     interfaces.reset();
-    netRelease(req->requester, wan);
 
     for (const char* hidden : kHiddenInAnswer)
         rsp->data->del(hidden);
@@ -234,23 +230,20 @@ _FAL_RSP_T* FalNetworkLdb::NetworkWanIpv6Change(_FAL_REQ_T* req)
         return rsp;
     rsp->status = FAL_FAILED;
 
-    FalTree wan = netLock("wan", req->requester);
+    FalLock wan(API_TYPE_NETWORK, "wan", req->requester);
     if (!wan) {
         Logger::print(LOG_TYPE_ERROR, NET_LOG, "%s", NET_LOCAL_LOAD_FAILED);
-        netRelease(req->requester, wan);
         return rsp;
     }
     FalTree interfaces(wan->get("interfaces"));
     if (!interfaces) {
         Logger::print(LOG_TYPE_ERROR, NET_LOG, "list of wan interfaces does not exist\n");
         falAnswer(rsp, FAL_DB_ERROR, NET_LOAD_FAILED);
-        netRelease(req->requester, wan);
         return rsp;
     }
     FalTree iface = netFindInterface(interfaces.get(), id);
     if (!iface) {
         interfaces.reset();
-        netRelease(req->requester, wan);
         falAnswer(rsp, FAL_NOT_FOUND, "No interface information found");
         return rsp;
     }
@@ -258,12 +251,11 @@ _FAL_RSP_T* FalNetworkLdb::NetworkWanIpv6Change(_FAL_REQ_T* req)
     FalTree ipv6(iface->get("ipv6"));
     if (ipv6 && ipv6->isObject())
         netCopyPresent(ipv6.get(), "", req->body, "", kWanIpv6Members);
-    if (falSave(API_TYPE_NETWORK, req->requester))
+    if (wan.save())
         rsp->status = FAL_OK;
     ipv6.reset();
     iface.reset();
     interfaces.reset();
-    netRelease(req->requester, wan);
     return rsp;
 }
 
@@ -292,10 +284,9 @@ _FAL_RSP_T* FalNetworkLdb::NetworkSwitchmodeBridge(_FAL_REQ_T* req)
     if (!netInterfaceId(rsp, req, id))
         return rsp;
 
-    FalTree interfaces = netLock("wan.interfaces", req->requester);
+    FalLock interfaces(API_TYPE_NETWORK, "wan.interfaces", req->requester);
     if (!interfaces) {
         falAnswer(rsp, FAL_DB_ERROR, "Cannot load database");
-        netRelease(req->requester, interfaces);
         return rsp;
     }
     // Every interface with the id, not only the first.
@@ -310,11 +301,10 @@ _FAL_RSP_T* FalNetworkLdb::NetworkSwitchmodeBridge(_FAL_REQ_T* req)
     }
     if (!matched)
         falAnswer(rsp, FAL_NOT_FOUND, "No interface found");
-    else if (falSave(API_TYPE_NETWORK, req->requester))
+    else if (interfaces.save())
         falAnswer(rsp, FAL_OK, "DB updated!");
     else
         falAnswer(rsp, FAL_DB_ERROR, "DB cannot be updated!");
-    netRelease(req->requester, interfaces);
     return rsp;
 }
 
@@ -332,7 +322,7 @@ _FAL_RSP_T* FalNetworkLdb::NetworkCheckInternet(_FAL_REQ_T* req)
     if (!netInterfaceId(rsp, req, id))
         return rsp;
 
-    FalTree wan = netLockOrFail(rsp, "wan", req->requester, "No object found in repo for key %s\n");
+    FalLock wan = netLockOrFail(rsp, "wan", req->requester, "No object found in repo for key %s\n");
     if (wan) {
         FalTree interfaces(wan->get("interfaces"));
         FalTree iface = netFindInterface(interfaces.get(), id);
@@ -343,7 +333,6 @@ _FAL_RSP_T* FalNetworkLdb::NetworkCheckInternet(_FAL_REQ_T* req)
         }
         iface.reset();
         interfaces.reset();
-        netRelease(req->requester, wan);
     }
     Logger::print(LOG_TYPE_TRACE, NET_LOG, "%s Exit\n", "NetworkCheckInternet");
     return rsp;
@@ -364,26 +353,26 @@ _FAL_RSP_T* FalNetworkLdb::NetworkLinkAuto(_FAL_REQ_T* req)
         return nullptr;
 
     // The link type of the first interface.
-    FalTree interfaces = netLock("wan.interfaces", req->requester);
-    FalTree first(interfaces ? interfaces->at(0) : nullptr);
     std::string linkType;
     bool known = false;
-    if (!first) {
-        falAnswer(rsp, FAL_DB_ERROR, "Cannot load db");
-        delete rsp->data;
-        rsp->data = nullptr;
-    } else {
-        const char* text = first->get<const char*>("linkType");
-        rsp->data->set("linkType", text);
-        known = text != nullptr;
-        linkType = text ? text : "";
+    {
+        FalLock interfaces(API_TYPE_NETWORK, "wan.interfaces", req->requester);
+        FalTree first(interfaces ? interfaces->at(0) : nullptr);
+        if (!first) {
+            falAnswer(rsp, FAL_DB_ERROR, "Cannot load db");
+            delete rsp->data;
+            rsp->data = nullptr;
+        } else {
+            const char* text = first->get<const char*>("linkType");
+            rsp->data->set("linkType", text);
+            known = text != nullptr;
+            linkType = text ? text : "";
+        }
     }
-    first.reset();
-    netRelease(req->requester, interfaces);
 
     // The standard in use: the last "xDslStandard" element that names the link type decides.
     if (known) {
-        FalTree standards = netLock("xDslStandard", req->requester);
+        FalLock standards(API_TYPE_NETWORK, "xDslStandard", req->requester);
         unsigned n = standards ? standards->len() : 0;
         for (unsigned i = 0; i < n; ++i) {
             FalTree element(standards->at(i));
@@ -391,7 +380,6 @@ _FAL_RSP_T* FalNetworkLdb::NetworkLinkAuto(_FAL_REQ_T* req)
             if (standard)
                 rsp->data->set("standard", standard.get());
         }
-        netRelease(req->requester, standards);
     }
     return rsp;
 }
