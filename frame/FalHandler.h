@@ -70,7 +70,7 @@ enum FAL_TRACE_T {
 // Writes the entry trace when made and the exit trace when it goes out of scope.
 class FalTrace {
 public:
-    FalTrace(LOG_GROUP_T group, const char* name, FAL_TRACE_T style);
+    FalTrace(LOG_GROUP_T group, const char* name, FAL_TRACE_T style = FAL_TRACE_NAME_FIRST);
     ~FalTrace();
     FalTrace(const FalTrace&) = delete;
     FalTrace& operator=(const FalTrace&) = delete;

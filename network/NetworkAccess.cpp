@@ -63,7 +63,7 @@ void saveSetting(_FAL_RSP_T* rsp, FalLock& object)
 
 _FAL_RSP_T* FalNetworkLdb::NetworkXdslGet(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkXdslGet");
+    FalTrace trace(NET_LOG, "NetworkXdslGet");
     _FAL_RSP_T* rsp = netObjectGet(req, "xdsl");
     if (rsp && rsp->data) {
         rsp->data->del("modulationType");
@@ -74,13 +74,13 @@ _FAL_RSP_T* FalNetworkLdb::NetworkXdslGet(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalNetworkLdb::NetworkDslmodeGet(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkDslmodeGet");
+    FalTrace trace(NET_LOG, "NetworkDslmodeGet");
     return netObjectGet(req, "dslMode");
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkDslmodeSet(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkDslmodeSet");
+    FalTrace trace(NET_LOG, "NetworkDslmodeSet");
     _FAL_RSP_T* rsp = netChangeResponse(req);
     if (!rsp)
         return nullptr;
@@ -104,13 +104,13 @@ _FAL_RSP_T* FalNetworkLdb::NetworkDslmodeSet(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalNetworkLdb::NetworkOperationGet(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkOperationGet");
+    FalTrace trace(NET_LOG, "NetworkOperationGet");
     return netObjectGet(req, "operation");
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkOperationUpdate(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkOperationUpdate");
+    FalTrace trace(NET_LOG, "NetworkOperationUpdate");
     _FAL_RSP_T* rsp = netChangeResponse(req);
     if (!rsp)
         return nullptr;
@@ -124,13 +124,13 @@ _FAL_RSP_T* FalNetworkLdb::NetworkOperationUpdate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalNetworkLdb::NetworkMaccloneGet(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkMaccloneGet");
+    FalTrace trace(NET_LOG, "NetworkMaccloneGet");
     return netObjectGet(req, "macClone");
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkMaccloneSet(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkMaccloneSet");
+    FalTrace trace(NET_LOG, "NetworkMaccloneSet");
     _FAL_RSP_T* rsp = netChangeResponse(req);
     if (!rsp)
         return nullptr;
@@ -145,13 +145,13 @@ _FAL_RSP_T* FalNetworkLdb::NetworkMaccloneSet(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalNetworkLdb::NetworkQmodeGet(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkQmodeGet");
+    FalTrace trace(NET_LOG, "NetworkQmodeGet");
     return netObjectGet(req, "qMode");
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkQmodeUpdate(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkQmodeUpdate", FAL_TRACE_WORD_FIRST);
+    FalTrace trace(NET_LOG, "NetworkQmodeUpdate", FAL_TRACE_WORD_FIRST);
     if (netWrongRequest(req))
         return nullptr;
     _FAL_RSP_T* rsp = netResponse(43, false, kNoMemoryBang);
@@ -169,14 +169,14 @@ _FAL_RSP_T* FalNetworkLdb::NetworkQmodeUpdate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalNetworkLdb::NetworkDualwanGet(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkDualwanGet", FAL_TRACE_NAME_EXIT_ONLY);
+    FalTrace trace(NET_LOG, "NetworkDualwanGet", FAL_TRACE_NAME_EXIT_ONLY);
     // Answers with the service family's API type.
     return fixedObjectGet(req, "dualwan", API_TYPE_SERVICE, 45);
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkDualwanUpdate(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkDualwanUpdate", FAL_TRACE_WORD_FIRST);
+    FalTrace trace(NET_LOG, "NetworkDualwanUpdate", FAL_TRACE_WORD_FIRST);
     if (netWrongRequest(req))
         return nullptr;
     _FAL_RSP_T* rsp = netResponse(47, false, kNoMemoryBang);
@@ -195,19 +195,19 @@ _FAL_RSP_T* FalNetworkLdb::NetworkDualwanUpdate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalNetworkLdb::NetworkMobileStatusGet(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkMobileStatusGet");
+    FalTrace trace(NET_LOG, "NetworkMobileStatusGet");
     return netObjectGet(req, "mobile");
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkMobileConfigurationGet(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkMobileConfigurationGet");
+    FalTrace trace(NET_LOG, "NetworkMobileConfigurationGet");
     return netObjectGet(req, "mobileConfiguration");
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkMobileUpdate(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkMobileUpdate", FAL_TRACE_WORD_EXIT_ONLY);
+    FalTrace trace(NET_LOG, "NetworkMobileUpdate", FAL_TRACE_WORD_EXIT_ONLY);
     if (netWrongRequest(req))
         return nullptr;
     _FAL_RSP_T* rsp = netResponse(53, false, kNoMemoryBang);
@@ -224,6 +224,6 @@ _FAL_RSP_T* FalNetworkLdb::NetworkMobileUpdate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalNetworkLdb::NetworkLanPortGet(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkLanPortGet", FAL_TRACE_NAME_EXIT_ONLY);
+    FalTrace trace(NET_LOG, "NetworkLanPortGet", FAL_TRACE_NAME_EXIT_ONLY);
     return fixedObjectGet(req, "lanPort", API_TYPE_NETWORK, 55);
 }

@@ -18,11 +18,6 @@ extern const char* const NET_NO_MEMORY;    // "Cannot create response due to som
 extern const char* const NET_KEY_LOAD_FAILED;    // "Cannot load db object for key %s\n"
 extern const char* const NET_LOCAL_LOAD_FAILED;  // "Cannot load local database due to some unexpected error\n"
 
-// The operation's entry and exit traces in the network log group.
-class NetTrace : public FalTrace {
-public:
-    explicit NetTrace(const char* name, FAL_TRACE_T style = FAL_TRACE_NAME_FIRST) : FalTrace(NET_LOG, name, style) {}
-};
 
 // True, after logging "NULL request has been received", when there is no request.
 bool netNullRequest(const _FAL_REQ_T* req);

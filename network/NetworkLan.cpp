@@ -75,13 +75,13 @@ void moveServiceAddresses(const std::vector<std::string>& lan, const char* reque
 
 _FAL_RSP_T* FalNetworkLdb::NetworkLanGet(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkLanGet");
+    FalTrace trace(NET_LOG, "NetworkLanGet");
     return netObjectGet(req, "lan");
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkLanUpdate(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkLanUpdate");
+    FalTrace trace(NET_LOG, "NetworkLanUpdate");
     _FAL_RSP_T* rsp = netChangeResponse(req);
     if (!rsp)
         return nullptr;
@@ -112,7 +112,7 @@ _FAL_RSP_T* FalNetworkLdb::NetworkLanUpdate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalNetworkLdb::NetworkLanIpv6Update(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkLanIpv6Update");
+    FalTrace trace(NET_LOG, "NetworkLanIpv6Update");
     _FAL_RSP_T* rsp = netChangeResponse(req);
     if (!rsp)
         return nullptr;
@@ -145,6 +145,6 @@ _FAL_RSP_T* FalNetworkLdb::NetworkLanIpv6Update(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalNetworkLdb::NetworkLanIpv6RestoreDefault(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkLanIpv6RestoreDefault");
+    FalTrace trace(NET_LOG, "NetworkLanIpv6RestoreDefault");
     return netProbe(req, 15);
 }

@@ -148,13 +148,13 @@ _FAL_RSP_T* setConnectivity(_FAL_REQ_T* req, const char* connectivity)
 
 _FAL_RSP_T* FalNetworkLdb::NetworkWanGet(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkWanGet");
+    FalTrace trace(NET_LOG, "NetworkWanGet");
     return netObjectGet(req, "wan");
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkWanGetOne(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkWanGetOne");
+    FalTrace trace(NET_LOG, "NetworkWanGetOne");
     if (netNullRequest(req))
         return nullptr;
     _FAL_RSP_T* rsp = netResponse(req->msgId + 1, false);
@@ -183,7 +183,7 @@ _FAL_RSP_T* FalNetworkLdb::NetworkWanGetOne(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalNetworkLdb::NetworkWanChange(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkWanChange");
+    FalTrace trace(NET_LOG, "NetworkWanChange");
     _FAL_RSP_T* rsp = netChangeResponse(req);
     if (!rsp)
         return nullptr;
@@ -219,7 +219,7 @@ _FAL_RSP_T* FalNetworkLdb::NetworkWanChange(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalNetworkLdb::NetworkWanIpv6Change(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkWanIpv6Change");
+    FalTrace trace(NET_LOG, "NetworkWanIpv6Change");
     if (netWrongRequest(req))
         return nullptr;
     _FAL_RSP_T* rsp = netResponse(req->msgId + 1, false);
@@ -261,19 +261,19 @@ _FAL_RSP_T* FalNetworkLdb::NetworkWanIpv6Change(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalNetworkLdb::NetworkWanConnect(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkWanConnect");
+    FalTrace trace(NET_LOG, "NetworkWanConnect");
     return setConnectivity(req, "connected");
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkWanDisconnect(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkWanDisconnect");
+    FalTrace trace(NET_LOG, "NetworkWanDisconnect");
     return setConnectivity(req, "disconnected");
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkSwitchmodeBridge(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkSwitchmodeBridge");
+    FalTrace trace(NET_LOG, "NetworkSwitchmodeBridge");
     if (!req)
         return nullptr;
     _FAL_RSP_T* rsp = netResponse(req->msgId + 1, false);
@@ -340,7 +340,7 @@ _FAL_RSP_T* FalNetworkLdb::NetworkCheckInternet(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalNetworkLdb::NetworkLinkAuto(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkLinkAuto");
+    FalTrace trace(NET_LOG, "NetworkLinkAuto");
     if (!req)
         return nullptr;
     _FAL_RSP_T* rsp = netResponse(req->msgId + 1, true);
@@ -386,6 +386,6 @@ _FAL_RSP_T* FalNetworkLdb::NetworkLinkAuto(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalNetworkLdb::NetworkWanConnectionTypeDetect(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkWanConnectionTypeDetect");
+    FalTrace trace(NET_LOG, "NetworkWanConnectionTypeDetect");
     return netProbe(req, 93);
 }

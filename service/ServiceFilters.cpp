@@ -16,7 +16,7 @@ const char* const PORTIP_DEPENDENCIES = "Failed to update dependencies database 
 _FAL_RSP_T* touchAndSave(_FAL_REQ_T* req, const char* fn, const char* key, unsigned msgId, bool handOver,
                          FAL_STATUS_T failStatus, const char* failMessage)
 {
-    SvcTrace trace(fn);
+    FalTrace trace(SVC_LOG, fn, FAL_TRACE_WORD_FIRST);
     _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, msgId, false);
     if (!rsp)
         return nullptr;
@@ -66,7 +66,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceMacfilteringPatch(_FAL_REQ_T* req)
         Logger::print(LOG_TYPE_ERROR, SVC_LOG, "%s", SVC_NULL_REQUEST);
         return nullptr;
     }
-    SvcTrace trace(fn);
+    FalTrace trace(SVC_LOG, fn, FAL_TRACE_WORD_FIRST);
     _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, SVC_REQUEST_ID_PLUS_ONE, false);
     if (!rsp)
         return nullptr;
@@ -103,7 +103,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceMacfilteringPatch(_FAL_REQ_T* req)
 _FAL_RSP_T* FalServiceLdb::ServiceMacfilteringCreate(_FAL_REQ_T* req)
 {
     const char* fn = "ServiceMacfilteringCreate";
-    SvcTrace trace(fn);
+    FalTrace trace(SVC_LOG, fn, FAL_TRACE_WORD_FIRST);
     _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, SVC_REQUEST_ID_PLUS_ONE, true);
     if (!rsp)
         return nullptr;
@@ -130,7 +130,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceMacfilteringCreate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServiceMacfilteringDeleteOne(_FAL_REQ_T* req)
 {
-    SvcTrace trace("ServiceMacfilteringDeleteOne");
+    FalTrace trace(SVC_LOG, "ServiceMacfilteringDeleteOne", FAL_TRACE_WORD_FIRST);
     _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 9, false);
     if (!rsp)
         return nullptr;
@@ -291,7 +291,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceIpfilteringPatch(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServiceIpfilteringCreate(_FAL_REQ_T* req)
 {
-    SvcTrace trace("ServiceIpfilteringCreate");
+    FalTrace trace(SVC_LOG, "ServiceIpfilteringCreate", FAL_TRACE_WORD_FIRST);
     _FAL_RSP_T* rsp = svcNewResponse(API_TYPE_SERVICE, 31, true);
     if (!rsp || svcRefusesRequest(rsp, req, "Received invalid response"))
         return rsp;

@@ -16,7 +16,7 @@ _FAL_RSP_T* patchLastWins(_FAL_REQ_T* req, const char* fn, const char* key, unsi
             Logger::print(LOG_TYPE_ERROR, SVC_LOG, "%s", nullLog);
         return nullptr;
     }
-    SvcTrace trace(fn);
+    FalTrace trace(SVC_LOG, fn, FAL_TRACE_WORD_FIRST);
     _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, msgId, false);
     if (!rsp)
         return nullptr;
@@ -55,7 +55,7 @@ _FAL_RSP_T* createLimited(_FAL_REQ_T* req, const char* fn, const char* key, unsi
 {
     if (!req || !req->body)
         return nullptr;
-    SvcTrace trace(fn);
+    FalTrace trace(SVC_LOG, fn, FAL_TRACE_WORD_FIRST);
     _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, msgId, true);
     if (!rsp)
         return nullptr;

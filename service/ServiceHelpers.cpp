@@ -143,7 +143,7 @@ int svcFindRule(TreeMapObject* list, int id, const char* fn, const char* nullLog
 
 _FAL_RSP_T* svcReadObject(const _FAL_REQ_T* req, unsigned rspApiType, unsigned msgId, const SvcRead& how)
 {
-    SvcTrace trace(how.fn, how.trace);
+    FalTrace trace(SVC_LOG, how.fn, how.trace);
     _FAL_RSP_T* rsp = svcResponse(req, rspApiType, msgId, false, how.noResponseLog ? how.noResponseLog : SVC_NO_RESPONSE);
     if (!rsp)
         return nullptr;
@@ -191,7 +191,7 @@ bool svcAppendWithinLimit(_FAL_RSP_T* rsp, FalLock& lock, TreeMapObject* rules, 
 _FAL_RSP_T* svcEmptyList(const _FAL_REQ_T* req, const char* fn, const char* key, const char* member, unsigned msgId,
                          FAL_STATUS_T failStatus, const char* failMessage)
 {
-    SvcTrace trace(fn);
+    FalTrace trace(SVC_LOG, fn, FAL_TRACE_WORD_FIRST);
     _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, msgId, false);
     if (!rsp)
         return nullptr;
@@ -209,7 +209,7 @@ _FAL_RSP_T* svcSetActive(const _FAL_REQ_T* req, const char* fn, const char* key,
 {
     if (nullWithoutBody && (!req || !req->body))
         return nullptr;
-    SvcTrace trace(fn);
+    FalTrace trace(SVC_LOG, fn, FAL_TRACE_WORD_FIRST);
     _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, msgId, false);
     if (!rsp || svcLacksBody(rsp, req))
         return rsp;
@@ -225,7 +225,7 @@ _FAL_RSP_T* svcSetActive(const _FAL_REQ_T* req, const char* fn, const char* key,
 _FAL_RSP_T* svcDeleteOnePositional(const _FAL_REQ_T* req, const char* fn, const char* key, const char* member,
                                    unsigned msgId)
 {
-    SvcTrace trace(fn);
+    FalTrace trace(SVC_LOG, fn, FAL_TRACE_WORD_FIRST);
     _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, msgId, false);
     if (!rsp)
         return nullptr;
@@ -249,7 +249,7 @@ _FAL_RSP_T* svcDeleteOnePositional(const _FAL_REQ_T* req, const char* fn, const 
 _FAL_RSP_T* svcDeleteOneFirstWins(const _FAL_REQ_T* req, const char* fn, const char* key, unsigned msgId,
                                   const SvcDeleteOneTexts& texts)
 {
-    SvcTrace trace(fn, texts.trace);
+    FalTrace trace(SVC_LOG, fn, texts.trace);
     _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, msgId, false, texts.noResponseLog);
     if (!rsp)
         return nullptr;

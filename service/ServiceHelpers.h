@@ -24,11 +24,6 @@ extern const char* const SVC_NO_OBJECT_PLAIN;    // "No object found in txt repo
 // Logged when a request needed for the operation is missing.
 extern const char* const SVC_NULL_REQUEST;       // "Received NULL request or no request body ...\n"
 
-// Entry and exit traces of an operation, at type 0.
-class SvcTrace : public FalTrace {
-public:
-    explicit SvcTrace(const char* fn, FAL_TRACE_T style = FAL_TRACE_WORD_FIRST) : FalTrace(SVC_LOG, fn, style) {}
-};
 
 // Response id of the operations that answer with their request's id + 1.
 constexpr unsigned SVC_REQUEST_ID_PLUS_ONE = 0;

@@ -56,7 +56,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceLogGet(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServiceLogChange(_FAL_REQ_T* req)
 {
-    SvcTrace trace("ServiceLogChange");
+    FalTrace trace(SVC_LOG, "ServiceLogChange", FAL_TRACE_WORD_FIRST);
     _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 113, false);
     if (!rsp || svcLacksBody(rsp, req))
         return rsp;
@@ -77,7 +77,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceLogChange(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServiceLogSave(_FAL_REQ_T* req)
 {
-    SvcTrace trace("ServiceLogSave");
+    FalTrace trace(SVC_LOG, "ServiceLogSave", FAL_TRACE_WORD_FIRST);
     _FAL_RSP_T* rsp = svcResponse(req, apiType, 111, false);
     if (!rsp)
         return nullptr;
@@ -97,7 +97,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceLogSave(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServiceLogClear(_FAL_REQ_T*)
 {
-    SvcTrace trace("ServiceLogClear");
+    FalTrace trace(SVC_LOG, "ServiceLogClear", FAL_TRACE_WORD_FIRST);
     return svcProbeLock(apiType, 169);
 }
 
@@ -136,7 +136,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceDiagnosticsPing(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServiceDiagnosticsTraceroute(_FAL_REQ_T* req)
 {
-    SvcTrace trace("ServiceDiagnosticsTraceroute");
+    FalTrace trace(SVC_LOG, "ServiceDiagnosticsTraceroute", FAL_TRACE_WORD_FIRST);
     _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 119, false);
     if (!rsp || svcLacksBody(rsp, req))
         return rsp;
@@ -153,7 +153,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceDiagnosticsTraceroute(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServiceDiagnosticsRoutehops(_FAL_REQ_T* req)
 {
-    SvcTrace trace("ServiceDiagnosticsRoutehops");
+    FalTrace trace(SVC_LOG, "ServiceDiagnosticsRoutehops", FAL_TRACE_WORD_FIRST);
     _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 121, false);
     if (!rsp)
         return nullptr;

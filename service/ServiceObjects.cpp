@@ -25,7 +25,7 @@ _FAL_RSP_T* readSingleNameFirst(_FAL_REQ_T* req, const char* fn, const char* key
 _FAL_RSP_T* copyMembers(_FAL_REQ_T* req, const char* fn, const char* key, unsigned msgId,
                         std::initializer_list<const char*> members)
 {
-    SvcTrace trace(fn);
+    FalTrace trace(SVC_LOG, fn, FAL_TRACE_WORD_FIRST);
     _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, msgId, false);
     if (!rsp || svcLacksBody(rsp, req))
         return rsp;
@@ -49,7 +49,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceDdnsGet(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServiceDdnsUpdate(_FAL_REQ_T* req)
 {
-    SvcTrace trace("ServiceDdnsUpdate");
+    FalTrace trace(SVC_LOG, "ServiceDdnsUpdate", FAL_TRACE_WORD_FIRST);
     _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 67, false);
     if (!rsp || svcLacksBody(rsp, req))
         return rsp;
@@ -76,7 +76,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceDmzGet(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServiceDmzUpdate(_FAL_REQ_T* req)
 {
-    SvcTrace trace("ServiceDmzUpdate");
+    FalTrace trace(SVC_LOG, "ServiceDmzUpdate", FAL_TRACE_WORD_FIRST);
     _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 85, false);
     if (!rsp || svcLacksBody(rsp, req))
         return rsp;
@@ -122,7 +122,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceUpnpGet(_FAL_REQ_T* req)
 _FAL_RSP_T* FalServiceLdb::ServiceUpnpUpdate(_FAL_REQ_T* req)
 {
     const char* fn = "ServiceUpnpUpdate";
-    SvcTrace trace(fn);
+    FalTrace trace(SVC_LOG, fn, FAL_TRACE_WORD_FIRST);
     _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 107, false);
     if (!rsp || svcLacksBody(rsp, req))
         return rsp;
@@ -165,7 +165,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceAlgGet(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServiceAlgUpdate(_FAL_REQ_T* req)
 {
-    SvcTrace trace("ServiceAlgUpdate");
+    FalTrace trace(SVC_LOG, "ServiceAlgUpdate", FAL_TRACE_WORD_FIRST);
     _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 125, false);
     if (!rsp || svcLacksBody(rsp, req) || svcRefusesEntries(rsp, req->body))
         return rsp;

@@ -16,7 +16,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceWolList(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServiceWolUpdate(_FAL_REQ_T* req)
 {
-    SvcTrace trace("ServiceWolUpdate");
+    FalTrace trace(SVC_LOG, "ServiceWolUpdate", FAL_TRACE_WORD_FIRST);
     _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 71, true);
     if (!rsp || svcLacksBody(rsp, req))
         return rsp;
@@ -71,7 +71,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceWolUpdate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServiceWolCreate(_FAL_REQ_T* req)
 {
-    SvcTrace trace("ServiceWolCreate");
+    FalTrace trace(SVC_LOG, "ServiceWolCreate", FAL_TRACE_WORD_FIRST);
     _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 73, true);
     if (!rsp || svcLacksBody(rsp, req))
         return rsp;
@@ -111,7 +111,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceWolDeleteAll(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServiceWolWakeon(_FAL_REQ_T*)
 {
-    SvcTrace trace("ServiceWolWakeon");
+    FalTrace trace(SVC_LOG, "ServiceWolWakeon", FAL_TRACE_WORD_FIRST);
     _FAL_RSP_T* rsp = svcNewResponse(API_TYPE_SERVICE, 79, false);
     if (!rsp)
         return nullptr;
@@ -162,7 +162,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceStaticrouteUpdate(_FAL_REQ_T*)
 
 _FAL_RSP_T* FalServiceLdb::ServiceStaticroutePatch(_FAL_REQ_T* req)
 {
-    SvcTrace trace("ServiceStaticroutePatch");
+    FalTrace trace(SVC_LOG, "ServiceStaticroutePatch", FAL_TRACE_WORD_FIRST);
     _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 95, false);
     if (!rsp || svcLacksBody(rsp, req))
         return rsp;
@@ -189,7 +189,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceStaticroutePatch(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServiceStaticrouteCreate(_FAL_REQ_T* req)
 {
-    SvcTrace trace("ServiceStaticrouteCreate");
+    FalTrace trace(SVC_LOG, "ServiceStaticrouteCreate", FAL_TRACE_WORD_FIRST);
     _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 97, false);
     if (!rsp || svcLacksBody(rsp, req))
         return rsp;
@@ -241,7 +241,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceReservedipUpdate(_FAL_REQ_T*)
 
 _FAL_RSP_T* FalServiceLdb::ServiceReservedipPatch(_FAL_REQ_T* req)
 {
-    SvcTrace trace("ServiceReservedipPatch");
+    FalTrace trace(SVC_LOG, "ServiceReservedipPatch", FAL_TRACE_WORD_FIRST);
     _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 139, false);
     if (!rsp || svcLacksBody(rsp, req))
         return rsp;
@@ -265,7 +265,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceReservedipPatch(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServiceReservedipCreate(_FAL_REQ_T* req)
 {
-    SvcTrace trace("ServiceReservedipCreate");
+    FalTrace trace(SVC_LOG, "ServiceReservedipCreate", FAL_TRACE_WORD_FIRST);
     _FAL_RSP_T* rsp = svcNewResponse(API_TYPE_SERVICE, 141, false);
     if (!rsp || svcRefusesRequest(rsp, req, "Invalid request"))
         return rsp;
