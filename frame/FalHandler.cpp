@@ -10,7 +10,8 @@
 void falAnswer(_FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message)
 {
     rsp->status = status;
-    rsp->message = message;
+    if (message)
+        rsp->message = message;
 }
 
 void finishIdReply(_FAL_RSP_T* rsp, const char* member, int id)

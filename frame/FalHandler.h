@@ -13,8 +13,8 @@ class TreeMapObject;
 // Log group of the dispatcher and of the frame's own steps.
 constexpr LOG_GROUP_T LOG_GROUP_FRAME = static_cast<LOG_GROUP_T>(2);
 
-// Sets the status and message of a response.
-void falAnswer(_FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message);
+// Sets the status and, when one is given, the message of a response.
+void falAnswer(_FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message = nullptr);
 
 // Finishes a reply that carries a number: sets `member` on its data when the operation
 // succeeded (status up to FAL_DELETED), drops the data when it failed.

@@ -24,7 +24,7 @@ _FAL_RSP_T* touchAndSave(_FAL_REQ_T* req, const char* fn, const char* key, unsig
     svcLockOrAnswer(lock, rsp, failStatus, failMessage);
     if (!lock)
         return rsp;
-    svcAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
+    falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
     if (handOver)
         rsp->data = lock->clone(nullptr);
     return rsp;
@@ -39,7 +39,7 @@ FalTree portFilteringRule(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, FalLock& lock)
         return nullptr;
     FalTree rule(req->body->clone(nullptr));
     if (!rule)
-        svcAnswer(rsp, FAL_FAILED, "Memory error occurred");
+        falAnswer(rsp, FAL_FAILED, "Memory error occurred");
     return rule;
 }
 
@@ -72,7 +72,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceMacfilteringPatch(_FAL_REQ_T* req)
         return nullptr;
     FalTree rule(req->body->clone(nullptr));
     if (!rule) {
-        svcAnswer(rsp, FAL_BAD_REQUEST, "Wrong request");
+        falAnswer(rsp, FAL_BAD_REQUEST, "Wrong request");
         return rsp;
     }
     FalLock lock(API_TYPE_SERVICE, "macFiltering", req->requester);
@@ -82,13 +82,13 @@ _FAL_RSP_T* FalServiceLdb::ServiceMacfilteringPatch(_FAL_REQ_T* req)
     int ruleId = svcRuleIdLastWins(req);
     FalTree rules = svcArray(lock.get(), "rules");
     if (!rules) {
-        svcAnswer(rsp, FAL_FAILED);
+        falAnswer(rsp, FAL_FAILED);
         return rsp;
     }
     int index = handleFindArrayItemById(rules.get(), "id", ruleId);
     if (index < 0) {
         Logger::print(LOG_TYPE_ERROR, SVC_LOG, "Cannot find the request id\n");
-        svcAnswer(rsp, FAL_NOT_FOUND, "Cannot find the request id");
+        falAnswer(rsp, FAL_NOT_FOUND, "Cannot find the request id");
         return rsp;
     }
     if (req->body->get<bool>("active"))
@@ -96,7 +96,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceMacfilteringPatch(_FAL_REQ_T* req)
     FalTree stored(rules->at(unsigned(index)));
     rule->set("id", stored->get<int>("id"));
     rules->setArrayItem(unsigned(index), rule.get());
-    svcAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
+    falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
     return rsp;
 }
 
@@ -117,7 +117,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceMacfilteringCreate(_FAL_REQ_T* req)
         return rsp;
     FalTree rules = svcArray(lock.get(), "rules");
     if (!rules) {
-        svcAnswer(rsp, FAL_FAILED);
+        falAnswer(rsp, FAL_FAILED);
         svcDropData(rsp);
         return rsp;
     }
@@ -141,16 +141,16 @@ _FAL_RSP_T* FalServiceLdb::ServiceMacfilteringDeleteOne(_FAL_REQ_T* req)
         return rsp;
     FalTree rules = svcArray(lock.get(), "rules");
     if (!rules) {
-        svcAnswer(rsp, FAL_DB_ERROR);
+        falAnswer(rsp, FAL_DB_ERROR);
         return rsp;
     }
     int index = svcFindRule(rules.get(), ruleId);
     if (index < 0) {
-        svcAnswer(rsp, FAL_NOT_FOUND);
+        falAnswer(rsp, FAL_NOT_FOUND);
         return rsp;
     }
     rules->delArrayItem(unsigned(index));
-    svcAnswer(rsp, lock.save() ? FAL_DELETED : FAL_FAILED);
+    falAnswer(rsp, lock.save() ? FAL_DELETED : FAL_FAILED);
     return rsp;
 }
 
@@ -187,12 +187,12 @@ _FAL_RSP_T* FalServiceLdb::ServicePortfilteringPatch(_FAL_REQ_T* req)
     FalTree rules = svcArray(lock.get(), "rules");
     int index = rules ? svcFindRule(rules.get(), ruleId) : -1;
     if (index < 0) {
-        svcAnswer(rsp, FAL_NOT_FOUND);
+        falAnswer(rsp, FAL_NOT_FOUND);
         return rsp;
     }
     rule->set("id", ruleId);
     rules->setArrayItem(unsigned(index), rule.get());
-    svcAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
+    falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
     return rsp;
 }
 
@@ -207,17 +207,17 @@ _FAL_RSP_T* FalServiceLdb::ServicePortfilteringCreate(_FAL_REQ_T* req)
         return rsp;
     FalTree rules = svcArray(lock.get(), "rules");
     if (!rules) {
-        svcAnswer(rsp, FAL_FAILED);
+        falAnswer(rsp, FAL_FAILED);
         return rsp;
     }
     int id = svcLargestIdPlusOne(rules.get());
     rule->set("id", id);
     rules->addArrayItem(rule.get());
     if (!lock.save()) {
-        svcAnswer(rsp, FAL_FAILED);
+        falAnswer(rsp, FAL_FAILED);
         return rsp;
     }
-    svcAnswer(rsp, FAL_CREATED, "New Created");
+    falAnswer(rsp, FAL_CREATED, "New Created");
     rsp->data->set("id", id);
     return rsp;
 }
@@ -267,23 +267,23 @@ _FAL_RSP_T* FalServiceLdb::ServiceIpfilteringPatch(_FAL_REQ_T* req)
         return rsp;
     FalTree rules = svcArray(lock.get(), "rules");
     if (!rules) {
-        svcAnswer(rsp, FAL_FAILED);
+        falAnswer(rsp, FAL_FAILED);
         return rsp;
     }
     int index = svcFindRule(rules.get(), ruleId);
     if (index < 0) {
         Logger::print(LOG_TYPE_ERROR, SVC_LOG, "No record found for updating\n");
-        svcAnswer(rsp, FAL_NOT_FOUND);
+        falAnswer(rsp, FAL_NOT_FOUND);
         return rsp;
     }
     rule->set("id", ruleId);
     rules->setArrayItem(unsigned(index), rule.get());
     if (!lock.save()) {
         Logger::print(LOG_TYPE_ERROR, SVC_LOG, "Failed to update database\n");
-        svcAnswer(rsp, FAL_FAILED);
+        falAnswer(rsp, FAL_FAILED);
         return rsp;
     }
-    svcAnswer(rsp, FAL_OK);
+    falAnswer(rsp, FAL_OK);
     svcDisconnectAddress(req->body->get<const char*>("ipAddress"), rule->get<bool>("active"), req->requester,
                          IP_DEPENDENCIES);
     return rsp;
@@ -305,7 +305,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceIpfilteringCreate(_FAL_REQ_T* req)
         // Nothing is added, but the devices with the rule's address are still updated.
         svcDisconnectAddress(rule->get<const char*>("ipAddress"), rule->get<bool>("active"), req->requester,
                              IP_DEPENDENCIES);
-        svcAnswer(rsp, FAL_FAILED);
+        falAnswer(rsp, FAL_FAILED);
         svcDropData(rsp);
         return rsp;
     }
@@ -353,7 +353,7 @@ const char* const PORTIP_NULL_REQUEST = "Null request received";
 bool portIpRuleId(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, int& ruleId)
 {
     if (!svcRuleIdFirstWins(req, ruleId)) {
-        svcAnswer(rsp, FAL_BAD_REQUEST, "Invalid ruleId received");
+        falAnswer(rsp, FAL_BAD_REQUEST, "Invalid ruleId received");
         return false;
     }
     Logger::print(LOG_TYPE_PROGRESS, SVC_LOG, "ruleId = %d\n", ruleId);
@@ -368,7 +368,7 @@ bool portIpRules(_FAL_RSP_T* rsp, FalLock& lock, FalTree& rules)
         return false;
     rules = svcArray(lock.get(), "rules");
     if (!rules)
-        svcAnswer(rsp, FAL_DB_ERROR, "Something wrong in database");
+        falAnswer(rsp, FAL_DB_ERROR, "Something wrong in database");
     return rules != nullptr;
 }
 
@@ -398,17 +398,17 @@ _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringPatch(_FAL_REQ_T* req)
     int index = findPortIpRule(rules.get(), ruleId);
     if (index < 0) {
         Logger::print(LOG_TYPE_INFO, SVC_LOG, "No rule ID matched\n");
-        svcAnswer(rsp, FAL_BAD_REQUEST, "No rule ID matched");
+        falAnswer(rsp, FAL_BAD_REQUEST, "No rule ID matched");
         return rsp;
     }
     rule->set("id", ruleId);
     rules->setArrayItem(unsigned(index), rule.get());
     if (!lock.save()) {
-        svcAnswer(rsp, FAL_FAILED, "Database is failed to update");
+        falAnswer(rsp, FAL_FAILED, "Database is failed to update");
         return rsp;
     }
     Logger::print(LOG_TYPE_TRACE, SVC_LOG, "Database is updated\n");
-    svcAnswer(rsp, FAL_OK, "Database is updated");
+    falAnswer(rsp, FAL_OK, "Database is updated");
     svcDisconnectAddress(address, rule->get<bool>("active"), req->requester, PORTIP_DEPENDENCIES);
     return rsp;
 }
@@ -430,10 +430,10 @@ _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringCreate(_FAL_REQ_T* req)
     rules->addArrayItem(rule.get());
     if (lock.save()) {
         Logger::print(LOG_TYPE_TRACE, SVC_LOG, "Database is updated\n");
-        svcAnswer(rsp, FAL_CREATED, "New rule is created");
+        falAnswer(rsp, FAL_CREATED, "New rule is created");
         rsp->data = svcIdObject(id);
     } else {
-        svcAnswer(rsp, FAL_FAILED, "Database is not updated");
+        falAnswer(rsp, FAL_FAILED, "Database is not updated");
     }
     // The devices are updated whether or not the rule was saved.
     svcDisconnectAddress(address, active, req->requester, PORTIP_DEPENDENCIES);
@@ -455,17 +455,17 @@ _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringDeleteOne(_FAL_REQ_T* req)
     int index = findPortIpRule(rules.get(), ruleId);
     if (index < 0) {
         Logger::print(LOG_TYPE_INFO, SVC_LOG, "No rule ID matched\n");
-        svcAnswer(rsp, FAL_DELETED, "No rule ID matched");
+        falAnswer(rsp, FAL_DELETED, "No rule ID matched");
         return rsp;
     }
     rules->delArrayItem(unsigned(index));
     if (!lock.save()) {
         Logger::print(LOG_TYPE_ERROR, SVC_LOG, "Database is failed to update\n");
-        svcAnswer(rsp, FAL_FAILED, "Database is failed to update");
+        falAnswer(rsp, FAL_FAILED, "Database is failed to update");
         return rsp;
     }
     Logger::print(LOG_TYPE_PROGRESS, SVC_LOG, "Record %d is deleted\n", ruleId);
-    svcAnswer(rsp, FAL_DELETED, "Database is updated");
+    falAnswer(rsp, FAL_DELETED, "Database is updated");
     return rsp;
 }
 
@@ -481,11 +481,11 @@ _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringDeleteAll(_FAL_REQ_T* req)
     rules->clearArrayItems();
     if (!lock.save()) {
         Logger::print(LOG_TYPE_ERROR, SVC_LOG, "Database is failed to update\n");
-        svcAnswer(rsp, FAL_FAILED, "Database is failed to update");
+        falAnswer(rsp, FAL_FAILED, "Database is failed to update");
         return rsp;
     }
     Logger::print(LOG_TYPE_PROGRESS, SVC_LOG, "Database for port IP filtering is cleared\n");
-    svcAnswer(rsp, FAL_OK, "Database for port IP filtering is cleared");
+    falAnswer(rsp, FAL_OK, "Database for port IP filtering is cleared");
     return rsp;
 }
 

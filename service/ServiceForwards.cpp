@@ -27,13 +27,13 @@ _FAL_RSP_T* patchLastWins(_FAL_REQ_T* req, const char* fn, const char* key, unsi
     int ruleId = svcRuleIdLastWins(req);
     FalTree rules = svcArray(lock.get(), "rules");
     if (!rules) {
-        svcAnswer(rsp, FAL_DB_ERROR);
+        falAnswer(rsp, FAL_DB_ERROR);
         return rsp;
     }
     int index = handleFindArrayItemById(rules.get(), "id", ruleId);
     if (index < 0) {
         Logger::print(LOG_TYPE_ERROR, SVC_LOG, "Cannot find the request id\n");
-        svcAnswer(rsp, FAL_FAILED);
+        falAnswer(rsp, FAL_FAILED);
         return rsp;
     }
     FalTree stored(rules->at(unsigned(index)));
@@ -45,7 +45,7 @@ _FAL_RSP_T* patchLastWins(_FAL_REQ_T* req, const char* fn, const char* key, unsi
         rule->set("id", stored->get<int>("id"));
         rules->setArrayItem(unsigned(index), rule.get());
     }
-    svcAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
+    falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
     return rsp;
 }
 
@@ -67,7 +67,7 @@ _FAL_RSP_T* createLimited(_FAL_REQ_T* req, const char* fn, const char* key, unsi
     }
     FalTree rules = svcArray(lock.get(), "rules");
     if (!rules) {
-        svcAnswer(rsp, FAL_DB_ERROR);
+        falAnswer(rsp, FAL_DB_ERROR);
         svcDropData(rsp);
         return rsp;
     }

@@ -25,13 +25,6 @@ _FAL_RSP_T* svcResponse(const _FAL_REQ_T* req, unsigned apiType, unsigned msgId,
     return svcNewResponse(apiType, msgId == SVC_REQUEST_ID_PLUS_ONE ? req->msgId + 1 : msgId, withData, failLog);
 }
 
-void svcAnswer(_FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message)
-{
-    rsp->status = status;
-    if (message)
-        rsp->message = message;
-}
-
 void svcDropData(_FAL_RSP_T* rsp)
 {
     delete rsp->data;
@@ -51,7 +44,7 @@ bool svcRefusesEntries(_FAL_RSP_T* rsp, TreeMapObject* entries)
         objects = entry && entry->isObject();
     }
     if (!objects)
-        svcAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
+        falAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
     return !objects;
 }
 
@@ -59,7 +52,7 @@ bool svcRefusesRequest(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, const char* messa
 {
     if (req && (req->body || !needBody))
         return false;
-    svcAnswer(rsp, FAL_BAD_REQUEST, message);
+    falAnswer(rsp, FAL_BAD_REQUEST, message);
     return true;
 }
 
@@ -69,7 +62,7 @@ void svcLockOrAnswer(FalLock& lock, _FAL_RSP_T* rsp, FAL_STATUS_T status, const 
         return;
     if (failLog)
         Logger::print(LOG_TYPE_ERROR, SVC_LOG, "%s", failLog);
-    svcAnswer(rsp, status, message);
+    falAnswer(rsp, status, message);
 }
 
 FalTree svcArray(TreeMapObject* obj, const char* member)
@@ -167,7 +160,7 @@ _FAL_RSP_T* svcProbeLock(unsigned apiType, unsigned msgId)
 bool svcAppendWithinLimit(_FAL_RSP_T* rsp, FalLock& lock, TreeMapObject* rules, TreeMapObject* body,
                           const char* saveFailLog)
 {
-    svcAnswer(rsp, FAL_FAILED);
+    falAnswer(rsp, FAL_FAILED);
     if (lock->get<int>("maxRules") <= int(rules->len())) {
         Logger::print(LOG_TYPE_ERROR, SVC_LOG, "rules list is full\n");
         svcDropData(rsp);
@@ -183,7 +176,7 @@ bool svcAppendWithinLimit(_FAL_RSP_T* rsp, FalLock& lock, TreeMapObject* rules, 
         svcDropData(rsp);
         return false;
     }
-    svcAnswer(rsp, FAL_CREATED);
+    falAnswer(rsp, FAL_CREATED);
     rsp->data->set("id", id);
     return true;
 }
@@ -201,7 +194,7 @@ _FAL_RSP_T* svcEmptyList(const _FAL_REQ_T* req, const char* fn, const char* key,
         return rsp;
     FalTree empty(new TreeMapObject(true));
     lock->set(member, empty.get());
-    svcAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
+    falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
     return rsp;
 }
 
@@ -218,7 +211,7 @@ _FAL_RSP_T* svcSetActive(const _FAL_REQ_T* req, const char* fn, const char* key,
     if (!lock)
         return rsp;
     lock->set("active", req->body->get<bool>("active"));
-    svcAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
+    falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
     return rsp;
 }
 
@@ -236,13 +229,13 @@ _FAL_RSP_T* svcDeleteOnePositional(const _FAL_REQ_T* req, const char* fn, const 
         return rsp;
     FalTree list = svcArray(lock.get(), member);
     if (!list) {
-        svcAnswer(rsp, FAL_DB_ERROR);
+        falAnswer(rsp, FAL_DB_ERROR);
         return rsp;
     }
     int index = svcFindRule(list.get(), ruleId);
     if (index >= 0)
         list->delArrayItem(unsigned(index));
-    svcAnswer(rsp, lock.save() ? FAL_DELETED : FAL_FAILED);
+    falAnswer(rsp, lock.save() ? FAL_DELETED : FAL_FAILED);
     return rsp;
 }
 
@@ -253,7 +246,7 @@ _FAL_RSP_T* svcDeleteOneFirstWins(const _FAL_REQ_T* req, const char* fn, const c
     _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, msgId, false, texts.noResponseLog);
     if (!rsp)
         return nullptr;
-    svcAnswer(rsp, FAL_DELETED, "Record Deleted");
+    falAnswer(rsp, FAL_DELETED, "Record Deleted");
     int ruleId = 0;
     svcRuleIdFirstWins(req, ruleId);
     FalLock lock(API_TYPE_SERVICE, key, req->requester);
@@ -262,17 +255,17 @@ _FAL_RSP_T* svcDeleteOneFirstWins(const _FAL_REQ_T* req, const char* fn, const c
         return rsp;
     FalTree rules = svcArray(lock.get(), "rules");
     if (!rules) {
-        svcAnswer(rsp, FAL_DB_ERROR, texts.noRules);
+        falAnswer(rsp, FAL_DB_ERROR, texts.noRules);
         return rsp;
     }
     int index = svcFindRule(rules.get(), ruleId, fn, texts.nullEntryLog);
     if (index < 0) {
-        svcAnswer(rsp, FAL_NOT_FOUND, texts.notFound);
+        falAnswer(rsp, FAL_NOT_FOUND, texts.notFound);
         return rsp;
     }
     rules->delArrayItem(unsigned(index));
     if (!lock.save())
-        svcAnswer(rsp, FAL_DB_ERROR, "failed to save database");
+        falAnswer(rsp, FAL_DB_ERROR, "failed to save database");
     return rsp;
 }
 

@@ -35,8 +35,6 @@ _FAL_RSP_T* svcNewResponse(unsigned apiType, unsigned msgId, bool withData, cons
 _FAL_RSP_T* svcResponse(const _FAL_REQ_T* req, unsigned apiType, unsigned msgId, bool withData,
                         const char* failLog = SVC_NO_RESPONSE);
 
-// Sets the status, and the message when one is given.
-void svcAnswer(_FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message = nullptr);
 // Removes the response's data.
 void svcDropData(_FAL_RSP_T* rsp);
 // Answers 10 "Bad request" and yields true when the request has no body.

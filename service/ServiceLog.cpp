@@ -71,7 +71,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceLogChange(_FAL_REQ_T* req)
         if (stored && given)
             lock->set(member, given.get());
     }
-    svcAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
+    falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
     return rsp;
 }
 
@@ -114,7 +114,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceDiagnosticsPing(_FAL_REQ_T* req)
         return rsp;
     FalTree ping(lock->get("ping"));
     if (!ping) {
-        svcAnswer(rsp, FAL_DB_ERROR, "failed to get ping data");
+        falAnswer(rsp, FAL_DB_ERROR, "failed to get ping data");
         return rsp;
     }
     // Every ping succeeds as often as it was asked to.
@@ -126,10 +126,10 @@ _FAL_RSP_T* FalServiceLdb::ServiceDiagnosticsPing(_FAL_REQ_T* req)
     ping->set("msg.[1]", "bbb bbb bbb");
     rsp->data = ping->clone(nullptr);
     if (!lock.save()) {
-        svcAnswer(rsp, FAL_DB_ERROR, "failed to save database");
+        falAnswer(rsp, FAL_DB_ERROR, "failed to save database");
         return rsp;
     }
-    svcAnswer(rsp, FAL_OK);
+    falAnswer(rsp, FAL_OK);
     rsp->data->dump("");
     return rsp;
 }
@@ -147,7 +147,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceDiagnosticsTraceroute(_FAL_REQ_T* req)
     // The target and the maximum TTL are not used: no route is traced.
     lock->set("traceRoute.status", "Requested");
     rsp->data = lock->clone("traceRoute");
-    svcAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
+    falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
     return rsp;
 }
 

@@ -34,7 +34,7 @@ _FAL_RSP_T* copyMembers(_FAL_REQ_T* req, const char* fn, const char* key, unsign
     if (!lock)
         return rsp;
     copyPresent(lock.get(), req->body, members);
-    svcAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
+    falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
     return rsp;
 }
 
@@ -62,7 +62,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceDdnsUpdate(_FAL_REQ_T* req)
                    {"configuration.currentProvider", "configuration.username", "configuration.password",
                     "configuration.hostname", "configuration.token"});
     rsp->data = lock->clone("result");
-    svcAnswer(rsp, rsp->data ? FAL_OK : FAL_FAILED);
+    falAnswer(rsp, rsp->data ? FAL_OK : FAL_FAILED);
     lock.save();
     return rsp;
 }
@@ -86,7 +86,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceDmzUpdate(_FAL_REQ_T* req)
         return rsp;
     lock->set("active", req->body->get<bool>("active"));
     lock->set("destination", req->body->get<const char*>("destination"));
-    svcAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
+    falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
     return rsp;
 }
 
@@ -108,7 +108,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceRipUpdate(_FAL_REQ_T* req)
         return rsp;
     document->set("rip", req->body);
     if (!document.save())
-        svcAnswer(rsp, FAL_DB_ERROR, "failed to save database");
+        falAnswer(rsp, FAL_DB_ERROR, "failed to save database");
     return rsp;
 }
 
@@ -133,10 +133,10 @@ _FAL_RSP_T* FalServiceLdb::ServiceUpnpUpdate(_FAL_REQ_T* req)
     bool active = req->body->get<bool>("active");
     copyPresent(upnp.get(), req->body, {"active", "interval", "ttl"});
     if (!upnp.save()) {
-        svcAnswer(rsp, FAL_FAILED);
+        falAnswer(rsp, FAL_FAILED);
         return rsp;
     }
-    svcAnswer(rsp, FAL_OK);
+    falAnswer(rsp, FAL_OK);
     // Switching UPnP off drops its port mappings.
     FalLock mappings(API_TYPE_SERVICE, "upnpPortmapping", req->requester);
     if (!mappings) {
@@ -183,7 +183,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceAlgUpdate(_FAL_REQ_T* req)
         entry->set("displayName", stored->get<const char*>("displayName"));
         gateways->setArrayItem(unsigned(index), entry.get());
     }
-    svcAnswer(rsp, gateways.save() ? FAL_OK : FAL_FAILED);
+    falAnswer(rsp, gateways.save() ? FAL_OK : FAL_FAILED);
     return rsp;
 }
 

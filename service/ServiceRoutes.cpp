@@ -29,7 +29,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceWolUpdate(_FAL_REQ_T* req)
         return rsp;
     FalTree stored(lock->get("rules"));
     if (stored && !stored->isArray()) {
-        svcAnswer(rsp, FAL_DB_ERROR);
+        falAnswer(rsp, FAL_DB_ERROR);
         return rsp;
     }
     lock->set("active", req->body->get<bool>("active"));
@@ -59,11 +59,11 @@ _FAL_RSP_T* FalServiceLdb::ServiceWolUpdate(_FAL_REQ_T* req)
         }
     }
     if (!lock.save()) {
-        svcAnswer(rsp, FAL_FAILED);
+        falAnswer(rsp, FAL_FAILED);
         svcDropData(rsp);
         return rsp;
     }
-    svcAnswer(rsp, FAL_OK);
+    falAnswer(rsp, FAL_OK);
     rsp->data->set("created", created.get());
     rsp->data->set("updated", updated.get());
     return rsp;
@@ -82,7 +82,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceWolCreate(_FAL_REQ_T* req)
     FalTree rules = svcArray(lock.get(), "rules");
     if (!rules) {
         Logger::print(LOG_TYPE_ERROR, SVC_LOG, "list of rules does not exist\n");
-        svcAnswer(rsp, FAL_FAILED);
+        falAnswer(rsp, FAL_FAILED);
         svcDropData(rsp);
         return rsp;
     }
@@ -91,10 +91,10 @@ _FAL_RSP_T* FalServiceLdb::ServiceWolCreate(_FAL_REQ_T* req)
     rule->set("id", id);
     rules->addArrayItem(rule.get());
     if (!lock.save()) {
-        svcAnswer(rsp, FAL_FAILED);
+        falAnswer(rsp, FAL_FAILED);
         return rsp;
     }
-    svcAnswer(rsp, FAL_CREATED);
+    falAnswer(rsp, FAL_CREATED);
     rsp->data->set("id", id);
     return rsp;
 }
@@ -173,17 +173,17 @@ _FAL_RSP_T* FalServiceLdb::ServiceStaticroutePatch(_FAL_REQ_T* req)
     int ruleId = svcRuleIdPositional(req);
     FalTree list = svcArray(lock.get(), "list");
     if (!list) {
-        svcAnswer(rsp, FAL_DB_ERROR);
+        falAnswer(rsp, FAL_DB_ERROR);
         return rsp;
     }
     int index = svcFindRule(list.get(), ruleId);
     if (index < 0) {
-        svcAnswer(rsp, FAL_FAILED);
+        falAnswer(rsp, FAL_FAILED);
         return rsp;
     }
     FalTree entry = routeEntry(ruleId, req->body, true);
     list->setArrayItem(unsigned(index), entry.get());
-    svcAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
+    falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
     return rsp;
 }
 
@@ -199,14 +199,14 @@ _FAL_RSP_T* FalServiceLdb::ServiceStaticrouteCreate(_FAL_REQ_T* req)
         return rsp;
     FalTree list = svcArray(lock.get(), "list");
     if (!list) {
-        svcAnswer(rsp, FAL_DB_ERROR);
+        falAnswer(rsp, FAL_DB_ERROR);
         return rsp;
     }
     int id = svcLargestIdPlusOne(list.get());
     FalTree entry = routeEntry(id, req->body, false);
     list->addArrayItem(entry.get());
     rsp->data = svcIdObject(id);
-    svcAnswer(rsp, lock.save() ? FAL_CREATED : FAL_FAILED);
+    falAnswer(rsp, lock.save() ? FAL_CREATED : FAL_FAILED);
     return rsp;
 }
 
@@ -253,13 +253,13 @@ _FAL_RSP_T* FalServiceLdb::ServiceReservedipPatch(_FAL_REQ_T* req)
     FalTree rules = svcArray(lock.get(), "rules");
     int index = rules ? svcFindRule(rules.get(), ruleId) : -1;
     if (index < 0) {
-        svcAnswer(rsp, FAL_FAILED);
+        falAnswer(rsp, FAL_FAILED);
         return rsp;
     }
     // The request's own body becomes the entry.
     req->body->set("id", ruleId);
     rules->setArrayItem(unsigned(index), req->body);
-    svcAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
+    falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
     return rsp;
 }
 
@@ -276,20 +276,20 @@ _FAL_RSP_T* FalServiceLdb::ServiceReservedipCreate(_FAL_REQ_T* req)
     FalTree rules = svcArray(lock.get(), "rules");
     if (!rules) {
         Logger::print(LOG_TYPE_ERROR, SVC_LOG, "Database error occurred\n");
-        svcAnswer(rsp, FAL_DB_ERROR, "Database error occurred");
+        falAnswer(rsp, FAL_DB_ERROR, "Database error occurred");
         return rsp;
     }
     int id = svcLargestIdPlusOne(rules.get());
     FalTree rule(req->body->get("rule"));
     if (!rule) {
-        svcAnswer(rsp, FAL_FAILED);
+        falAnswer(rsp, FAL_FAILED);
         return rsp;
     }
     FalTree entry(new TreeMapObject(false));
     entry->set("id", id);
     copyPresent(entry.get(), rule.get(), {"macAddress", "ipAddress", "deviceId"});
     rules->addArrayItem(entry.get());
-    svcAnswer(rsp, lock.save() ? FAL_CREATED : FAL_FAILED);
+    falAnswer(rsp, lock.save() ? FAL_CREATED : FAL_FAILED);
     rsp->data = svcIdObject(id);
     return rsp;
 }
