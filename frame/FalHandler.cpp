@@ -112,11 +112,15 @@ void falRelease(unsigned apiType, const char* requester, TreeMapObject* handle)
     LocalDbCtrl::unlockDbObject(apiType, requester);
 }
 
-void probeDocument(_FAL_RSP_T* rsp, unsigned apiType)
+_FAL_RSP_T* falProbe(unsigned apiType, unsigned rspId, unsigned probedType)
 {
-    FalLock doc(apiType, "", "default");
+    _FAL_RSP_T* rsp = newFalResponse(apiType, rspId, false);
+    if (!rsp)
+        return nullptr;
+    FalLock doc(probedType, "", "default");
     if (!doc)
         falAnswer(rsp, FAL_DB_ERROR, "failed to get database");
+    return rsp;
 }
 
 FalTrace::FalTrace(LOG_GROUP_T group, const char* name, FAL_TRACE_T style) : group_(group), name_(name), style_(style)

@@ -36,9 +36,10 @@ int findLastItem(TreeMapObject* array, const char* member, int value);
 // One more than the largest integer `member` among the items, and at least `first`.
 int nextItemId(TreeMapObject* array, const char* member, int first = 0);
 
-// Locks the whole document `apiType` as "default" and releases it again; a failed lock answers
-// FAL_DB_ERROR "failed to get database".
-void probeDocument(_FAL_RSP_T* rsp, unsigned apiType);
+// The answer of a database probe: a response (`apiType`, `rspId`, no data) after locking the whole
+// document `probedType` as "default" and releasing it again; a failed lock answers FAL_DB_ERROR
+// "failed to get database". Null when the response cannot be made.
+_FAL_RSP_T* falProbe(unsigned apiType, unsigned rspId, unsigned probedType);
 
 // A new response; null, after logging `failLog` (log type 3) in `group`, when it cannot be made.
 _FAL_RSP_T* newFalResponseLogged(LOG_GROUP_T group, unsigned apiType, unsigned msgId, bool withData,

@@ -28,14 +28,6 @@ const char* printable(const char* text)
     return text ? text : "(null)";
 }
 
-_FAL_RSP_T* gatewayProbeLock(unsigned apiType, unsigned rspId)
-{
-    _FAL_RSP_T* rsp = newFalResponse(apiType, rspId, false);
-    if (!rsp)
-        return nullptr;
-    probeDocument(rsp, apiType);
-    return rsp;
-}
 
 bool gatewayCommandOutput(const char* command, std::string& out)
 {

@@ -325,32 +325,32 @@ _FAL_RSP_T* FalGatewayLdb::GatewayPowersaveModeChange(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayFirmwareNewUpdate(_FAL_REQ_T*)
 {
-    return gatewayProbeLock(apiType, 57);
+    return falProbe(apiType, 57, apiType);
 }
 
 _FAL_RSP_T* FalGatewayLdb::GatewayFirmwareGet(_FAL_REQ_T*)
 {
-    return gatewayProbeLock(apiType, 59);
+    return falProbe(apiType, 59, apiType);
 }
 
 _FAL_RSP_T* FalGatewayLdb::GatewayFirmwareUpdate(_FAL_REQ_T*)
 {
-    return gatewayProbeLock(apiType, 61);
+    return falProbe(apiType, 61, apiType);
 }
 
 _FAL_RSP_T* FalGatewayLdb::GatewayCpuTemperature(_FAL_REQ_T*)
 {
-    return gatewayProbeLock(apiType, 83);
+    return falProbe(apiType, 83, apiType);
 }
 
 _FAL_RSP_T* FalGatewayLdb::GatewayDeviceManagementGet(_FAL_REQ_T*)
 {
-    return gatewayProbeLock(apiType, 85);
+    return falProbe(apiType, 85, apiType);
 }
 
 _FAL_RSP_T* FalGatewayLdb::GatewayDeviceManagementChange(_FAL_REQ_T*)
 {
-    return gatewayProbeLock(apiType, 87);
+    return falProbe(apiType, 87, apiType);
 }
 
 _FAL_RSP_T* FalGatewayLdb::acceptLongOperation(_FAL_REQ_T* req, unsigned rspId, unsigned n)

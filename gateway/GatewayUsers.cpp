@@ -548,5 +548,5 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserCheckDefault(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayUserHideWizard(_FAL_REQ_T*)
 {
-    return gatewayProbeLock(apiType, 81);
+    return falProbe(apiType, 81, apiType);
 }

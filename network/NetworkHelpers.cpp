@@ -57,16 +57,6 @@ _FAL_RSP_T* netObjectGet(const _FAL_REQ_T* req, const char* key)
     return getDbObjectResponse(API_TYPE_NETWORK, req->msgId, key, req->requester);
 }
 
-_FAL_RSP_T* netProbe(const _FAL_REQ_T* req, unsigned msgId)
-{
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = netResponse(msgId, false);
-    if (!rsp)
-        return nullptr;
-    probeDocument(rsp, API_TYPE_NETWORK);
-    return rsp;
-}
 
 bool netInterfaceId(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, int& id)
 {

@@ -38,9 +38,6 @@ _FAL_RSP_T* netChangeResponse(const _FAL_REQ_T* req);
 // locked; null, after logging, for a null request.
 _FAL_RSP_T* netObjectGet(const _FAL_REQ_T* req, const char* key);
 
-// The answer of a database probe: locks the whole network document as "default" and releases it
-// (status 8 "failed to get database" when that fails); null for a null request.
-_FAL_RSP_T* netProbe(const _FAL_REQ_T* req, unsigned msgId);
 
 // Reads "@interfaceId" (a non-numeric value reads as 0). When it is absent, answers 10 "Wrong URI"
 // and yields false.

@@ -146,5 +146,5 @@ _FAL_RSP_T* FalNetworkLdb::NetworkLanIpv6Update(_FAL_REQ_T* req)
 _FAL_RSP_T* FalNetworkLdb::NetworkLanIpv6RestoreDefault(_FAL_REQ_T* req)
 {
     FalTrace trace(NET_LOG, "NetworkLanIpv6RestoreDefault");
-    return netProbe(req, 15);
+    return req ? falProbe(API_TYPE_NETWORK, 15, API_TYPE_NETWORK) : nullptr;
 }

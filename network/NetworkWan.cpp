@@ -387,5 +387,5 @@ _FAL_RSP_T* FalNetworkLdb::NetworkLinkAuto(_FAL_REQ_T* req)
 _FAL_RSP_T* FalNetworkLdb::NetworkWanConnectionTypeDetect(_FAL_REQ_T* req)
 {
     FalTrace trace(NET_LOG, "NetworkWanConnectionTypeDetect");
-    return netProbe(req, 93);
+    return req ? falProbe(API_TYPE_NETWORK, 93, API_TYPE_NETWORK) : nullptr;
 }

@@ -26,7 +26,7 @@ bool ipv4Acceptable(TreeMapObject* body)
 _FAL_RSP_T* firewallLogProbe(unsigned msgId, const char* name)
 {
     Logger::print(LOG_TYPE_TRACE, SEC_LOG, "%s Enter\n", name);
-    _FAL_RSP_T* rsp = secProbeDocument(msgId, API_TYPE_NETWORK);
+    _FAL_RSP_T* rsp = falProbe(API_TYPE_SECURITY, msgId, API_TYPE_NETWORK);
     Logger::print(LOG_TYPE_TRACE, SEC_LOG, "%s Exit\n", name);
     return rsp;
 }
@@ -182,7 +182,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityIntelSecurityUpdate(_FAL_REQ_T* req)
 
 // Managed sites, services and devices answer once the security document can be locked.
 #define SEC_MANAGED(name, msgId) \
-    _FAL_RSP_T* FalSecurityLdb::name(_FAL_REQ_T*) { return secProbeDocument(msgId, API_TYPE_SECURITY); }
+    _FAL_RSP_T* FalSecurityLdb::name(_FAL_REQ_T*) { return falProbe(API_TYPE_SECURITY, msgId, API_TYPE_SECURITY); }
 
 SEC_MANAGED(SecurityManagedSitesGet, 75)
 SEC_MANAGED(SecurityManagedSitesSet, 77)

@@ -50,10 +50,3 @@ int secRemoveItems(TreeMapObject* array, const char* member, int value, const ch
     return removed;
 }
 
-_FAL_RSP_T* secProbeDocument(unsigned msgId, unsigned probedType)
-{
-    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, msgId, false);
-    if (rsp)
-        probeDocument(rsp, probedType);
-    return rsp;
-}

@@ -31,6 +31,3 @@ bool secBlank(const char* text);
 int secRemoveItems(TreeMapObject* array, const char* member, int value, const char* who);
 
 
-// The probe behind the log and managed operations: locks the whole document `probedType` as
-// "default" and releases it at once; 8 "failed to get database" when it cannot be locked.
-_FAL_RSP_T* secProbeDocument(unsigned msgId, unsigned probedType);

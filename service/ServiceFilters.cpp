@@ -491,5 +491,5 @@ _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringDeleteAll(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServicePortIpfilteringActive(_FAL_REQ_T*)
 {
-    return svcProbeLock(apiType, 165);
+    return falProbe(apiType, 165, API_TYPE_SERVICE);
 }

@@ -147,15 +147,6 @@ _FAL_RSP_T* svcReadObject(const _FAL_REQ_T* req, unsigned rspApiType, unsigned m
     return rsp;
 }
 
-_FAL_RSP_T* svcProbeLock(unsigned apiType, unsigned msgId)
-{
-    _FAL_RSP_T* rsp = svcNewResponse(apiType, msgId, false);
-    if (!rsp)
-        return nullptr;
-    FalLock lock(API_TYPE_SERVICE, "", "default");
-    svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, "failed to get database");
-    return rsp;
-}
 
 bool svcAppendWithinLimit(_FAL_RSP_T* rsp, FalLock& lock, TreeMapObject* rules, TreeMapObject* body,
                           const char* saveFailLog)

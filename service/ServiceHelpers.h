@@ -91,9 +91,6 @@ struct SvcRead {
 };
 _FAL_RSP_T* svcReadObject(const _FAL_REQ_T* req, unsigned rspApiType, unsigned msgId, const SvcRead& how);
 
-// Locks the whole service document as "default" and releases it again: 8 "failed to get
-// database" when it cannot be locked, else 0. The request is not looked at.
-_FAL_RSP_T* svcProbeLock(unsigned apiType, unsigned msgId);
 
 // The create of the lists with a limit: appends a copy of the body with an id from
 // handleFindNewArrayItemId while `rules` holds fewer entries than the object's "maxRules", and

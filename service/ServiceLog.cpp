@@ -98,7 +98,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceLogSave(_FAL_REQ_T* req)
 _FAL_RSP_T* FalServiceLdb::ServiceLogClear(_FAL_REQ_T*)
 {
     FalTrace trace(SVC_LOG, "ServiceLogClear", FAL_TRACE_WORD_FIRST);
-    return svcProbeLock(apiType, 169);
+    return falProbe(apiType, 169, API_TYPE_SERVICE);
 }
 
 // ---- Diagnostics ------------------------------------------------------------------------------
