@@ -144,6 +144,14 @@ FalLock::FalLock(unsigned apiType, const char* key, const char* requester)
 {
 }
 
+FalLock::FalLock(unsigned apiType, const char* key, const char* requester, _FAL_RSP_T* rsp,
+                 const char* failMessage)
+    : FalLock(apiType, key, requester)
+{
+    if (!obj_)
+        falAnswer(rsp, FAL_DB_ERROR, failMessage);
+}
+
 FalLock::FalLock(FalLock&& other) noexcept
     : apiType_(other.apiType_), requester_(other.requester_), obj_(other.obj_), held_(other.held_)
 {

@@ -86,7 +86,11 @@ private:
 // released when the guard goes out of scope, also after a failed lock.
 class FalLock {
 public:
+    // Holds nothing.
+    FalLock() : apiType_(0), requester_(nullptr), obj_(nullptr), held_(false) {}
     FalLock(unsigned apiType, const char* key, const char* requester);
+    // The same; a failed lock answers FAL_DB_ERROR with `failMessage`.
+    FalLock(unsigned apiType, const char* key, const char* requester, _FAL_RSP_T* rsp, const char* failMessage);
     ~FalLock();
     FalLock(const FalLock&) = delete;
     FalLock& operator=(const FalLock&) = delete;

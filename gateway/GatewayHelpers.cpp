@@ -6,7 +6,6 @@
 
 #include "frame/BeHelpers.h"
 #include "frame/FalResponse.h"
-#include "host/LocalDbCtrl.h"
 
 GatewayParam::GatewayParam(const _FAL_REQ_T* req, const char* name) : text_(BE_PairVal2(req->params, name)) {}
 
