@@ -148,7 +148,7 @@ FalLock::FalLock(unsigned apiType, const char* key, const char* requester, _FAL_
                  const char* failMessage)
     : FalLock(apiType, key, requester)
 {
-    if (!obj_)
+    if (!obj_ && failMessage)
         falAnswer(rsp, FAL_DB_ERROR, failMessage);
 }
 

@@ -89,7 +89,7 @@ public:
     // Holds nothing.
     FalLock() : apiType_(0), requester_(nullptr), obj_(nullptr), held_(false) {}
     FalLock(unsigned apiType, const char* key, const char* requester);
-    // The same; a failed lock answers FAL_DB_ERROR with `failMessage`.
+    // The same; a failed lock answers FAL_DB_ERROR with `failMessage` (unless it is null).
     FalLock(unsigned apiType, const char* key, const char* requester, _FAL_RSP_T* rsp, const char* failMessage);
     ~FalLock();
     FalLock(const FalLock&) = delete;
