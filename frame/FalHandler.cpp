@@ -84,34 +84,6 @@ _FAL_RSP_T* newFalResponseLogged(LOG_GROUP_T group, unsigned apiType, unsigned m
     return rsp;
 }
 
-TreeMapObject* lockOrAnswer(_FAL_RSP_T* rsp, unsigned apiType, const char* key, const char* requester,
-                            const char* failMessage)
-{
-    TreeMapObject* handle = LocalDbCtrl::lockDbObject(apiType, key, requester);
-    if (!handle && failMessage)
-        falAnswer(rsp, FAL_DB_ERROR, failMessage);
-    return handle;
-}
-
-bool falSave(unsigned apiType, const char* requester)
-{
-    return LocalDbCtrl::saveDbObject(apiType, requester) == 0;
-}
-
-bool saveOrAnswer(_FAL_RSP_T* rsp, unsigned apiType, const char* requester, const char* failMessage)
-{
-    if (falSave(apiType, requester))
-        return true;
-    falAnswer(rsp, FAL_DB_ERROR, failMessage);
-    return false;
-}
-
-void falRelease(unsigned apiType, const char* requester, TreeMapObject* handle)
-{
-    delete handle;
-    LocalDbCtrl::unlockDbObject(apiType, requester);
-}
-
 _FAL_RSP_T* falProbe(unsigned apiType, unsigned rspId, unsigned probedType)
 {
     _FAL_RSP_T* rsp = newFalResponse(apiType, rspId, false);
@@ -161,16 +133,21 @@ FalLock::FalLock(FalLock&& other) noexcept
 
 FalLock::~FalLock()
 {
-    if (held_)
-        falRelease(apiType_, requester_, obj_);
+    if (!held_)
+        return;
+    delete obj_;
+    LocalDbCtrl::unlockDbObject(apiType_, requester_);
 }
 
 bool FalLock::save()
 {
-    return falSave(apiType_, requester_);
+    return LocalDbCtrl::saveDbObject(apiType_, requester_) == 0;
 }
 
 bool FalLock::saveOrAnswer(_FAL_RSP_T* rsp, const char* failMessage)
 {
-    return ::saveOrAnswer(rsp, apiType_, requester_, failMessage);
+    if (save())
+        return true;
+    falAnswer(rsp, FAL_DB_ERROR, failMessage);
+    return false;
 }

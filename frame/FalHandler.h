@@ -1,6 +1,6 @@
 // Steps every family's handlers share: answering, comparing texts, copying members, finding
-// items by number, locking and saving with an answer on failure, tracing entry and exit, and
-// holding a lock for the length of an operation.
+// items by number, probing a document, tracing entry and exit, and the one database cycle:
+// FalLock locks, saves (with an answer on failure) and releases for the length of an operation.
 #pragma once
 
 #include <initializer_list>
@@ -45,19 +45,6 @@ _FAL_RSP_T* falProbe(unsigned apiType, unsigned rspId, unsigned probedType);
 _FAL_RSP_T* newFalResponseLogged(LOG_GROUP_T group, unsigned apiType, unsigned msgId, bool withData,
                                  const char* failLog);
 
-// Locks `key` of the document `apiType` as `requester`. On failure answers FAL_DB_ERROR with
-// `failMessage` (unless it is null) and yields null.
-TreeMapObject* lockOrAnswer(_FAL_RSP_T* rsp, unsigned apiType, const char* key, const char* requester,
-                            const char* failMessage);
-
-// Saves a family's document as the requester; true when saved.
-bool falSave(unsigned apiType, const char* requester);
-
-// Saves the document `apiType`; on failure answers FAL_DB_ERROR with `failMessage` and yields false.
-bool saveOrAnswer(_FAL_RSP_T* rsp, unsigned apiType, const char* requester, const char* failMessage);
-
-// Frees a handle and releases the requester's lock on the family's document.
-void falRelease(unsigned apiType, const char* requester, TreeMapObject* handle);
 
 // How an operation writes its entry and exit traces (log type 0).
 enum FAL_TRACE_T {
