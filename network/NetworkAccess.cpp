@@ -27,7 +27,7 @@ _FAL_RSP_T* fixedObjectGet(_FAL_REQ_T* req, const char* key, unsigned apiType, u
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = netResponse(msgId, false, NET_NO_MEMORY, apiType);
+    _FAL_RSP_T* rsp = networkResponse(msgId, false, NET_NO_MEMORY, apiType);
     if (!rsp)
         return nullptr;
     FalLock object(API_TYPE_NETWORK, key, req->requester);
@@ -64,7 +64,7 @@ void saveSetting(_FAL_RSP_T* rsp, FalLock& object)
 _FAL_RSP_T* FalNetworkLdb::NetworkXdslGet(_FAL_REQ_T* req)
 {
     FalTrace trace(NET_LOG, "NetworkXdslGet");
-    _FAL_RSP_T* rsp = netObjectGet(req, "xdsl");
+    _FAL_RSP_T* rsp = networkObjectGet(req, "xdsl");
     if (rsp && rsp->data) {
         rsp->data->del("modulationType");
         rsp->data->del("adsl");
@@ -75,16 +75,16 @@ _FAL_RSP_T* FalNetworkLdb::NetworkXdslGet(_FAL_REQ_T* req)
 _FAL_RSP_T* FalNetworkLdb::NetworkDslmodeGet(_FAL_REQ_T* req)
 {
     FalTrace trace(NET_LOG, "NetworkDslmodeGet");
-    return netObjectGet(req, "dslMode");
+    return networkObjectGet(req, "dslMode");
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkDslmodeSet(_FAL_REQ_T* req)
 {
     FalTrace trace(NET_LOG, "NetworkDslmodeSet");
-    _FAL_RSP_T* rsp = netChangeResponse(req);
+    _FAL_RSP_T* rsp = networkChangeResponse(req);
     if (!rsp)
         return nullptr;
-    FalLock modes = netLockOrFail(rsp, "dslMode", req->requester, NET_LOCAL_LOAD_FAILED);
+    FalLock modes = networkLockOrFail(rsp, "dslMode", req->requester, NET_LOCAL_LOAD_FAILED);
     if (!modes)
         return rsp;
     for (unsigned i = 0; i < req->body->len(); ++i) {
@@ -105,19 +105,19 @@ _FAL_RSP_T* FalNetworkLdb::NetworkDslmodeSet(_FAL_REQ_T* req)
 _FAL_RSP_T* FalNetworkLdb::NetworkOperationGet(_FAL_REQ_T* req)
 {
     FalTrace trace(NET_LOG, "NetworkOperationGet");
-    return netObjectGet(req, "operation");
+    return networkObjectGet(req, "operation");
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkOperationUpdate(_FAL_REQ_T* req)
 {
     FalTrace trace(NET_LOG, "NetworkOperationUpdate");
-    _FAL_RSP_T* rsp = netChangeResponse(req);
+    _FAL_RSP_T* rsp = networkChangeResponse(req);
     if (!rsp)
         return nullptr;
-    FalLock operation = netLockOrFail(rsp, "operation", req->requester, NET_KEY_LOAD_FAILED);
+    FalLock operation = networkLockOrFail(rsp, "operation", req->requester, NET_KEY_LOAD_FAILED);
     if (!operation)
         return rsp;
-    netCopyPresent(operation.get(), "", req->body, "", {"mode"});
+    networkCopyPresent(operation.get(), "", req->body, "", {"mode"});
     saveSetting(rsp, operation);
     return rsp;
 }
@@ -125,20 +125,20 @@ _FAL_RSP_T* FalNetworkLdb::NetworkOperationUpdate(_FAL_REQ_T* req)
 _FAL_RSP_T* FalNetworkLdb::NetworkMaccloneGet(_FAL_REQ_T* req)
 {
     FalTrace trace(NET_LOG, "NetworkMaccloneGet");
-    return netObjectGet(req, "macClone");
+    return networkObjectGet(req, "macClone");
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkMaccloneSet(_FAL_REQ_T* req)
 {
     FalTrace trace(NET_LOG, "NetworkMaccloneSet");
-    _FAL_RSP_T* rsp = netChangeResponse(req);
+    _FAL_RSP_T* rsp = networkChangeResponse(req);
     if (!rsp)
         return nullptr;
-    FalLock macClone = netLockOrFail(rsp, "macClone", req->requester, NET_LOCAL_LOAD_FAILED);
+    FalLock macClone = networkLockOrFail(rsp, "macClone", req->requester, NET_LOCAL_LOAD_FAILED);
     if (!macClone)
         return rsp;
     macClone->set("active", req->body->get<bool>("active"));
-    netCopyTexts(macClone.get(), req->body, {"mac"});
+    networkCopyTexts(macClone.get(), req->body, {"mac"});
     saveSetting(rsp, macClone);
     return rsp;
 }
@@ -146,23 +146,23 @@ _FAL_RSP_T* FalNetworkLdb::NetworkMaccloneSet(_FAL_REQ_T* req)
 _FAL_RSP_T* FalNetworkLdb::NetworkQmodeGet(_FAL_REQ_T* req)
 {
     FalTrace trace(NET_LOG, "NetworkQmodeGet");
-    return netObjectGet(req, "qMode");
+    return networkObjectGet(req, "qMode");
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkQmodeUpdate(_FAL_REQ_T* req)
 {
     FalTrace trace(NET_LOG, "NetworkQmodeUpdate", FAL_TRACE_WORD_FIRST);
-    if (netWrongRequest(req))
+    if (networkWrongRequest(req))
         return nullptr;
-    _FAL_RSP_T* rsp = netResponse(43, false, kNoMemoryBang);
+    _FAL_RSP_T* rsp = networkResponse(43, false, kNoMemoryBang);
     if (!rsp)
         return nullptr;
     rsp->status = FAL_FAILED;
     FalLock qMode = lockSetting(rsp, "qMode", req->requester);
     if (!qMode)
         return rsp;
-    netCopyTexts(qMode.get(), req->body, {"operation", "qmode"});
-    netCopyPresent(qMode.get(), "", req->body, "", kQmodeConnection);
+    networkCopyTexts(qMode.get(), req->body, {"operation", "qmode"});
+    networkCopyPresent(qMode.get(), "", req->body, "", kQmodeConnection);
     saveSetting(rsp, qMode);
     return rsp;
 }
@@ -177,9 +177,9 @@ _FAL_RSP_T* FalNetworkLdb::NetworkDualwanGet(_FAL_REQ_T* req)
 _FAL_RSP_T* FalNetworkLdb::NetworkDualwanUpdate(_FAL_REQ_T* req)
 {
     FalTrace trace(NET_LOG, "NetworkDualwanUpdate", FAL_TRACE_WORD_FIRST);
-    if (netWrongRequest(req))
+    if (networkWrongRequest(req))
         return nullptr;
-    _FAL_RSP_T* rsp = netResponse(47, false, kNoMemoryBang);
+    _FAL_RSP_T* rsp = networkResponse(47, false, kNoMemoryBang);
     if (!rsp)
         return nullptr;
     FalLock dualwan = lockSetting(rsp, "dualwan", req->requester);
@@ -187,7 +187,7 @@ _FAL_RSP_T* FalNetworkLdb::NetworkDualwanUpdate(_FAL_REQ_T* req)
         return rsp;
     dualwan->set("active", req->body->get<bool>("active"));
     dualwan->set("mode", req->body->get<int>("mode"));
-    netCopyPresent(dualwan.get(), "", req->body, "", kDualwanInterfaces);
+    networkCopyPresent(dualwan.get(), "", req->body, "", kDualwanInterfaces);
     if (!dualwan.save())
         falAnswer(rsp, FAL_DB_ERROR, "Save databse error");
     return rsp;
@@ -196,27 +196,27 @@ _FAL_RSP_T* FalNetworkLdb::NetworkDualwanUpdate(_FAL_REQ_T* req)
 _FAL_RSP_T* FalNetworkLdb::NetworkMobileStatusGet(_FAL_REQ_T* req)
 {
     FalTrace trace(NET_LOG, "NetworkMobileStatusGet");
-    return netObjectGet(req, "mobile");
+    return networkObjectGet(req, "mobile");
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkMobileConfigurationGet(_FAL_REQ_T* req)
 {
     FalTrace trace(NET_LOG, "NetworkMobileConfigurationGet");
-    return netObjectGet(req, "mobileConfiguration");
+    return networkObjectGet(req, "mobileConfiguration");
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkMobileUpdate(_FAL_REQ_T* req)
 {
     FalTrace trace(NET_LOG, "NetworkMobileUpdate", FAL_TRACE_WORD_EXIT_ONLY);
-    if (netWrongRequest(req))
+    if (networkWrongRequest(req))
         return nullptr;
-    _FAL_RSP_T* rsp = netResponse(53, false, kNoMemoryBang);
+    _FAL_RSP_T* rsp = networkResponse(53, false, kNoMemoryBang);
     if (!rsp)
         return nullptr;
     FalLock configuration = lockSetting(rsp, "mobileConfiguration", req->requester);
     if (!configuration)
         return rsp;
-    netCopyTexts(configuration.get(), req->body, kMobileTexts);
+    networkCopyTexts(configuration.get(), req->body, kMobileTexts);
     configuration->set("profileID", req->body->get<int>("profileID"));
     saveSetting(rsp, configuration);
     return rsp;

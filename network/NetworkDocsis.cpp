@@ -8,9 +8,9 @@ namespace {
 // locked or lacks the member.
 _FAL_RSP_T* mtaMemberGet(_FAL_REQ_T* req, const char* member, unsigned msgId)
 {
-    if (netNullRequest(req))
+    if (networkNullRequest(req))
         return nullptr;
-    _FAL_RSP_T* rsp = netResponse(msgId, false);
+    _FAL_RSP_T* rsp = networkResponse(msgId, false);
     if (!rsp)
         return nullptr;
     FalLock mta(API_TYPE_NETWORK, "mta", req->requester);
@@ -33,13 +33,13 @@ _FAL_RSP_T* mtaMemberGet(_FAL_REQ_T* req, const char* member, unsigned msgId)
 _FAL_RSP_T* FalNetworkLdb::NetworkDocsisGet(_FAL_REQ_T* req)
 {
     FalTrace trace(NET_LOG, "NetworkDocsisGet");
-    return netObjectGet(req, "docsis");
+    return networkObjectGet(req, "docsis");
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkDocsisChannelGet(_FAL_REQ_T* req)
 {
     FalTrace trace(NET_LOG, "NetworkDocsisChannelGet");
-    return netObjectGet(req, "channel");
+    return networkObjectGet(req, "channel");
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkDocsisInitialProcedureGet(_FAL_REQ_T* req)
@@ -47,32 +47,32 @@ _FAL_RSP_T* FalNetworkLdb::NetworkDocsisInitialProcedureGet(_FAL_REQ_T* req)
     FalTrace trace(NET_LOG, "NetworkDocsisInitialProcedureGet");
     if (req)
         Logger::print(LOG_TYPE_PROGRESS, NET_LOG, "[DOCSIS]%s %d\n", "NetworkDocsisInitialProcedureGet", 1978);
-    return netObjectGet(req, "procedure");
+    return networkObjectGet(req, "procedure");
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkDocsisInitialFrequencyGet(_FAL_REQ_T* req)
 {
     FalTrace trace(NET_LOG, "NetworkDocsisInitialFrequencyGet");
-    return netObjectGet(req, "initialFrequency");
+    return networkObjectGet(req, "initialFrequency");
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkDocsisUsChannelidGet(_FAL_REQ_T* req)
 {
     FalTrace trace(NET_LOG, "NetworkDocsisUsChannelidGet");
-    return netObjectGet(req, "usChannel");
+    return networkObjectGet(req, "usChannel");
 }
 
 // The two setters store nothing: they answer with the modem's state, whatever the body holds.
 _FAL_RSP_T* FalNetworkLdb::NetworkDocsisInitialFrequencySet(_FAL_REQ_T* req)
 {
     FalTrace trace(NET_LOG, "NetworkDocsisInitialFrequencySet");
-    return netObjectGet(req, "docsis");
+    return networkObjectGet(req, "docsis");
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkDocsisUsChannelidSet(_FAL_REQ_T* req)
 {
     FalTrace trace(NET_LOG, "NetworkDocsisUsChannelidSet");
-    return netObjectGet(req, "docsis");
+    return networkObjectGet(req, "docsis");
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkDocsisMtaGet(_FAL_REQ_T* req)

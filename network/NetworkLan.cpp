@@ -76,24 +76,24 @@ void moveServiceAddresses(const std::vector<std::string>& lan, const char* reque
 _FAL_RSP_T* FalNetworkLdb::NetworkLanGet(_FAL_REQ_T* req)
 {
     FalTrace trace(NET_LOG, "NetworkLanGet");
-    return netObjectGet(req, "lan");
+    return networkObjectGet(req, "lan");
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkLanUpdate(_FAL_REQ_T* req)
 {
     FalTrace trace(NET_LOG, "NetworkLanUpdate");
-    _FAL_RSP_T* rsp = netChangeResponse(req);
+    _FAL_RSP_T* rsp = networkChangeResponse(req);
     if (!rsp)
         return nullptr;
 
-    FalLock lan = netLockOrFail(rsp, "lan", req->requester, NET_KEY_LOAD_FAILED);
+    FalLock lan = networkLockOrFail(rsp, "lan", req->requester, NET_KEY_LOAD_FAILED);
     if (!lan)
         return rsp;
     bool moveAddresses = false;
     std::vector<std::string> newNetwork;
     FalTree ipv4(req->body->get("ipv4"));
     if (ipv4) {
-        netCopyPresent(lan.get(), "", req->body, "", kLanIpv4Paths);
+        networkCopyPresent(lan.get(), "", req->body, "", kLanIpv4Paths);
         const char* address = ipv4->get<const char*>("ipAddress");
         if (address)
             newNetwork = BE_StrSplit(address, '.');
@@ -113,11 +113,11 @@ _FAL_RSP_T* FalNetworkLdb::NetworkLanUpdate(_FAL_REQ_T* req)
 _FAL_RSP_T* FalNetworkLdb::NetworkLanIpv6Update(_FAL_REQ_T* req)
 {
     FalTrace trace(NET_LOG, "NetworkLanIpv6Update");
-    _FAL_RSP_T* rsp = netChangeResponse(req);
+    _FAL_RSP_T* rsp = networkChangeResponse(req);
     if (!rsp)
         return nullptr;
 
-    FalLock lan = netLockOrFail(rsp, "lan", req->requester, NET_LOCAL_LOAD_FAILED);
+    FalLock lan = networkLockOrFail(rsp, "lan", req->requester, NET_LOCAL_LOAD_FAILED);
     if (!lan)
         return rsp;
     TreeMapObject* body = req->body;
@@ -135,7 +135,7 @@ _FAL_RSP_T* FalNetworkLdb::NetworkLanIpv6Update(_FAL_REQ_T* req)
             ipv6->set("ipAddress", address.get());
             ipv6->set("dhcpv6", dhcpv6.get());
             ipv6->set("pd.active", body->get<bool>("pd.active"));
-            netCopyPresent(ipv6.get(), "pd.", body, "pd.", {"prefix", "prefixLength"});
+            networkCopyPresent(ipv6.get(), "pd.", body, "pd.", {"prefix", "prefixLength"});
         }
     }
     if (lan.save())

@@ -33,20 +33,20 @@ bool isTunnel(const std::string& type)
 // "bridge".
 bool applyInterfaceMembers(TreeMapObject* iface, TreeMapObject* body)
 {
-    netCopyPresent(iface, "", body, "", {"name", "active", "linkType"});
+    networkCopyPresent(iface, "", body, "", {"name", "active", "linkType"});
     bool reboot = false;
     FalTree switchMode(body->get("switchMode"));
     if (switchMode) {
         reboot = sameText(iface->get<const char*>("switchMode"), "bridge");
         iface->set("switchMode", switchMode.get());
     }
-    netCopyPresent(iface, "", body, "", {"connectionType"});
+    networkCopyPresent(iface, "", body, "", {"connectionType"});
     FalTree ipv4(iface->get("ipv4"));
     if (ipv4 && ipv4->isObject())
-        netCopyPresent(ipv4.get(), "", body, "ipv4.", kWanIpv4Members);
+        networkCopyPresent(ipv4.get(), "", body, "ipv4.", kWanIpv4Members);
     FalTree ipv6(iface->get("ipv6"));
     if (ipv6 && ipv6->isObject())
-        netCopyPresent(ipv6.get(), "", body, "ipv6.", kWanIpv6Members);
+        networkCopyPresent(ipv6.get(), "", body, "ipv6.", kWanIpv6Members);
     return reboot;
 }
 
@@ -74,7 +74,7 @@ void applyLinkSettings(TreeMapObject* iface, TreeMapObject* body)
     else if (vpn)
         iface->set("vpn", vpn.get());
 
-    netCopyPresent(iface, "", body, "", {"vlan"});
+    networkCopyPresent(iface, "", body, "", {"vlan"});
 
     FalTree atm(body->get("atm"));
     if (!sameText(body->get<const char*>("linkType"), "adsl"))
@@ -118,20 +118,20 @@ void adviseReboot(TreeMapObject* data, bool reboot)
 // Sets "connectivity" of the first interface with the request's id.
 _FAL_RSP_T* setConnectivity(_FAL_REQ_T* req, const char* connectivity)
 {
-    _FAL_RSP_T* rsp = netChangeResponse(req);
+    _FAL_RSP_T* rsp = networkChangeResponse(req);
     if (!rsp)
         return nullptr;
     int id = 0;
-    if (!netInterfaceId(rsp, req, id))
+    if (!networkInterfaceId(rsp, req, id))
         return rsp;
 
-    FalLock wan = netLockOrFail(rsp, "wan", req->requester, NET_KEY_LOAD_FAILED);
+    FalLock wan = networkLockOrFail(rsp, "wan", req->requester, NET_KEY_LOAD_FAILED);
     if (!wan)
         return rsp;
     FalTree interfaces(wan->get("interfaces"));
     if (!interfaces)
         Logger::print(LOG_TYPE_ERROR, NET_LOG, "No WAN interfaces found\n");
-    FalTree iface = netFindInterface(interfaces.get(), id);
+    FalTree iface = networkFindInterface(interfaces.get(), id);
     if (iface) {
         iface->set("connectivity", connectivity);
         if (wan.save())
@@ -149,28 +149,28 @@ _FAL_RSP_T* setConnectivity(_FAL_REQ_T* req, const char* connectivity)
 _FAL_RSP_T* FalNetworkLdb::NetworkWanGet(_FAL_REQ_T* req)
 {
     FalTrace trace(NET_LOG, "NetworkWanGet");
-    return netObjectGet(req, "wan");
+    return networkObjectGet(req, "wan");
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkWanGetOne(_FAL_REQ_T* req)
 {
     FalTrace trace(NET_LOG, "NetworkWanGetOne");
-    if (netNullRequest(req))
+    if (networkNullRequest(req))
         return nullptr;
-    _FAL_RSP_T* rsp = netResponse(req->msgId + 1, false);
+    _FAL_RSP_T* rsp = networkResponse(req->msgId + 1, false);
     if (!rsp)
         return nullptr;
     rsp->status = FAL_FAILED;
     int id = 0;
-    if (!netInterfaceId(rsp, req, id))
+    if (!networkInterfaceId(rsp, req, id))
         return rsp;
 
-    FalLock wan = netLockOrFail(rsp, "wan", req->requester, "No object found in repo for key %s\n");
+    FalLock wan = networkLockOrFail(rsp, "wan", req->requester, "No object found in repo for key %s\n");
     if (!wan)
         return rsp;
     {
         FalTree interfaces(wan->get("interfaces"));
-        FalTree iface = netFindInterface(interfaces.get(), id);
+        FalTree iface = networkFindInterface(interfaces.get(), id);
         if (iface) {
             rsp->data = iface->clone(nullptr);
             rsp->status = FAL_OK;
@@ -184,18 +184,18 @@ _FAL_RSP_T* FalNetworkLdb::NetworkWanGetOne(_FAL_REQ_T* req)
 _FAL_RSP_T* FalNetworkLdb::NetworkWanChange(_FAL_REQ_T* req)
 {
     FalTrace trace(NET_LOG, "NetworkWanChange");
-    _FAL_RSP_T* rsp = netChangeResponse(req);
+    _FAL_RSP_T* rsp = networkChangeResponse(req);
     if (!rsp)
         return nullptr;
     int id = 0;
-    if (!netInterfaceId(rsp, req, id))
+    if (!networkInterfaceId(rsp, req, id))
         return rsp;
 
-    FalLock wan = netLockOrFail(rsp, "wan", req->requester, NET_KEY_LOAD_FAILED);
+    FalLock wan = networkLockOrFail(rsp, "wan", req->requester, NET_KEY_LOAD_FAILED);
     if (!wan)
         return rsp;
     FalTree interfaces(wan->get("interfaces"));
-    FalTree iface = netFindInterface(interfaces.get(), id);
+    FalTree iface = networkFindInterface(interfaces.get(), id);
     if (!iface) {
         interfaces.reset();
         falAnswer(rsp, FAL_NOT_FOUND, "No interface information found");
@@ -220,13 +220,13 @@ _FAL_RSP_T* FalNetworkLdb::NetworkWanChange(_FAL_REQ_T* req)
 _FAL_RSP_T* FalNetworkLdb::NetworkWanIpv6Change(_FAL_REQ_T* req)
 {
     FalTrace trace(NET_LOG, "NetworkWanIpv6Change");
-    if (netWrongRequest(req))
+    if (networkWrongRequest(req))
         return nullptr;
-    _FAL_RSP_T* rsp = netResponse(req->msgId + 1, false);
+    _FAL_RSP_T* rsp = networkResponse(req->msgId + 1, false);
     if (!rsp)
         return nullptr;
     int id = 0;
-    if (!netInterfaceId(rsp, req, id))
+    if (!networkInterfaceId(rsp, req, id))
         return rsp;
     rsp->status = FAL_FAILED;
 
@@ -241,7 +241,7 @@ _FAL_RSP_T* FalNetworkLdb::NetworkWanIpv6Change(_FAL_REQ_T* req)
         falAnswer(rsp, FAL_DB_ERROR, NET_LOAD_FAILED);
         return rsp;
     }
-    FalTree iface = netFindInterface(interfaces.get(), id);
+    FalTree iface = networkFindInterface(interfaces.get(), id);
     if (!iface) {
         interfaces.reset();
         falAnswer(rsp, FAL_NOT_FOUND, "No interface information found");
@@ -250,7 +250,7 @@ _FAL_RSP_T* FalNetworkLdb::NetworkWanIpv6Change(_FAL_REQ_T* req)
     // The IPv6 members are read from the top level of the body.
     FalTree ipv6(iface->get("ipv6"));
     if (ipv6 && ipv6->isObject())
-        netCopyPresent(ipv6.get(), "", req->body, "", kWanIpv6Members);
+        networkCopyPresent(ipv6.get(), "", req->body, "", kWanIpv6Members);
     if (wan.save())
         rsp->status = FAL_OK;
     ipv6.reset();
@@ -276,12 +276,12 @@ _FAL_RSP_T* FalNetworkLdb::NetworkSwitchmodeBridge(_FAL_REQ_T* req)
     FalTrace trace(NET_LOG, "NetworkSwitchmodeBridge");
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = netResponse(req->msgId + 1, false);
+    _FAL_RSP_T* rsp = networkResponse(req->msgId + 1, false);
     if (!rsp)
         return nullptr;
     rsp->status = FAL_FAILED;
     int id = 0;
-    if (!netInterfaceId(rsp, req, id))
+    if (!networkInterfaceId(rsp, req, id))
         return rsp;
 
     FalLock interfaces(API_TYPE_NETWORK, "wan.interfaces", req->requester);
@@ -314,18 +314,18 @@ _FAL_RSP_T* FalNetworkLdb::NetworkCheckInternet(_FAL_REQ_T* req)
     // request without an interface id leaves without it).
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = netResponse(27, true);
+    _FAL_RSP_T* rsp = networkResponse(27, true);
     if (!rsp)
         return nullptr;
     rsp->status = FAL_FAILED;
     int id = 0;
-    if (!netInterfaceId(rsp, req, id))
+    if (!networkInterfaceId(rsp, req, id))
         return rsp;
 
-    FalLock wan = netLockOrFail(rsp, "wan", req->requester, "No object found in repo for key %s\n");
+    FalLock wan = networkLockOrFail(rsp, "wan", req->requester, "No object found in repo for key %s\n");
     if (wan) {
         FalTree interfaces(wan->get("interfaces"));
-        FalTree iface = netFindInterface(interfaces.get(), id);
+        FalTree iface = networkFindInterface(interfaces.get(), id);
         if (iface) {
             rsp->data->set("ipv4", iface->get<bool>("ipv4.active"));
             rsp->data->set("ipv6", iface->get<bool>("ipv6.active"));
@@ -343,7 +343,7 @@ _FAL_RSP_T* FalNetworkLdb::NetworkLinkAuto(_FAL_REQ_T* req)
     FalTrace trace(NET_LOG, "NetworkLinkAuto");
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = netResponse(req->msgId + 1, true);
+    _FAL_RSP_T* rsp = networkResponse(req->msgId + 1, true);
     if (rsp && !rsp->data) {
         Logger::print(LOG_TYPE_ERROR, NET_LOG, "%s", NET_NO_MEMORY);
         freeFalResponse(rsp);

@@ -63,7 +63,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityFirewallUpdate(_FAL_REQ_T* req)
     if (!req)
         return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 3, false);
-    if (!secHasObjectBody(req) || !ipv4Acceptable(req->body)) {
+    if (!securityHasObjectBody(req) || !ipv4Acceptable(req->body)) {
         falAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
         return rsp;
     }
@@ -101,7 +101,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityFirewallIpv4Update(_FAL_REQ_T* req)
     if (!req)
         return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, req->msgId + 1, false);
-    if (secLacksBody(req, rsp))
+    if (securityLacksBody(req, rsp))
         return rsp;
     FalLock firewall(API_TYPE_SECURITY, "firewall", req->requester);
     if (!firewall) {
@@ -136,7 +136,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityFirewallAlertUpdate(_FAL_REQ_T* req)
     if (!req)
         return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 15, false);
-    if (secLacksBody(req, rsp))
+    if (securityLacksBody(req, rsp))
         return rsp;
     FalLock alert(API_TYPE_SECURITY, "firewallAlert", req->requester);
     if (!alert) {

@@ -11,7 +11,7 @@ namespace {
 bool readIds(_FAL_REQ_T* req, _FAL_RSP_T* rsp, const char* categoryParam, int& category, const char* entryParam,
              int& entry)
 {
-    if (!secIntParam(req, categoryParam, category) || (entryParam && !secIntParam(req, entryParam, entry))) {
+    if (!securityIntParam(req, categoryParam, category) || (entryParam && !securityIntParam(req, entryParam, entry))) {
         Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Bad param request\n");
         falAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
         return false;
@@ -120,7 +120,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolSet(_FAL_REQ_T* req)
     if (!req)
         return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 27, false);
-    if (secLacksBody(req, rsp))
+    if (securityLacksBody(req, rsp))
         return rsp;
     bool active = req->body->get<bool>("active");
     FalLock control(API_TYPE_SECURITY, "parentalControl", req->requester);
@@ -144,7 +144,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolUpdate(_FAL_REQ_T* req)
 {
     static const char* const name = "SecurityParentalcontrolUpdate";
     _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 29, false);
-    if (!secHasObjectBody(req)) {
+    if (!securityHasObjectBody(req)) {
         Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Bad request\n");
         falAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
         return rsp;
@@ -189,7 +189,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolAuthUpdate(_FAL_REQ_T* req)
     if (!req)
         return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 31, false);
-    if (secLacksBody(req, rsp))
+    if (securityLacksBody(req, rsp))
         return rsp;
     FalLock control(API_TYPE_SECURITY, "parentalControl", req->requester);
     FalTree general(control ? control->get("general") : nullptr);
@@ -218,7 +218,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolAskPermission(_FAL_REQ_T* req
     if (!req)
         return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 43, false);
-    if (secLacksBody(req, rsp))
+    if (securityLacksBody(req, rsp))
         return rsp;
     FalLock control(API_TYPE_SECURITY, "parentalControl", req->requester);
     if (!control)
@@ -238,7 +238,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolCreate(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 33, true);
     falAnswer(rsp, FAL_CREATED, "New Created");
     int index = 1;
-    if (secLacksBody(req, rsp)) {
+    if (securityLacksBody(req, rsp)) {
         finishIdReply(rsp, "id", index);
         return rsp;
     }
@@ -270,7 +270,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolFilterCreate(_FAL_REQ_T* req)
     falAnswer(rsp, FAL_CREATED, "New Created");
     int category = 0;
     int id = 0;
-    if (!readIds(req, rsp, "@filterId", category, nullptr, id) || secLacksBody(req, rsp)) {
+    if (!readIds(req, rsp, "@filterId", category, nullptr, id) || securityLacksBody(req, rsp)) {
         finishIdReply(rsp, "id", id);
         return rsp;
     }
@@ -301,7 +301,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolDelete(_FAL_REQ_T* req)
         return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 37, false);
     int index = 0;
-    if (!secIntParam(req, "@ruleId", index)) {
+    if (!securityIntParam(req, "@ruleId", index)) {
         falAnswer(rsp, FAL_BAD_REQUEST, "Wrong parameter request");
         return rsp;
     }
@@ -312,7 +312,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolDelete(_FAL_REQ_T* req)
         falAnswer(rsp, FAL_DB_ERROR, "failed to get database");
     } else {
         // Every rule with that index goes.
-        int removed = secRemoveItems(rules.get(), "index", index, "SecurityParentalcontrolDelete");
+        int removed = securityRemoveItems(rules.get(), "index", index, "SecurityParentalcontrolDelete");
         if (removed < 0)
             falAnswer(rsp, FAL_DB_ERROR, "failed to delete array item");
         else if (removed > 0 && !control.save())
@@ -338,7 +338,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolFilterDelete(_FAL_REQ_T* req)
     if (!filters) {
         falAnswer(rsp, FAL_DB_ERROR, "failed to get database");
     } else if ((sublist = filterSublist(filters.get(), category, rsp))) {
-        int removed = secRemoveItems(sublist.get(), "id", id, "SecurityParentalcontrolFilterDelete");
+        int removed = securityRemoveItems(sublist.get(), "id", id, "SecurityParentalcontrolFilterDelete");
         if (removed < 0)
             falAnswer(rsp, FAL_DB_ERROR, "failed to delete sublist item");
         // Saved whatever was found.

@@ -30,7 +30,7 @@ const char* tunnelRefusal(TreeMapObject* tunnel)
 {
     for (const TunnelField& field : kTunnelFields) {
         const char* type = tunnel->get<const char*>(field.typePath);
-        if (!type || (!sameText(type, field.openType) && secBlank(tunnel->get<const char*>(field.valuePath))))
+        if (!type || (!sameText(type, field.openType) && securityBlank(tunnel->get<const char*>(field.valuePath))))
             return field.refusal;
     }
     return nullptr;
@@ -41,7 +41,7 @@ void keepStoredValues(TreeMapObject* tunnel, TreeMapObject* stored)
 {
     for (const TunnelField& field : kTunnelFields) {
         if (!sameText(tunnel->get<const char*>(field.typePath), field.openType) ||
-            !secBlank(tunnel->get<const char*>(field.valuePath)))
+            !securityBlank(tunnel->get<const char*>(field.valuePath)))
             continue;
         FalTree value(stored->get(field.valuePath));
         if (value)
@@ -57,7 +57,7 @@ bool readTunnelRequest(_FAL_REQ_T* req, _FAL_RSP_T* rsp, int& id)
         falAnswer(rsp, FAL_BAD_REQUEST, "Received wrong request");
         return false;
     }
-    if (!secIntParam(req, "@id", id)) {
+    if (!securityIntParam(req, "@id", id)) {
         falAnswer(rsp, FAL_BAD_REQUEST, "Received wrong @id request");
         return false;
     }
@@ -124,7 +124,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnServerUpdate(_FAL_REQ_T* req)
     if (!req)
         return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, req->msgId + 1, false);
-    if (secLacksBody(req, rsp))
+    if (securityLacksBody(req, rsp))
         return rsp;
     FalLock vpn(API_TYPE_SECURITY, "vpn", req->requester);
     FalTree client(vpn ? vpn->get("client") : nullptr);
@@ -156,7 +156,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnClientUpdate(_FAL_REQ_T* req)
     if (!req)
         return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, req->msgId + 1, false);
-    if (secLacksBody(req, rsp))
+    if (securityLacksBody(req, rsp))
         return rsp;
     FalLock client(API_TYPE_SECURITY, "vpn.client", req->requester);
     FalTree body(client ? req->body->clone(nullptr) : nullptr);
@@ -200,7 +200,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecGetOne(_FAL_REQ_T* req)
         return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, req->msgId + 1, false);
     int id = 0;
-    if (!secIntParam(req, "@id", id)) {
+    if (!securityIntParam(req, "@id", id)) {
         Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Wrong parameter\n");
         falAnswer(rsp, FAL_BAD_REQUEST, "Wrong parameter");
         return rsp;
@@ -259,7 +259,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecCreate(_FAL_REQ_T* req)
         return nullptr;
     }
     _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 73, true);
-    if (!secHasObjectBody(req)) {
+    if (!securityHasObjectBody(req)) {
         Logger::print(LOG_TYPE_ERROR, SEC_LOG, "A null message request received\n");
         falAnswer(rsp, FAL_BAD_REQUEST, "A null message request received");
     } else {

@@ -42,14 +42,14 @@ std::string serviceLogFileName(time_t when)
 
 _FAL_RSP_T* FalServiceLdb::ServiceLogGet(_FAL_REQ_T* req)
 {
-    _FAL_RSP_T* rsp = svcResponse(req, apiType, 111, true);
+    _FAL_RSP_T* rsp = serviceResponse(req, apiType, 111, true);
     if (!rsp)
         return nullptr;
     FalLock lock(API_TYPE_SERVICE, "log", req->requester);
-    svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, "cannot load database");
+    serviceLockOrAnswer(lock, rsp, FAL_DB_ERROR, "cannot load database");
     if (!lock)
         return rsp;
-    svcDropData(rsp);
+    serviceDropData(rsp);
     rsp->data = lock->clone(nullptr);
     return rsp;
 }
@@ -57,11 +57,11 @@ _FAL_RSP_T* FalServiceLdb::ServiceLogGet(_FAL_REQ_T* req)
 _FAL_RSP_T* FalServiceLdb::ServiceLogChange(_FAL_REQ_T* req)
 {
     FalTrace trace(SVC_LOG, "ServiceLogChange", FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 113, false);
-    if (!rsp || svcLacksBody(rsp, req))
+    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, 113, false);
+    if (!rsp || serviceLacksBody(rsp, req))
         return rsp;
     FalLock lock(API_TYPE_SERVICE, "log", req->requester);
-    svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, nullptr, "Cannot get object from log file.\n");
+    serviceLockOrAnswer(lock, rsp, FAL_DB_ERROR, nullptr, "Cannot get object from log file.\n");
     if (!lock)
         return rsp;
     // Only settings the stored object already has are changed.
@@ -78,7 +78,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceLogChange(_FAL_REQ_T* req)
 _FAL_RSP_T* FalServiceLdb::ServiceLogSave(_FAL_REQ_T* req)
 {
     FalTrace trace(SVC_LOG, "ServiceLogSave", FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = svcResponse(req, apiType, 111, false);
+    _FAL_RSP_T* rsp = serviceResponse(req, apiType, 111, false);
     if (!rsp)
         return nullptr;
     FalTree reply(new TreeMapObject(false));
@@ -105,11 +105,11 @@ _FAL_RSP_T* FalServiceLdb::ServiceLogClear(_FAL_REQ_T*)
 
 _FAL_RSP_T* FalServiceLdb::ServiceDiagnosticsPing(_FAL_REQ_T* req)
 {
-    _FAL_RSP_T* rsp = svcResponse(req, apiType, 117, false);
-    if (!rsp || svcLacksBody(rsp, req))
+    _FAL_RSP_T* rsp = serviceResponse(req, apiType, 117, false);
+    if (!rsp || serviceLacksBody(rsp, req))
         return rsp;
     FalLock lock(API_TYPE_SERVICE, "diagnostics", req->requester);
-    svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, "failed to load database");
+    serviceLockOrAnswer(lock, rsp, FAL_DB_ERROR, "failed to load database");
     if (!lock)
         return rsp;
     FalTree ping(lock->get("ping"));
@@ -137,11 +137,11 @@ _FAL_RSP_T* FalServiceLdb::ServiceDiagnosticsPing(_FAL_REQ_T* req)
 _FAL_RSP_T* FalServiceLdb::ServiceDiagnosticsTraceroute(_FAL_REQ_T* req)
 {
     FalTrace trace(SVC_LOG, "ServiceDiagnosticsTraceroute", FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 119, false);
-    if (!rsp || svcLacksBody(rsp, req))
+    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, 119, false);
+    if (!rsp || serviceLacksBody(rsp, req))
         return rsp;
     FalLock lock(API_TYPE_SERVICE, "diagnostics", req->requester);
-    svcLockOrAnswer(lock, rsp, FAL_FAILED);
+    serviceLockOrAnswer(lock, rsp, FAL_FAILED);
     if (!lock)
         return rsp;
     // The target and the maximum TTL are not used: no route is traced.
@@ -154,11 +154,11 @@ _FAL_RSP_T* FalServiceLdb::ServiceDiagnosticsTraceroute(_FAL_REQ_T* req)
 _FAL_RSP_T* FalServiceLdb::ServiceDiagnosticsRoutehops(_FAL_REQ_T* req)
 {
     FalTrace trace(SVC_LOG, "ServiceDiagnosticsRoutehops", FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 121, false);
+    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, 121, false);
     if (!rsp)
         return nullptr;
     FalLock lock(API_TYPE_SERVICE, "diagnostics", req->requester);
-    svcLockOrAnswer(lock, rsp, FAL_FAILED);
+    serviceLockOrAnswer(lock, rsp, FAL_FAILED);
     if (lock)
         rsp->data = lock->clone("routeHops");
     return rsp;
