@@ -97,7 +97,7 @@ _FAL_RSP_T* falProbe(unsigned apiType, unsigned rspId, unsigned probedType)
 
 FalTrace::FalTrace(LOG_GROUP_T group, const char* name, FAL_TRACE_T style) : group_(group), name_(name), style_(style)
 {
-    if (style_ == FAL_TRACE_NAME_FIRST)
+    if (style_ == FAL_TRACE_NAME_FIRST || style_ == FAL_TRACE_NAME_ENTRY_ONLY)
         Logger::print(LOG_TYPE_TRACE, group_, "%s Enter\n", name_);
     else if (style_ == FAL_TRACE_WORD_FIRST)
         Logger::print(LOG_TYPE_TRACE, group_, "Enter %s\n", name_);

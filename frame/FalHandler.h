@@ -52,6 +52,7 @@ enum FAL_TRACE_T {
     FAL_TRACE_WORD_FIRST,      // "Enter <name>", "Exit <name>"
     FAL_TRACE_NAME_EXIT_ONLY,  // "<name> Exit"
     FAL_TRACE_WORD_EXIT_ONLY,  // "Exit <name>"
+    FAL_TRACE_NAME_ENTRY_ONLY,  // "<name> Enter"
     FAL_TRACE_NONE,            // nothing
 };
 

@@ -25,10 +25,8 @@ bool ipv4Acceptable(TreeMapObject* body)
 // The traced probe of the firewall log: the network document must be lockable.
 _FAL_RSP_T* firewallLogProbe(unsigned msgId, const char* name)
 {
-    Logger::print(LOG_TYPE_TRACE, SEC_LOG, "%s Enter\n", name);
-    _FAL_RSP_T* rsp = falProbe(API_TYPE_SECURITY, msgId, API_TYPE_NETWORK);
-    Logger::print(LOG_TYPE_TRACE, SEC_LOG, "%s Exit\n", name);
-    return rsp;
+    FalTrace trace(SEC_LOG, name);
+    return falProbe(API_TYPE_SECURITY, msgId, API_TYPE_NETWORK);
 }
 
 }  // namespace

@@ -25,7 +25,7 @@ struct ListChange {
 template <class Change>
 _FAL_RSP_T* changeList(FalWifiLdb& wifi, _FAL_REQ_T* req, const ListChange& how, Change change)
 {
-    Logger::print(LOG_TYPE_TRACE, WIFI_LOG, "%s Enter\n", how.name);
+    FalTrace trace(WIFI_LOG, how.name, FAL_TRACE_NAME_ENTRY_ONLY);
     _FAL_RSP_T* rsp = nullptr;
     if (!wifiOpen(rsp, wifi.apiType, how.rspId, false, req, how.params, how.needsBody))
         return rsp;
@@ -55,7 +55,7 @@ FalTree numberedRule(_FAL_REQ_T* req, int id)
 
 _FAL_RSP_T* FalWifiLdb::WifiSsidAccesscontrolGet(_FAL_REQ_T* req)
 {
-    Logger::print(LOG_TYPE_TRACE, WIFI_LOG, "%s Enter\n", __func__);
+    FalTrace trace(WIFI_LOG, __func__, FAL_TRACE_NAME_ENTRY_ONLY);
     _FAL_RSP_T* rsp = nullptr;
     if (!wifiOpen(rsp, apiType, 29, false, req, 2))
         return rsp;

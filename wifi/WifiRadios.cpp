@@ -105,7 +105,7 @@ bool radioOff(TreeMapObject* doc, int interfaceId, const char* requester)
 
 _FAL_RSP_T* FalWifiLdb::WifiInterfaceGet(_FAL_REQ_T* req)
 {
-    Logger::print(LOG_TYPE_TRACE, WIFI_LOG, "%s Enter\n", __func__);
+    FalTrace trace(WIFI_LOG, __func__, FAL_TRACE_NAME_ENTRY_ONLY);
     if (!req)
         return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(apiType, 1, true);
@@ -119,7 +119,7 @@ _FAL_RSP_T* FalWifiLdb::WifiInterfaceGet(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalWifiLdb::WifiRadioGet(_FAL_REQ_T* req)
 {
-    Logger::print(LOG_TYPE_TRACE, WIFI_LOG, "%s Enter\n", __func__);
+    FalTrace trace(WIFI_LOG, __func__, FAL_TRACE_NAME_ENTRY_ONLY);
     _FAL_RSP_T* rsp = nullptr;
     if (!wifiOpen(rsp, apiType, 3, false, req, 1))
         return rsp;
@@ -145,7 +145,7 @@ _FAL_RSP_T* FalWifiLdb::WifiRadioGet(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalWifiLdb::WifiRadioChange(_FAL_REQ_T* req)
 {
-    Logger::print(LOG_TYPE_TRACE, WIFI_LOG, "%s Enter\n", __func__);
+    FalTrace trace(WIFI_LOG, __func__, FAL_TRACE_NAME_ENTRY_ONLY);
     _FAL_RSP_T* rsp = nullptr;
     if (!wifiOpen(rsp, apiType, 5, false, req, 1, true))
         return rsp;
@@ -178,7 +178,7 @@ _FAL_RSP_T* FalWifiLdb::WifiRadioChange(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalWifiLdb::WifiRadioActive(_FAL_REQ_T* req)
 {
-    Logger::print(LOG_TYPE_TRACE, WIFI_LOG, "%s Enter\n", __func__);
+    FalTrace trace(WIFI_LOG, __func__, FAL_TRACE_NAME_ENTRY_ONLY);
     _FAL_RSP_T* rsp = nullptr;
     if (!wifiOpen(rsp, apiType, 7, false, req, 1, true))
         return rsp;
@@ -198,7 +198,7 @@ _FAL_RSP_T* FalWifiLdb::WifiRadioActive(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalWifiLdb::WifiRadioRestoreDefault(_FAL_REQ_T* req)
 {
-    Logger::print(LOG_TYPE_TRACE, WIFI_LOG, "%s Enter\n", __func__);
+    FalTrace trace(WIFI_LOG, __func__, FAL_TRACE_NAME_ENTRY_ONLY);
     _FAL_RSP_T* rsp = nullptr;
     if (!wifiOpen(rsp, apiType, 9, false, req, 1))
         return rsp;
@@ -223,7 +223,7 @@ _FAL_RSP_T* FalWifiLdb::WifiRadioRestoreDefault(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalWifiLdb::WifiNetworkTypeGet(_FAL_REQ_T* req)
 {
-    Logger::print(LOG_TYPE_TRACE, WIFI_LOG, "%s Enter\n", __func__);
+    FalTrace trace(WIFI_LOG, __func__, FAL_TRACE_NAME_ENTRY_ONLY);
     _FAL_RSP_T* rsp = nullptr;
     if (!wifiOpen(rsp, apiType, 11, false, req, 1))
         return rsp;
@@ -251,7 +251,7 @@ _FAL_RSP_T* FalWifiLdb::WifiNetworkTypeGet(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalWifiLdb::WifiNetworkTypeChange(_FAL_REQ_T* req)
 {
-    Logger::print(LOG_TYPE_TRACE, WIFI_LOG, "%s Enter\n", __func__);
+    FalTrace trace(WIFI_LOG, __func__, FAL_TRACE_NAME_ENTRY_ONLY);
     _FAL_RSP_T* rsp = nullptr;
     if (!wifiOpen(rsp, apiType, 13, false, req, 2, true))
         return rsp;

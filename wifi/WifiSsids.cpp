@@ -77,7 +77,7 @@ TreeMapObject* newAccessControl()
 
 _FAL_RSP_T* FalWifiLdb::WifiSsidListAll(_FAL_REQ_T* req)
 {
-    Logger::print(LOG_TYPE_TRACE, WIFI_LOG, "%s Enter\n", __func__);
+    FalTrace trace(WIFI_LOG, __func__, FAL_TRACE_NAME_ENTRY_ONLY);
     _FAL_RSP_T* rsp = nullptr;
     if (!wifiOpen(rsp, apiType, 15, false, req, 1))
         return rsp;
@@ -103,7 +103,7 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidListAll(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalWifiLdb::WifiSsidGet(_FAL_REQ_T* req)
 {
-    Logger::print(LOG_TYPE_TRACE, WIFI_LOG, "%s Enter\n", __func__);
+    FalTrace trace(WIFI_LOG, __func__, FAL_TRACE_NAME_ENTRY_ONLY);
     _FAL_RSP_T* rsp = nullptr;
     if (!wifiOpen(rsp, apiType, 17, false, req, 2))
         return rsp;
@@ -124,7 +124,7 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidGet(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalWifiLdb::WifiSsidUpdate(_FAL_REQ_T* req)
 {
-    Logger::print(LOG_TYPE_TRACE, WIFI_LOG, "%s Enter\n", __func__);
+    FalTrace trace(WIFI_LOG, __func__, FAL_TRACE_NAME_ENTRY_ONLY);
     _FAL_RSP_T* rsp = nullptr;
     if (!wifiOpen(rsp, apiType, 19, false, req, 2, true))
         return rsp;

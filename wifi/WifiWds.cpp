@@ -19,10 +19,8 @@ enum WdsNeeds { WDS_NEEDS_BODY, WDS_NEEDS_REQUEST };
 template <class Work>
 _FAL_RSP_T* traced(const char* name, Work work)
 {
-    Logger::print(LOG_TYPE_TRACE, WIFI_LOG, "%s Enter\n", name);
-    _FAL_RSP_T* rsp = work();
-    Logger::print(LOG_TYPE_TRACE, WIFI_LOG, "%s Exit\n", name);
-    return rsp;
+    FalTrace trace(WIFI_LOG, name);
+    return work();
 }
 
 // The opening every WDS operation shares; yields whether the operation goes on, and `rsp` is the
