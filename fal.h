@@ -4,7 +4,6 @@
 #pragma once
 
 #include "frame/BeHelpers.h"
-#include "frame/FalFamily.h"
 #include "frame/FalGeneric.h"
 #include "frame/FalResponse.h"
 #include "frame/FalTypes.h"
@@ -14,6 +13,7 @@
 #include "host/Logger.h"
 #include "host/TreeMapObject.h"
 #include "host/base64.h"
+#include "registry/FalFamily.h"
 
 #include "gateway/FalGatewayLdb.h"
 #include "mediashare/FalMediaShareLdb.h"

@@ -1,7 +1,7 @@
 #include "frame/FalGeneric.h"
 
+#include "frame/FalHandler.h"
 #include "frame/FalResponse.h"
-#include "host/LocalDbCtrl.h"
 #include "host/TreeMapObject.h"
 
 _FAL_RSP_T* falGeneralDbGet(unsigned apiType, LOG_GROUP_T group, _FAL_REQ_T* req, const char* key)
@@ -11,22 +11,17 @@ _FAL_RSP_T* falGeneralDbGet(unsigned apiType, LOG_GROUP_T group, _FAL_REQ_T* req
     _FAL_RSP_T* rsp = newFalResponse(apiType, req->msgId + 1, false);
     if (!rsp)
         return nullptr;
-    TreeMapObject* obj = LocalDbCtrl::lockDbObject(apiType, key, req->requester);
+    FalLock obj(apiType, key, req->requester);
     if (!obj) {
         Logger::print(LOG_TYPE_PROGRESS, group, "%s: failed to load database %s\n", "handleGeneralDbGet",
                       key ? key : "");
-        rsp->status = FAL_DB_ERROR;
-        rsp->message = "failed to load database";
-    } else {
-        Logger::print(LOG_TYPE_PROGRESS, group, "%s: clone database object\n", "handleGeneralDbGet");
-        rsp->data = obj->clone(nullptr);
-        if (!rsp->data) {
-            rsp->status = FAL_DB_ERROR;
-            rsp->message = "failed to clone database";
-        }
+        falAnswer(rsp, FAL_DB_ERROR, "failed to load database");
+        return rsp;
     }
-    delete obj;
-    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    Logger::print(LOG_TYPE_PROGRESS, group, "%s: clone database object\n", "handleGeneralDbGet");
+    rsp->data = obj->clone(nullptr);
+    if (!rsp->data)
+        falAnswer(rsp, FAL_DB_ERROR, "failed to clone database");
     return rsp;
 }
 
@@ -41,19 +36,13 @@ _FAL_RSP_T* changeWholeDocument(unsigned apiType, _FAL_REQ_T* req, Change change
     _FAL_RSP_T* rsp = newFalResponse(apiType, req->msgId + 1, false);
     if (!rsp)
         return nullptr;
-    TreeMapObject* doc = LocalDbCtrl::lockDbObject(apiType, "", req->requester);
+    FalLock doc(apiType, "", req->requester);
     if (!doc) {
-        rsp->status = FAL_DB_ERROR;
-        rsp->message = "fail to load database";
-    } else {
-        change(doc);
-        if (LocalDbCtrl::saveDbObject(apiType, req->requester) != 0) {
-            rsp->status = FAL_DB_ERROR;
-            rsp->message = "failed to save database";
-        }
+        falAnswer(rsp, FAL_DB_ERROR, "fail to load database");
+        return rsp;
     }
-    delete doc;
-    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    change(doc.get());
+    doc.saveOrAnswer(rsp, "failed to save database");
     return rsp;
 }
 
@@ -77,7 +66,7 @@ _FAL_RSP_T* falDbObjectResponse(FAL_DB_OBJECT_FORM_T form, unsigned apiType, uns
         Logger::print(LOG_TYPE_ERROR, LOG_GROUP_NETWORK, "Cannot create response due to some memory issue\n");
         return nullptr;
     }
-    TreeMapObject* obj = LocalDbCtrl::lockDbObject(apiType, key, requester);
+    FalLock obj(apiType, key, requester);
     if (!obj) {
         Logger::print(LOG_TYPE_ERROR, LOG_GROUP_NETWORK,
                       "Found no object or database is being corrupted for path %s \n", key ? key : "");
@@ -87,9 +76,6 @@ _FAL_RSP_T* falDbObjectResponse(FAL_DB_OBJECT_FORM_T form, unsigned apiType, uns
     } else {
         rsp->status = FAL_OK;
         rsp->data = obj->clone(nullptr);
-        delete obj;
     }
-    // Unlock on every path, a failed lock included.
-    LocalDbCtrl::unlockDbObject(apiType, requester);
     return rsp;
 }

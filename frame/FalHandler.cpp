@@ -10,7 +10,8 @@
 void falAnswer(_FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message)
 {
     rsp->status = status;
-    rsp->message = message;
+    if (message)
+        rsp->message = message;
 }
 
 void finishIdReply(_FAL_RSP_T* rsp, const char* member, int id)
@@ -83,44 +84,20 @@ _FAL_RSP_T* newFalResponseLogged(LOG_GROUP_T group, unsigned apiType, unsigned m
     return rsp;
 }
 
-TreeMapObject* lockOrAnswer(_FAL_RSP_T* rsp, unsigned apiType, const char* key, const char* requester,
-                            const char* failMessage)
+_FAL_RSP_T* falProbe(unsigned apiType, unsigned rspId, unsigned probedType)
 {
-    TreeMapObject* handle = LocalDbCtrl::lockDbObject(apiType, key, requester);
-    if (!handle && failMessage)
-        falAnswer(rsp, FAL_DB_ERROR, failMessage);
-    return handle;
-}
-
-bool falSave(unsigned apiType, const char* requester)
-{
-    return LocalDbCtrl::saveDbObject(apiType, requester) == 0;
-}
-
-bool saveOrAnswer(_FAL_RSP_T* rsp, unsigned apiType, const char* requester, const char* failMessage)
-{
-    if (falSave(apiType, requester))
-        return true;
-    falAnswer(rsp, FAL_DB_ERROR, failMessage);
-    return false;
-}
-
-void falRelease(unsigned apiType, const char* requester, TreeMapObject* handle)
-{
-    delete handle;
-    LocalDbCtrl::unlockDbObject(apiType, requester);
-}
-
-void probeDocument(_FAL_RSP_T* rsp, unsigned apiType)
-{
-    FalLock doc(apiType, "", "default");
+    _FAL_RSP_T* rsp = newFalResponse(apiType, rspId, false);
+    if (!rsp)
+        return nullptr;
+    FalLock doc(probedType, "", "default");
     if (!doc)
         falAnswer(rsp, FAL_DB_ERROR, "failed to get database");
+    return rsp;
 }
 
 FalTrace::FalTrace(LOG_GROUP_T group, const char* name, FAL_TRACE_T style) : group_(group), name_(name), style_(style)
 {
-    if (style_ == FAL_TRACE_NAME_FIRST)
+    if (style_ == FAL_TRACE_NAME_FIRST || style_ == FAL_TRACE_NAME_ENTRY_ONLY)
         Logger::print(LOG_TYPE_TRACE, group_, "%s Enter\n", name_);
     else if (style_ == FAL_TRACE_WORD_FIRST)
         Logger::print(LOG_TYPE_TRACE, group_, "Enter %s\n", name_);
@@ -139,12 +116,38 @@ FalLock::FalLock(unsigned apiType, const char* key, const char* requester)
 {
 }
 
+FalLock::FalLock(unsigned apiType, const char* key, const char* requester, _FAL_RSP_T* rsp,
+                 const char* failMessage)
+    : FalLock(apiType, key, requester)
+{
+    if (!obj_ && failMessage)
+        falAnswer(rsp, FAL_DB_ERROR, failMessage);
+}
+
+FalLock::FalLock(FalLock&& other) noexcept
+    : apiType_(other.apiType_), requester_(other.requester_), obj_(other.obj_), held_(other.held_)
+{
+    other.obj_ = nullptr;
+    other.held_ = false;
+}
+
 FalLock::~FalLock()
 {
-    falRelease(apiType_, requester_, obj_);
+    if (!held_)
+        return;
+    delete obj_;
+    LocalDbCtrl::unlockDbObject(apiType_, requester_);
 }
 
 bool FalLock::save()
 {
-    return falSave(apiType_, requester_);
+    return LocalDbCtrl::saveDbObject(apiType_, requester_) == 0;
+}
+
+bool FalLock::saveOrAnswer(_FAL_RSP_T* rsp, const char* failMessage)
+{
+    if (save())
+        return true;
+    falAnswer(rsp, FAL_DB_ERROR, failMessage);
+    return false;
 }

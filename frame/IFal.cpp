@@ -1,6 +1,7 @@
 #include "frame/IFal.h"
 
-#include "frame/FalFamily.h"
+#include "frame/FalOpTable.h"
+#include "frame/FalHandler.h"
 #include "frame/FalResponse.h"
 #include "host/LocalDbCtrl.h"
 #include "host/Logger.h"
@@ -25,10 +26,10 @@ unsigned long falLeftLockCount()
 
 // Checks the request, calls the operation for its msgId and makes sure that no lock outlives the
 // operation.
-static _FAL_RSP_T* dispatch(IFal* self, const FalFamilyInfo& family, _FAL_REQ_T* req)
+static _FAL_RSP_T* dispatch(IFal* self, const FalInterfaceInfo& family, _FAL_REQ_T* req)
 {
     if (!req) {
-        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_NETWORK, "%s: null request for the %s family\n",
+        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_FRAME, "%s: null request for the %s family\n",
                       "handleFalReq", family.name);
         return nullptr;
     }
@@ -44,7 +45,7 @@ static _FAL_RSP_T* dispatch(IFal* self, const FalFamilyInfo& family, _FAL_REQ_T*
     _FAL_RSP_T* rsp = family.call(self, op->slot, req);
     if (unsigned held = LocalDbCtrl::releaseAllHeld()) {
         ++leftLocks;
-        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_NETWORK, "%s: %s left %u lock(s) held; released\n",
+        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_FRAME, "%s: %s left %u lock(s) held; released\n",
                       "handleFalReq", op->name, held);
     }
     return rsp;
@@ -56,7 +57,7 @@ static _FAL_RSP_T* dispatch(IFal* self, const FalFamilyInfo& family, _FAL_REQ_T*
 #define FAL_DEFINE_INTERFACE(Interface, OPS, apiTypeValue)                                        \
     _FAL_RSP_T* Interface::handleFalReq(_FAL_REQ_T* req)                                          \
     {                                                                                             \
-        return dispatch(this, *falFamilyByApiType(apiTypeValue), req);                           \
+        return dispatch(this, *falInterfaceByApiType(apiTypeValue), req);                           \
     }
 
 #define FAL_GATEWAY_DEFAULT(name, id) FAL_DEFINE_DEFAULT(IFalGateway, name)

@@ -10,7 +10,6 @@
 #include "frame/FalResponse.h"
 #include "gateway/FalGatewayLdb.h"
 #include "gateway/GatewayHelpers.h"
-#include "host/LocalDbCtrl.h"
 #include "host/TreeMapObject.h"
 
 TreeMapObject* GetTreeMapObjectByInterface(TreeMapObject* obj, const char* interfaceName)
@@ -31,13 +30,12 @@ const char* const DEVICES = "connectedDevices";
 // Number of items of the array `arrayKey` in the media-share object `key`.
 unsigned mediashareCount(_FAL_REQ_T* req, const char* key, const char* arrayKey)
 {
-    TreeMapObject* obj = LocalDbCtrl::lockDbObject(API_TYPE_MEDIASHARE, key, req->requester);
+    FalLock obj(API_TYPE_MEDIASHARE, key, req->requester);
     if (!obj)
         return 0;
     TreeMapObject* items = obj->get(arrayKey);
     unsigned count = items ? items->len() : 0;
     delete items;
-    falRelease(API_TYPE_MEDIASHARE, req->requester, obj);
     return count;
 }
 
@@ -88,16 +86,15 @@ void fillConnectivity(_FAL_REQ_T* req, TreeMapObject* summary, TreeMapObject* de
     TreeMapObject* wifi = summary->get("wifi");
     TreeMapObject* entry24 = wifi ? wifi->at(0) : nullptr;
     TreeMapObject* entry5 = wifi ? wifi->at(1) : nullptr;
-    TreeMapObject* radios = LocalDbCtrl::lockDbObject(API_TYPE_WIFI, "radio", req->requester);
+    FalLock radios(API_TYPE_WIFI, "radio", req->requester);
     if (!radios) {
         Logger::print(LOG_TYPE_INFO, GW_LOG, "Cannot load wifi database\n");
     } else {
         if (entry24)
-            applyRadioLevel(radios, "24g", entry24, radio24);
+            applyRadioLevel(radios.get(), "24g", entry24, radio24);
         if (entry5)
-            applyRadioLevel(radios, "50g", entry5, radio5);
+            applyRadioLevel(radios.get(), "50g", entry5, radio5);
     }
-    falRelease(API_TYPE_WIFI, req->requester, radios);
     if (entry24)
         entry24->set("devices", static_cast<int>(radio24));
     if (entry5)
@@ -107,10 +104,9 @@ void fillConnectivity(_FAL_REQ_T* req, TreeMapObject* summary, TreeMapObject* de
     delete entry5;
     delete wifi;
 
-    TreeMapObject* wan = LocalDbCtrl::lockDbObject(API_TYPE_NETWORK, "wan", req->requester);
+    FalLock wan(API_TYPE_NETWORK, "wan", req->requester);
     if (wan)
         summary->set("wan", wan->get<const char*>("interfaces.[0].connectivity"));
-    falRelease(API_TYPE_NETWORK, req->requester, wan);
 }
 
 // The SSID names selected by "!ssid" (an SSID index) or else "!networkType" ("primary" or
@@ -220,33 +216,32 @@ struct DeviceStates {
 // Reserved address, wake-on-LAN and filter states of a device from the service document.
 void readServiceStates(_FAL_REQ_T* req, const char* mac, const char* ip, DeviceStates& st)
 {
-    TreeMapObject* service = LocalDbCtrl::lockDbObject(API_TYPE_SERVICE, "", req->requester);
+    FalLock service(API_TYPE_SERVICE, "", req->requester);
     if (!service)
         return;
     // The service family keeps reserved addresses under "reservedIp"; "reservedIP" wins when present.
     TreeMapObject* reservedIP = service->get("reservedIP");
-    st.reservedIP = activeListHasMac(service, reservedIP ? "reservedIP" : "reservedIp", mac);
+    st.reservedIP = activeListHasMac(service.get(), reservedIP ? "reservedIP" : "reservedIp", mac);
     delete reservedIP;
-    st.wol = activeListHasMac(service, "wol", mac);
-    if (const char* state = filterState(service, "macFiltering", "macAddress", mac))
+    st.wol = activeListHasMac(service.get(), "wol", mac);
+    if (const char* state = filterState(service.get(), "macFiltering", "macAddress", mac))
         st.macFiltering = state;
     if (strcmp(st.macFiltering, "on") == 0)
         st.connected = false;
-    if (const char* state = filterState(service, "ipFiltering", "ipAddress", ip))
+    if (const char* state = filterState(service.get(), "ipFiltering", "ipAddress", ip))
         st.ipFiltering = state;
     if (strcmp(st.ipFiltering, "on") == 0)
         st.connected = false;
-    if (const char* state = filterState(service, "portIpFiltering", "ipAddress", ip))
+    if (const char* state = filterState(service.get(), "portIpFiltering", "ipAddress", ip))
         st.ipFiltering = state;
     if (strcmp(st.ipFiltering, "on") == 0)
         st.connected = false;
-    falRelease(API_TYPE_SERVICE, req->requester, service);
 }
 
 // Whether an active parental-control rule covers the device (security document).
 void readParentalState(_FAL_REQ_T* req, const char* mac, DeviceStates& st)
 {
-    TreeMapObject* security = LocalDbCtrl::lockDbObject(API_TYPE_SECURITY, "", req->requester);
+    FalLock security(API_TYPE_SECURITY, "", req->requester);
     if (!security)
         return;
     TreeMapObject* parental = security->get("parentalControl");
@@ -267,7 +262,6 @@ void readParentalState(_FAL_REQ_T* req, const char* mac, DeviceStates& st)
     }
     delete rules;
     delete parental;
-    falRelease(API_TYPE_SECURITY, req->requester, security);
 }
 
 }  // namespace
@@ -279,7 +273,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayConnectivity(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = newFalResponse(apiType, req->msgId + 1, false);
     if (!rsp)
         return nullptr;
-    TreeMapObject* doc = LocalDbCtrl::lockDbObject(apiType, "", req->requester);
+    FalLock doc(apiType, "", req->requester);
     TreeMapObject* summary = nullptr;
     TreeMapObject* devices = nullptr;
     if (!doc) {
@@ -298,7 +292,6 @@ _FAL_RSP_T* FalGatewayLdb::GatewayConnectivity(_FAL_REQ_T* req)
             falAnswer(rsp, FAL_DB_ERROR, "failed to clone database");
         }
     }
-    falRelease(apiType, req->requester, doc);
     delete summary;
     delete devices;
     return rsp;
@@ -318,19 +311,17 @@ _FAL_RSP_T* FalGatewayLdb::GatewayDevicesList(_FAL_REQ_T* req)
     GatewayParam networkType(req, "!networkType");
     bool bySsid = ssid.get() || networkType.get();
     std::vector<std::string> names;
-    TreeMapObject* ssids = nullptr;
-    if (bySsid) {
-        ssids = lockOrAnswer(rsp, API_TYPE_WIFI, "ssid", req->requester, "failed to get wifi database");
-        if (ssids && !selectSsidNames(ssids, iface.get(), ssid.get(), networkType.get(), names))
-            falAnswer(rsp, FAL_DB_ERROR, "failed to get wifi database");
-    }
-    TreeMapObject* devices = nullptr;
-    if (rsp->status == FAL_OK)
-        devices = lockOrAnswer(rsp, apiType, DEVICES, req->requester, "failed to get gateway database");
+    FalLock ssids = bySsid ? FalLock(API_TYPE_WIFI, "ssid", req->requester, rsp, "failed to get wifi database")
+                           : FalLock();
+    if (ssids && !selectSsidNames(ssids.get(), iface.get(), ssid.get(), networkType.get(), names))
+        falAnswer(rsp, FAL_DB_ERROR, "failed to get wifi database");
+    FalLock devices = rsp->status == FAL_OK
+                          ? FalLock(apiType, DEVICES, req->requester, rsp, "failed to get gateway database")
+                          : FalLock();
     if (devices) {
         rsp->data = new TreeMapObject(true);
         unsigned n = devices->len();
-        gatewayWalk(devices, [&](unsigned i, TreeMapObject* dev) {
+        gatewayWalk(devices.get(), [&](unsigned i, TreeMapObject* dev) {
             if (!dev) {
                 Logger::print(LOG_TYPE_INFO, GW_LOG, "%s: [%d] fail to get device dbdev_len=%d\n", fn,
                               static_cast<int>(i), static_cast<int>(n));
@@ -355,8 +346,6 @@ _FAL_RSP_T* FalGatewayLdb::GatewayDevicesList(_FAL_REQ_T* req)
             return true;
         });
     }
-    falRelease(apiType, req->requester, devices);
-    falRelease(API_TYPE_WIFI, req->requester, ssids);
     return rsp;
 }
 
@@ -373,9 +362,9 @@ _FAL_RSP_T* FalGatewayLdb::GatewayDevicesGetOne(_FAL_REQ_T* req)
         falAnswer(rsp, FAL_NOT_FOUND, "no deviceId");
         return rsp;
     }
-    TreeMapObject* devices = lockOrAnswer(rsp, apiType, DEVICES, req->requester, "failed to get database");
+    FalLock devices(apiType, DEVICES, req->requester, rsp, "failed to get database");
     if (devices) {
-        int index = findDevice(devices, deviceId.get(), fn, [fn](int i, const char* id, const char* mac) {
+        int index = findDevice(devices.get(), deviceId.get(), fn, [fn](int i, const char* id, const char* mac) {
             Logger::print(LOG_TYPE_INFO, GW_LOG, "%s: [%d] failed to get device id %p and mac address %p\n", fn, i,
                           static_cast<const void*>(id), static_cast<const void*>(mac));
         });
@@ -401,7 +390,6 @@ _FAL_RSP_T* FalGatewayLdb::GatewayDevicesGetOne(_FAL_REQ_T* req)
             delete dev;
         }
     }
-    falRelease(apiType, req->requester, devices);
     return rsp;
 }
 
@@ -424,9 +412,9 @@ _FAL_RSP_T* FalGatewayLdb::GatewayDevicesUpdate(_FAL_REQ_T* req)
         falAnswer(rsp, FAL_BAD_REQUEST, "wrong request information");
         return rsp;
     }
-    TreeMapObject* devices = lockOrAnswer(rsp, apiType, DEVICES, req->requester, "failed to get database");
+    FalLock devices(apiType, DEVICES, req->requester, rsp, "failed to get database");
     if (devices) {
-        int index = findDevice(devices, deviceId.get(), fn, [fn](int i, const char* id, const char* mac) {
+        int index = findDevice(devices.get(), deviceId.get(), fn, [fn](int i, const char* id, const char* mac) {
             // The device firmware prints the id pointer as a number here.
             Logger::print(LOG_TYPE_INFO, GW_LOG, "%s: [%d] failed to get device id %d and mac address %p\n", fn, i,
                           static_cast<int>(reinterpret_cast<intptr_t>(id)), static_cast<const void*>(mac));
@@ -437,10 +425,9 @@ _FAL_RSP_T* FalGatewayLdb::GatewayDevicesUpdate(_FAL_REQ_T* req)
         } else {
             dev->set("name", deviceName);
             dev->set("type", type);
-            saveOrAnswer(rsp, apiType, req->requester, "failed to save database");
+            devices.saveOrAnswer(rsp, "failed to save database");
         }
         delete dev;
     }
-    falRelease(apiType, req->requester, devices);
     return rsp;
 }

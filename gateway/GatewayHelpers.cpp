@@ -6,7 +6,6 @@
 
 #include "frame/BeHelpers.h"
 #include "frame/FalResponse.h"
-#include "host/LocalDbCtrl.h"
 
 GatewayParam::GatewayParam(const _FAL_REQ_T* req, const char* name) : text_(BE_PairVal2(req->params, name)) {}
 
@@ -28,14 +27,6 @@ const char* printable(const char* text)
     return text ? text : "(null)";
 }
 
-_FAL_RSP_T* gatewayProbeLock(unsigned apiType, unsigned rspId)
-{
-    _FAL_RSP_T* rsp = newFalResponse(apiType, rspId, false);
-    if (!rsp)
-        return nullptr;
-    probeDocument(rsp, apiType);
-    return rsp;
-}
 
 bool gatewayCommandOutput(const char* command, std::string& out)
 {

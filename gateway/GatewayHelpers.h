@@ -38,9 +38,6 @@ const char* printable(const char* text);
 template <typename Visit>
 bool gatewayWalk(TreeMapObject* array, Visit visit);
 
-// The probe of the firmware and management stubs: locks the whole gateway document as "default"
-// and releases it at once; 8 "failed to get database" when it cannot be locked.
-_FAL_RSP_T* gatewayProbeLock(unsigned apiType, unsigned rspId);
 
 // Runs a shell command and collects its output; false when it cannot be started.
 bool gatewayCommandOutput(const char* command, std::string& out);

@@ -12,7 +12,6 @@
 #include "frame/FalResponse.h"
 #include "gateway/FalGatewayLdb.h"
 #include "gateway/GatewayHelpers.h"
-#include "host/LocalDbCtrl.h"
 #include "host/TreeMapObject.h"
 
 namespace {
@@ -75,22 +74,26 @@ int findLanguage(TreeMapObject* languages, const char* id, const char* fn)
 }
 
 // Locks the language list: 8 "failed to get database" when it cannot be locked, "incorrect
-// database" (and null) when it is no list. The caller releases the lock.
-TreeMapObject* lockLanguages(_FAL_REQ_T* req, _FAL_RSP_T* rsp, unsigned apiType)
+// database" when it is no list (languageList() is then null).
+FalLock lockLanguages(_FAL_REQ_T* req, _FAL_RSP_T* rsp, unsigned apiType)
 {
-    TreeMapObject* languages = lockOrAnswer(rsp, apiType, "language", req->requester, "failed to get database");
-    if (languages && !languages->isArray()) {
+    FalLock languages(apiType, "language", req->requester, rsp, "failed to get database");
+    if (languages && !languages->isArray())
         falAnswer(rsp, FAL_DB_ERROR, "incorrect database");
-        delete languages;
-        return nullptr;
-    }
     return languages;
+}
+
+// The locked language list, or null when it could not be locked or is no list.
+TreeMapObject* languageList(const FalLock& lock)
+{
+    return lock && lock->isArray() ? lock.get() : nullptr;
 }
 
 // The language entry whose "id" text is `id`, without its "id", as the response data.
 void readLanguage(_FAL_REQ_T* req, _FAL_RSP_T* rsp, unsigned apiType, const char* id, const char* fn)
 {
-    TreeMapObject* languages = lockLanguages(req, rsp, apiType);
+    FalLock lock = lockLanguages(req, rsp, apiType);
+    TreeMapObject* languages = languageList(lock);
     int index = languages ? findLanguage(languages, id, fn) : -1;
     TreeMapObject* entry = index < 0 ? nullptr : languages->at(static_cast<unsigned>(index));
     if (entry) {
@@ -100,7 +103,6 @@ void readLanguage(_FAL_REQ_T* req, _FAL_RSP_T* rsp, unsigned apiType, const char
         falAnswer(rsp, FAL_DB_ERROR, "cannot found user id");
     }
     delete entry;
-    falRelease(apiType, req->requester, languages);
 }
 
 }  // namespace
@@ -168,18 +170,17 @@ _FAL_RSP_T* FalGatewayLdb::GatewayLedUpdate(_FAL_REQ_T* req)
         falAnswer(rsp, FAL_BAD_REQUEST, "Wrong request");
         return rsp;
     }
-    TreeMapObject* led = LocalDbCtrl::lockDbObject(apiType, "led", req->requester);
+    FalLock led(apiType, "led", req->requester);
     if (!led) {
         Logger::print(LOG_TYPE_ERROR, GW_LOG, "Cannot load databse\n");
         falAnswer(rsp, FAL_DB_ERROR, "Database load error");
     } else {
         led->set("mode", req->body->get<const char*>("mode"));
         led->set("power", req->body->get<bool>("power"));
-        copyPresent(led, req->body, {"options.day", "options.startTime", "options.duration"});
-        if (!saveOrAnswer(rsp, apiType, req->requester, "Save databse error"))
+        copyPresent(led.get(), req->body, {"options.day", "options.startTime", "options.duration"});
+        if (!led.saveOrAnswer(rsp, "Save databse error"))
             Logger::print(LOG_TYPE_ERROR, GW_LOG, "Save databse error\n");
     }
-    falRelease(apiType, req->requester, led);
     return rsp;
 }
 
@@ -196,16 +197,15 @@ _FAL_RSP_T* FalGatewayLdb::GatewayDatetimeUpdate(_FAL_REQ_T* req)
     if (!rsp)
         return nullptr;
     falAnswer(rsp, FAL_FAILED, "Unexpected error");
-    TreeMapObject* dateTime = lockOrAnswer(rsp, apiType, "dateTime", req->requester, "fail to load database");
+    FalLock dateTime(apiType, "dateTime", req->requester, rsp, "fail to load database");
     if (dateTime && req->body) {
-        copyPresent(dateTime, req->body,
+        copyPresent(dateTime.get(), req->body,
                            {"timeZone", "daylightSavingTime.active", "daylightSavingTime.startDate",
                             "daylightSavingTime.endDate", "ntp.server"});
         dateTime->set("ntp.active", req->body->get<bool>("ntp.active"));
-        if (saveOrAnswer(rsp, apiType, req->requester, "failed to save database"))
+        if (dateTime.saveOrAnswer(rsp, "failed to save database"))
             falAnswer(rsp, FAL_OK, "Updated OK");
     }
-    falRelease(apiType, req->requester, dateTime);
     return rsp;
 }
 
@@ -222,7 +222,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayDatetimeDelete(_FAL_REQ_T* req)
         return rsp;
     }
     int index = atoi(id.get());
-    TreeMapObject* dateTime = lockOrAnswer(rsp, apiType, "dateTime", req->requester, "fail to load database");
+    FalLock dateTime(apiType, "dateTime", req->requester, rsp, "fail to load database");
     TreeMapObject* ntp = dateTime ? dateTime->get("ntp") : nullptr;
     TreeMapObject* servers = ntp ? ntp->get("server") : nullptr;
     if (!servers) {
@@ -230,12 +230,11 @@ _FAL_RSP_T* FalGatewayLdb::GatewayDatetimeDelete(_FAL_REQ_T* req)
     } else {
         // An index past the end removes nothing; the answer is the same.
         servers->delArrayItem(static_cast<unsigned>(index));
-        if (saveOrAnswer(rsp, apiType, req->requester, "failed to save database"))
+        if (dateTime.saveOrAnswer(rsp, "failed to save database"))
             falAnswer(rsp, FAL_DELETED, "record deleted");
     }
     delete servers;
     delete ntp;
-    falRelease(apiType, req->requester, dateTime);
     return rsp;
 }
 
@@ -276,19 +275,19 @@ _FAL_RSP_T* FalGatewayLdb::GatewayLanguageChange(_FAL_REQ_T* req)
         falAnswer(rsp, FAL_DB_ERROR, "no request id");
         return rsp;
     }
-    TreeMapObject* languages = lockLanguages(req, rsp, apiType);
+    FalLock lock = lockLanguages(req, rsp, apiType);
+    TreeMapObject* languages = languageList(lock);
     int index = languages ? findLanguage(languages, id, "GatewayLanguageChange") : -1;
     TreeMapObject* entry = index < 0 ? nullptr : languages->at(static_cast<unsigned>(index));
     if (entry) {
         entry->set("id", id);
         entry->set("code", req->body->get<const char*>("code"));
         entry->set("name", req->body->get<const char*>("name"));
-        saveOrAnswer(rsp, apiType, req->requester, "failed to save database");
+        lock.saveOrAnswer(rsp, "failed to save database");
     } else if (languages) {
         falAnswer(rsp, FAL_DB_ERROR, "cannot found user id");
     }
     delete entry;
-    falRelease(apiType, req->requester, languages);
     return rsp;
 }
 
@@ -299,10 +298,9 @@ _FAL_RSP_T* FalGatewayLdb::GatewayPowersaveModeGet(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = newFalResponse(apiType, 77, false);
     if (!rsp)
         return nullptr;
-    TreeMapObject* mode = lockOrAnswer(rsp, API_TYPE_GATEWAY, "powersaveMode", req->requester, "failed to load database");
+    FalLock mode(API_TYPE_GATEWAY, "powersaveMode", req->requester, rsp, "failed to load database");
     if (mode && !(rsp->data = mode->clone(nullptr)))
         falAnswer(rsp, FAL_DB_ERROR, "failed to clone database");
-    falRelease(apiType, req->requester, mode);
     return rsp;
 }
 
@@ -313,44 +311,43 @@ _FAL_RSP_T* FalGatewayLdb::GatewayPowersaveModeChange(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = newFalResponse(apiType, 79, false);
     if (!rsp)
         return nullptr;
-    TreeMapObject* mode = lockOrAnswer(rsp, apiType, "powersaveMode", req->requester, "fail to load database");
+    FalLock mode(apiType, "powersaveMode", req->requester, rsp, "fail to load database");
     if (mode && req->body) {
-        copyPresent(mode, req->body, {"active", "powerTimer"});
-        if (saveOrAnswer(rsp, apiType, req->requester, "failed to save database"))
+        copyPresent(mode.get(), req->body, {"active", "powerTimer"});
+        if (mode.saveOrAnswer(rsp, "failed to save database"))
             falAnswer(rsp, FAL_OK, "Updated OK");
     }
-    falRelease(apiType, req->requester, mode);
     return rsp;
 }
 
 _FAL_RSP_T* FalGatewayLdb::GatewayFirmwareNewUpdate(_FAL_REQ_T*)
 {
-    return gatewayProbeLock(apiType, 57);
+    return falProbe(apiType, 57, apiType);
 }
 
 _FAL_RSP_T* FalGatewayLdb::GatewayFirmwareGet(_FAL_REQ_T*)
 {
-    return gatewayProbeLock(apiType, 59);
+    return falProbe(apiType, 59, apiType);
 }
 
 _FAL_RSP_T* FalGatewayLdb::GatewayFirmwareUpdate(_FAL_REQ_T*)
 {
-    return gatewayProbeLock(apiType, 61);
+    return falProbe(apiType, 61, apiType);
 }
 
 _FAL_RSP_T* FalGatewayLdb::GatewayCpuTemperature(_FAL_REQ_T*)
 {
-    return gatewayProbeLock(apiType, 83);
+    return falProbe(apiType, 83, apiType);
 }
 
 _FAL_RSP_T* FalGatewayLdb::GatewayDeviceManagementGet(_FAL_REQ_T*)
 {
-    return gatewayProbeLock(apiType, 85);
+    return falProbe(apiType, 85, apiType);
 }
 
 _FAL_RSP_T* FalGatewayLdb::GatewayDeviceManagementChange(_FAL_REQ_T*)
 {
-    return gatewayProbeLock(apiType, 87);
+    return falProbe(apiType, 87, apiType);
 }
 
 _FAL_RSP_T* FalGatewayLdb::acceptLongOperation(_FAL_REQ_T* req, unsigned rspId, unsigned n)

@@ -7,7 +7,6 @@
 #include "gateway/FalGatewayLdb.h"
 #include "gateway/GatewayHelpers.h"
 #include "host/JsonData.h"
-#include "host/LocalDbCtrl.h"
 #include "host/TreeMapObject.h"
 #include "host/base64.h"
 
@@ -66,12 +65,12 @@ void addPermissions(TreeMapObject* reply)
 }
 
 // The "@type" check and the lock of "users" that the user operations start with: the locked list,
-// or null with the answer made. The caller releases the lock either way.
-TreeMapObject* lockUsersOfType(_FAL_REQ_T* req, _FAL_RSP_T* rsp, unsigned apiType, const GatewayParam& type)
+// holding nothing when the answer is made.
+FalLock lockUsersOfType(_FAL_REQ_T* req, _FAL_RSP_T* rsp, unsigned apiType, const GatewayParam& type)
 {
     if (gatewayLacksType(rsp, type.get()))
-        return nullptr;
-    return lockOrAnswer(rsp, apiType, USERS, req->requester, "failed to get database");
+        return FalLock();
+    return FalLock(apiType, USERS, req->requester, rsp, "failed to get database");
 }
 
 // The reads that look for one user of the class: the "@type" check, the lock of "users", a walk
@@ -79,10 +78,9 @@ TreeMapObject* lockUsersOfType(_FAL_REQ_T* req, _FAL_RSP_T* rsp, unsigned apiTyp
 template <typename Visit>
 void findUserOfType(_FAL_REQ_T* req, _FAL_RSP_T* rsp, unsigned apiType, const GatewayParam& type, Visit visit)
 {
-    TreeMapObject* users = lockUsersOfType(req, rsp, apiType, type);
-    if (users && !gatewayWalk(users, visit))
+    FalLock users = lockUsersOfType(req, rsp, apiType, type);
+    if (users && !gatewayWalk(users.get(), visit))
         falAnswer(rsp, FAL_FAILED, "user is not found");
-    falRelease(apiType, req->requester, users);
 }
 
 void logMissingUser(const char* fn, unsigned i, unsigned n)
@@ -99,14 +97,13 @@ void logNullObject(const char* fn, unsigned i)
 // Switches off the media-share service `key` when it runs under the account `id`.
 void switchOffServiceOfAccount(_FAL_REQ_T* req, const char* key, int id)
 {
-    TreeMapObject* service = LocalDbCtrl::lockDbObject(API_TYPE_MEDIASHARE, key, req->requester);
+    FalLock service(API_TYPE_MEDIASHARE, key, req->requester);
     int accountId = 0;
     if (service && service->get_ex<int>("account.id", accountId) && accountId == id) {
         service->set("active", false);
-        if (LocalDbCtrl::saveDbObject(API_TYPE_MEDIASHARE, req->requester) != 0)
+        if (!service.save())
             Logger::print(LOG_TYPE_ERROR, GW_LOG, "%s: Failed to update dependency\n", "GatewayUserDelete");
     }
-    falRelease(API_TYPE_MEDIASHARE, req->requester, service);
 }
 
 }  // namespace
@@ -120,10 +117,10 @@ _FAL_RSP_T* FalGatewayLdb::GatewayLogin(_FAL_REQ_T* req)
         return nullptr;
     const char* userName = bodyText(req, "userName");
     const char* password = bodyText(req, "password");
-    TreeMapObject* users = lockOrAnswer(rsp, apiType, USERS, LOGIN_REQUESTER, "failed to get database");
+    FalLock users(apiType, USERS, LOGIN_REQUESTER, rsp, "failed to get database");
     if (users) {
         unsigned n = users->len();
-        bool found = gatewayWalk(users, [&](unsigned i, TreeMapObject* rec) {
+        bool found = gatewayWalk(users.get(), [&](unsigned i, TreeMapObject* rec) {
             if (!rec) {
                 logMissingUser("GatewayLogin", i, n);
                 return true;
@@ -142,7 +139,6 @@ _FAL_RSP_T* FalGatewayLdb::GatewayLogin(_FAL_REQ_T* req)
         if (!found)
             falAnswer(rsp, FAL_NOT_FOUND, "incorrect user name");
     }
-    falRelease(apiType, LOGIN_REQUESTER, users);
     if (rsp->status < FAL_FAILED)
         addPermissions(rsp->data);
     return rsp;
@@ -166,10 +162,10 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserList(_FAL_REQ_T* req)
     if (!rsp)
         return nullptr;
     GatewayParam type(req, "@type");
-    TreeMapObject* users = lockUsersOfType(req, rsp, apiType, type);
+    FalLock users = lockUsersOfType(req, rsp, apiType, type);
     if (users) {
         unsigned n = users->len();
-        gatewayWalk(users, [&](unsigned i, TreeMapObject* rec) {
+        gatewayWalk(users.get(), [&](unsigned i, TreeMapObject* rec) {
             if (!rec) {
                 logMissingUser("GatewayUserList", i, n);
                 return true;
@@ -185,7 +181,6 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserList(_FAL_REQ_T* req)
             return true;
         });
     }
-    falRelease(apiType, req->requester, users);
     return rsp;
 }
 
@@ -230,7 +225,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserUpdate(_FAL_REQ_T* req)
     if (!rsp)
         return nullptr;
     GatewayParam type(req, "@type");
-    TreeMapObject* users = lockUsersOfType(req, rsp, apiType, type);
+    FalLock users = lockUsersOfType(req, rsp, apiType, type);
     if (users) {
         const char* fn = "GatewayUserUpdate";
         bool changed = false;
@@ -246,7 +241,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserUpdate(_FAL_REQ_T* req)
             const char* newPassword = item->get<const char*>("newPassword");
             const char* oldPassword = item->get<const char*>("oldPassword");
             unsigned n = users->len();
-            gatewayWalk(users, [&](unsigned i, TreeMapObject* rec) {
+            gatewayWalk(users.get(), [&](unsigned i, TreeMapObject* rec) {
                 if (!rec) {
                     Logger::print(LOG_TYPE_INFO, GW_LOG, "%s: failed to get user at %d dbusr_len=%d\n", fn,
                                   static_cast<int>(i), static_cast<int>(n));
@@ -269,11 +264,10 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserUpdate(_FAL_REQ_T* req)
             delete item;
         }
         if (changed)
-            saveOrAnswer(rsp, apiType, req->requester, "fail to update database");
+            users.saveOrAnswer(rsp, "fail to update database");
         else
             falAnswer(rsp, FAL_DB_ERROR, "incorrect request, nothing to update");
     }
-    falRelease(apiType, req->requester, users);
     return rsp;
 }
 
@@ -289,11 +283,11 @@ _FAL_RSP_T* FalGatewayLdb::GatewayChangePassword(_FAL_REQ_T* req)
     const char* oldPassword = bodyText(req, "oldPassword");
     const char* level = bodyText(req, "level");
     GatewayParam type(req, "@type");
-    TreeMapObject* users = lockUsersOfType(req, rsp, apiType, type);
+    FalLock users = lockUsersOfType(req, rsp, apiType, type);
     if (users) {
         const char* fn = "GatewayChangePassword";
         unsigned n = users->len();
-        bool found = gatewayWalk(users, [&](unsigned i, TreeMapObject* rec) {
+        bool found = gatewayWalk(users.get(), [&](unsigned i, TreeMapObject* rec) {
             if (!rec) {
                 logMissingUser(fn, i, n);
                 return true;
@@ -320,13 +314,12 @@ _FAL_RSP_T* FalGatewayLdb::GatewayChangePassword(_FAL_REQ_T* req)
             rec->set("level", level);
             if (defaultUsed)
                 rec->set("defaultUsed", false);
-            saveOrAnswer(rsp, apiType, req->requester, "fail to update database");
+            users.saveOrAnswer(rsp, "fail to update database");
             return false;
         });
         if (!found)
             falAnswer(rsp, FAL_NOT_FOUND, "user is not found");
     }
-    falRelease(apiType, req->requester, users);
     return rsp;
 }
 
@@ -348,11 +341,11 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserCreate(_FAL_REQ_T* req)
     TreeMapObject* record = req->body->clone(nullptr);
     record->set("type", type.get());
     falAnswer(rsp, FAL_CREATED, "New Created");
-    TreeMapObject* users = lockOrAnswer(rsp, apiType, USERS, req->requester, "failed to get database");
+    FalLock users(apiType, USERS, req->requester, rsp, "failed to get database");
     if (users) {
         const char* userName = record->get<const char*>("userName");
         int newId = 0;
-        bool duplicate = gatewayWalk(users, [&](unsigned, TreeMapObject* rec) {
+        bool duplicate = gatewayWalk(users.get(), [&](unsigned, TreeMapObject* rec) {
             if (!rec) {
                 falAnswer(rsp, FAL_DB_ERROR, "failed to get database object");
                 return true;
@@ -375,12 +368,11 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserCreate(_FAL_REQ_T* req)
         } else {
             added->set("id", newId);
             rsp->data->set("id", newId);
-            saveOrAnswer(rsp, apiType, req->requester, "fail to update database");
+            users.saveOrAnswer(rsp, "fail to update database");
         }
         delete added;
     }
     delete record;
-    falRelease(apiType, req->requester, users);
     return rsp;
 }
 
@@ -400,10 +392,10 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserDelete(_FAL_REQ_T* req)
     bool byNumber = !idText.get() || BE_StrIsNum(idText.get());
     int id = !idText.get() ? -1 : byNumber ? BE_StrTo<int>(idText.get()) : -1;
     Logger::print(LOG_TYPE_PROGRESS, GW_LOG, "%s: req_type=%s req_id=%d\n", "GatewayUserDelete", type.get(), id);
-    TreeMapObject* users = lockOrAnswer(rsp, apiType, USERS, req->requester, "failed to get database");
+    FalLock users(apiType, USERS, req->requester, rsp, "failed to get database");
     if (users) {
         int victim = -1;
-        gatewayWalk(users, [&](unsigned i, TreeMapObject* rec) {
+        gatewayWalk(users.get(), [&](unsigned i, TreeMapObject* rec) {
             if (!rec) {
                 falAnswer(rsp, FAL_DB_ERROR, "failed to get database object");
                 return true;
@@ -418,13 +410,12 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserDelete(_FAL_REQ_T* req)
         });
         if (victim >= 0) {
             users->delArrayItem(static_cast<unsigned>(victim));
-            if (saveOrAnswer(rsp, apiType, req->requester, "fail to update database") && byNumber) {
+            if (users.saveOrAnswer(rsp, "fail to update database") && byNumber) {
                 switchOffServiceOfAccount(req, "ftp", id);
                 switchOffServiceOfAccount(req, "samba", id);
             }
         }
     }
-    falRelease(apiType, req->requester, users);
     return rsp;
 }
 
@@ -437,7 +428,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserDeleteAll(_FAL_REQ_T* req)
         return nullptr;
     falAnswer(rsp, FAL_OK, "Records Deleted");
     GatewayParam type(req, "@type");
-    TreeMapObject* users = lockUsersOfType(req, rsp, apiType, type);
+    FalLock users = lockUsersOfType(req, rsp, apiType, type);
     if (users) {
         // After a removal the record that moves up into place i is not examined.
         for (unsigned i = 0; i < users->len(); ++i) {
@@ -448,9 +439,8 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserDeleteAll(_FAL_REQ_T* req)
                 users->delArrayItem(i);
             delete rec;
         }
-        saveOrAnswer(rsp, apiType, req->requester, "fail to update database");
+        users.saveOrAnswer(rsp, "fail to update database");
     }
-    falRelease(apiType, req->requester, users);
     return rsp;
 }
 
@@ -548,5 +538,5 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserCheckDefault(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayUserHideWizard(_FAL_REQ_T*)
 {
-    return gatewayProbeLock(apiType, 81);
+    return falProbe(apiType, 81, apiType);
 }

@@ -53,16 +53,16 @@ void cutAtDepth(TreeMapObject* node, int depth)
     delete children;
 }
 
-// Locks the custom folder tree into `tree` and returns the folder named by the "parent" of `node`
-// (null when there is none). A tree that cannot be locked is answered with status 8.
-TreeMapObject* lockParentFolder(_FAL_REQ_T* req, _FAL_RSP_T* rsp, TreeMapObject* node, TreeMapObject*& tree)
+// The folder of the locked custom folder tree named by the "parent" of `node` (null when there is
+// none). A tree that could not be locked is answered with status 8.
+TreeMapObject* parentFolder(_FAL_RSP_T* rsp, TreeMapObject* node, const FalLock& tree)
 {
-    tree = mediashareLock(req, "customFolder");
     if (!tree) {
-        mediashareAnswer(rsp, FAL_DB_ERROR, "No object found in txt repo", "No object found in txt repo\n");
+        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "No object found in txt repo\n");
+        falAnswer(rsp, FAL_DB_ERROR, "No object found in txt repo");
         return nullptr;
     }
-    return GetJsonObjectByFolderPath(tree, node->get<const char*>("parent"));
+    return GetJsonObjectByFolderPath(tree.get(), node->get<const char*>("parent"));
 }
 
 }  // namespace
@@ -99,16 +99,17 @@ TreeMapObject* GetJsonObjectByFolderPath(TreeMapObject* root, const char* path)
 
 _FAL_RSP_T* FalMediaShareLdb::MediashareCustomfolderGet(_FAL_REQ_T* req)
 {
-    MediashareTrace trace(__func__);
+    FalTrace trace(LOG_GROUP_MEDIASHARE, __func__);
     _FAL_RSP_T* rsp = mediashareQuietReply(req);
     if (!rsp || mediashareLacksBody(req, rsp, "invalid request body", true))
         return rsp;
     auto name = mediashareParam(req, "!name");
     auto depthText = mediashareParam(req, "!depth");
     int depth = BE_StrIsNum(depthText.get()) ? BE_StrTo<int>(depthText.get()) : 0;
-    TreeMapObject* tree = mediashareLock(req, "customFolder");
+    FalLock tree(API_TYPE_MEDIASHARE, "customFolder", req->requester);
     if (!tree) {
-        mediashareAnswer(rsp, FAL_DB_ERROR, "database error", "Cannot get database for customFolder\n");
+        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "Cannot get database for customFolder\n");
+        falAnswer(rsp, FAL_DB_ERROR, "database error");
     } else {
         if (name) {
             Logger::print(LOG_TYPE_PROGRESS, LOG_GROUP_MEDIASHARE, "%s: path name is %s\n",
@@ -126,13 +127,12 @@ _FAL_RSP_T* FalMediaShareLdb::MediashareCustomfolderGet(_FAL_REQ_T* req)
         if (!rsp->data)
             rsp->data = new TreeMapObject(false);
     }
-    mediashareRelease(req, {tree});
     return rsp;
 }
 
 _FAL_RSP_T* FalMediaShareLdb::MediashareCustomfolderCreate(_FAL_REQ_T* req)
 {
-    MediashareTrace trace(__func__);
+    FalTrace trace(LOG_GROUP_MEDIASHARE, __func__);
     _FAL_RSP_T* rsp = mediashareBegin(req, 17, false, "Cannot create response due to some memory issue\n");
     if (!rsp || mediashareLacksBody(req, rsp, "A null message request received", false))
         return rsp;
@@ -141,10 +141,12 @@ _FAL_RSP_T* FalMediaShareLdb::MediashareCustomfolderCreate(_FAL_REQ_T* req)
     TreeMapObject empty;
     folder->set("children", &empty);
     rsp->status = FAL_FAILED;
-    TreeMapObject* tree = nullptr;
-    TreeMapObject* parent = lockParentFolder(req, rsp, folder, tree);
+    FalLock tree(API_TYPE_MEDIASHARE, "customFolder", req->requester);
+
+    TreeMapObject* parent = parentFolder(rsp, folder, tree);
     if (tree && !parent) {
-        mediashareAnswer(rsp, FAL_BAD_REQUEST, "A null message request received", "Request information wrong\n");
+        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "Request information wrong\n");
+        falAnswer(rsp, FAL_BAD_REQUEST, "A null message request received");
     } else if (parent) {
         TreeMapObject* children = mediashareArray(parent, "children");
         if (children) {
@@ -155,24 +157,24 @@ _FAL_RSP_T* FalMediaShareLdb::MediashareCustomfolderCreate(_FAL_REQ_T* req)
             parent->set("children", &list);
         }
         delete children;
-        if (falSave(API_TYPE_MEDIASHARE, req->requester))
-            mediashareAnswer(rsp, FAL_CREATED, "New Created");
+        if (tree.save())
+            falAnswer(rsp, FAL_CREATED, "New Created");
     }
-    releaseFolder(parent, tree);
-    mediashareRelease(req, {tree});
+    releaseFolder(parent, tree.get());
     delete folder;
     return rsp;
 }
 
 _FAL_RSP_T* FalMediaShareLdb::MediashareCustomfolderDelete(_FAL_REQ_T* req)
 {
-    MediashareTrace trace(__func__);
+    FalTrace trace(LOG_GROUP_MEDIASHARE, __func__);
     _FAL_RSP_T* rsp = mediashareBegin(req, 19, false, "Cannot create response due to some memory issue\n");
     if (!rsp || mediashareLacksBody(req, rsp, "A null message request received", false))
         return rsp;
     rsp->status = FAL_FAILED;
-    TreeMapObject* tree = nullptr;
-    TreeMapObject* parent = lockParentFolder(req, rsp, req->body, tree);
+    FalLock tree(API_TYPE_MEDIASHARE, "customFolder", req->requester);
+
+    TreeMapObject* parent = parentFolder(rsp, req->body, tree);
     if (tree && !parent) {
         Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "No parent folder is found\n");
         rsp->status = FAL_OK;
@@ -187,19 +189,18 @@ _FAL_RSP_T* FalMediaShareLdb::MediashareCustomfolderDelete(_FAL_REQ_T* req)
                 TreeMapObject empty;
                 parent->set("children", &empty);
             }
-            if (falSave(API_TYPE_MEDIASHARE, req->requester))
+            if (tree.save())
                 rsp->status = FAL_OK;
         }
         delete children;
     }
-    releaseFolder(parent, tree);
-    mediashareRelease(req, {tree});
+    releaseFolder(parent, tree.get());
     return rsp;
 }
 
 _FAL_RSP_T* FalMediaShareLdb::MediashareCustomfolderChange(_FAL_REQ_T* req)
 {
-    MediashareTrace trace(__func__);
+    FalTrace trace(LOG_GROUP_MEDIASHARE, __func__);
     _FAL_RSP_T* rsp = mediashareBegin(req, 21, false, "Cannot create response due to some memory issue\n");
     if (!rsp || mediashareLacksBody(req, rsp, "A null message request received", false))
         return rsp;
@@ -210,28 +211,29 @@ _FAL_RSP_T* FalMediaShareLdb::MediashareCustomfolderChange(_FAL_REQ_T* req)
     const char* newParent = newNode ? newNode->get<const char*>("parent") : nullptr;
     if (!oldNode || !newNode || !oldNode->isObject() || !newNode->isObject() || !oldParent || !newParent ||
         strcmp(oldParent, newParent) != 0) {
-        mediashareAnswer(rsp, FAL_BAD_REQUEST, "A wrong message request received");
+        falAnswer(rsp, FAL_BAD_REQUEST, "A wrong message request received");
         delete oldNode;
         delete newNode;
         return rsp;
     }
     rsp->status = FAL_FAILED;
-    TreeMapObject* tree = nullptr;
-    TreeMapObject* parent = lockParentFolder(req, rsp, oldNode, tree);
+    FalLock tree(API_TYPE_MEDIASHARE, "customFolder", req->requester);
+
+    TreeMapObject* parent = parentFolder(rsp, oldNode, tree);
     if (tree && !parent) {
-        mediashareAnswer(rsp, FAL_NOT_FOUND, "No parent folder is found", "No parent folder is found\n");
+        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "No parent folder is found\n");
+        falAnswer(rsp, FAL_NOT_FOUND, "No parent folder is found");
     } else if (parent) {
         TreeMapObject* children = mediashareArray(parent, "children");
         int at = children ? findChild(children, oldNode->get<const char*>("path")) : -1;
         if (at >= 0) {
             children->setArrayItem(static_cast<unsigned>(at), newNode);
-            if (falSave(API_TYPE_MEDIASHARE, req->requester))
+            if (tree.save())
                 rsp->status = FAL_OK;
         }
         delete children;
     }
-    releaseFolder(parent, tree);
-    mediashareRelease(req, {tree});
+    releaseFolder(parent, tree.get());
     delete oldNode;
     delete newNode;
     return rsp;

@@ -57,150 +57,153 @@ TreeMapObject* keptPrinters(TreeMapObject* printers, TreeMapObject* removals)
 
 _FAL_RSP_T* FalMediaShareLdb::MediashareUsbGet(_FAL_REQ_T* req)
 {
-    MediashareTrace trace(__func__);
+    FalTrace trace(LOG_GROUP_MEDIASHARE, __func__);
     return mediashareObjectGet(req, "usb");
 }
 
 _FAL_RSP_T* FalMediaShareLdb::MediashareUsbRemove(_FAL_REQ_T* req)
 {
-    MediashareTrace trace(__func__);
+    FalTrace trace(LOG_GROUP_MEDIASHARE, __func__);
     _FAL_RSP_T* rsp = mediashareBegin(req, 3, false, "Cannot create response due to some memory issue\n");
     if (!rsp || mediashareLacksBody(req, rsp, "A null message request received", true))
         return rsp;
-    TreeMapObject* usb = mediashareLock(req, "usb");
+    FalLock usb(API_TYPE_MEDIASHARE, "usb", req->requester);
     if (!usb) {
-        mediashareAnswer(rsp, FAL_DB_ERROR, "Error reading database");
+        falAnswer(rsp, FAL_DB_ERROR, "Error reading database");
     } else {
         TreeMapObject* stored = usb->get("usbs");
         TreeMapObject* removals = req->body->get("usbs");
         bool saved = false;
         if (stored && removals && stored->len() > 0 && removals->len() > 0) {
             removeFirstMatches(stored, removals);
-            saved = falSave(API_TYPE_MEDIASHARE, req->requester);
+            saved = usb.save();
         }
         if (saved)
-            mediashareAnswer(rsp, FAL_OK, "Record Deleted");
+            falAnswer(rsp, FAL_OK, "Record Deleted");
         else
             rsp->status = FAL_FAILED;
         delete removals;
         delete stored;
     }
-    mediashareRelease(req, {usb});
     return rsp;
 }
 
 _FAL_RSP_T* FalMediaShareLdb::MediashareUsbUpdate(_FAL_REQ_T* req)
 {
-    MediashareTrace trace(__func__);
+    FalTrace trace(LOG_GROUP_MEDIASHARE, __func__);
     _FAL_RSP_T* rsp = mediashareQuietReply(req);
     if (!rsp || mediashareLacksBody(req, rsp, "invalid request body", true))
         return rsp;
     auto idText = mediashareParam(req, "@id");
     if (!idText) {
-        mediashareAnswer(rsp, FAL_BAD_REQUEST, "invalid requested parameter", "invalid requested parameter @id\n");
+        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "invalid requested parameter @id\n");
+        falAnswer(rsp, FAL_BAD_REQUEST, "invalid requested parameter");
         return rsp;
     }
     int id = atoi(idText.get());
-    TreeMapObject* usbs = mediashareLock(req, "usb.usbs");
+    FalLock usbs(API_TYPE_MEDIASHARE, "usb.usbs", req->requester);
     if (!usbs) {
-        mediashareAnswer(rsp, FAL_DB_ERROR, "database error", "Cannot get database for usb.usbs\n");
+        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "Cannot get database for usb.usbs\n");
+        falAnswer(rsp, FAL_DB_ERROR, "database error");
     } else if (!usbs->isArray()) {
-        mediashareAnswer(rsp, FAL_DB_ERROR, "database error", "Cannot get database array for usb.usbs\n");
+        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "Cannot get database array for usb.usbs\n");
+        falAnswer(rsp, FAL_DB_ERROR, "database error");
     } else {
-        int at = findItem(usbs, "id", id);
+        int at = findItem(usbs.get(), "id", id);
         TreeMapObject* device = at >= 0 ? usbs->at(static_cast<unsigned>(at)) : nullptr;
         if (!device) {
-            mediashareAnswer(rsp, FAL_BAD_REQUEST, "No record found for updated", "No record found for updated\n");
+            Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "No record found for updated\n");
+            falAnswer(rsp, FAL_BAD_REQUEST, "No record found for updated");
         } else {
             device->set("name", req->body->get<const char*>("name"));
-            if (!falSave(API_TYPE_MEDIASHARE, req->requester)) {
-                mediashareAnswer(rsp, FAL_DB_ERROR, "Record cannot be updated",
-                                 "Cannot update usb information sue to some DB error\n");
+            if (!usbs.save()) {
+                Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "Cannot update usb information sue to some DB error\n");
+                falAnswer(rsp, FAL_DB_ERROR, "Record cannot be updated");
             } else {
                 Logger::print(LOG_TYPE_TRACE, LOG_GROUP_MEDIASHARE, "USB id %d is updated\n", id);
-                mediashareAnswer(rsp, FAL_OK, "Record updated");
+                falAnswer(rsp, FAL_OK, "Record updated");
             }
             delete device;
         }
     }
-    mediashareRelease(req, {usbs});
     return rsp;
 }
 
 _FAL_RSP_T* FalMediaShareLdb::MediasharePrinterGet(_FAL_REQ_T* req)
 {
-    MediashareTrace trace(__func__);
+    FalTrace trace(LOG_GROUP_MEDIASHARE, __func__);
     return mediashareObjectGet(req, "printer");
 }
 
 _FAL_RSP_T* FalMediaShareLdb::MediasharePrinterUpdate(_FAL_REQ_T* req)
 {
-    MediashareTrace trace(__func__);
+    FalTrace trace(LOG_GROUP_MEDIASHARE, __func__);
     _FAL_RSP_T* rsp = mediashareBegin(req, 39, false, "Cannot create response due to some memory issue\n");
     if (!rsp || mediashareLacksBody(req, rsp, "A null message request received", false))
         return rsp;
     TreeMapObject* active = req->body->get("active");
     if (!active) {
-        mediashareAnswer(rsp, FAL_BAD_REQUEST, "Wrong request body received", "Wrong request body received\n");
+        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "Wrong request body received\n");
+        falAnswer(rsp, FAL_BAD_REQUEST, "Wrong request body received");
         return rsp;
     }
     delete active;
     bool on = req->body->get<bool>("active");
     rsp->status = FAL_FAILED;
-    TreeMapObject* printer = mediashareLock(req, "printer");
+    FalLock printer(API_TYPE_MEDIASHARE, "printer", req->requester);
     if (!printer) {
-        mediashareAnswer(rsp, FAL_DB_ERROR, "No object found", "No object found for key printer\n");
+        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "No object found for key printer\n");
+        falAnswer(rsp, FAL_DB_ERROR, "No object found");
     } else {
         printer->set("active", on);
         if (!on) {
             // Switching printer sharing off forgets the printers.
-            TreeMapObject* printers = mediashareArray(printer, "printers");
+            TreeMapObject* printers = mediashareArray(printer.get(), "printers");
             if (printers)
                 printers->clearArrayItems();
             delete printers;
         }
-        if (falSave(API_TYPE_MEDIASHARE, req->requester))
+        if (printer.save())
             rsp->status = FAL_OK;
     }
-    mediashareRelease(req, {printer});
     return rsp;
 }
 
 _FAL_RSP_T* FalMediaShareLdb::MediasharePrinterRemove(_FAL_REQ_T* req)
 {
-    MediashareTrace trace(__func__);
+    FalTrace trace(LOG_GROUP_MEDIASHARE, __func__);
     _FAL_RSP_T* rsp = mediashareBegin(req, 41, false, "Cannot create response due to some memory issue\n");
     if (!rsp)
         return nullptr;
     TreeMapObject* removals = req->body ? req->body->clone("printers") : nullptr;
     if (!removals) {
-        mediashareAnswer(rsp, FAL_BAD_REQUEST, "A null message request received");
+        falAnswer(rsp, FAL_BAD_REQUEST, "A null message request received");
         return rsp;
     }
     if (removals->len() > kMaxPrinterRemovals) {
-        mediashareAnswer(rsp, FAL_BAD_REQUEST, "A wrong message request received");
+        falAnswer(rsp, FAL_BAD_REQUEST, "A wrong message request received");
         delete removals;
         return rsp;
     }
     rsp->status = FAL_FAILED;
-    TreeMapObject* printer = mediashareLock(req, "printer");
+    FalLock printer(API_TYPE_MEDIASHARE, "printer", req->requester);
     if (!printer) {
-        mediashareAnswer(rsp, FAL_DB_ERROR, "No object found", "No object found for key printer\n");
+        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "No object found for key printer\n");
+        falAnswer(rsp, FAL_DB_ERROR, "No object found");
     } else {
         TreeMapObject* printers = printer->get("printers");
         if (!printers) {
-            mediashareAnswer(rsp, FAL_FAILED, "Cannot get list of printers",
-                             "No object found for key printer.printers\n");
+            Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "No object found for key printer.printers\n");
+            falAnswer(rsp, FAL_FAILED, "Cannot get list of printers");
         } else {
             TreeMapObject* kept = keptPrinters(printers, removals);
             printer->set("printers", kept);
-            if (falSave(API_TYPE_MEDIASHARE, req->requester))
-                mediashareAnswer(rsp, FAL_DELETED, "Record Deleted");
+            if (printer.save())
+                falAnswer(rsp, FAL_DELETED, "Record Deleted");
             delete kept;
         }
         delete printers;
     }
-    mediashareRelease(req, {printer});
     delete removals;
     return rsp;
 }

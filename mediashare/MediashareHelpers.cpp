@@ -5,7 +5,6 @@
 #include "frame/BeHelpers.h"
 #include "frame/FalGeneric.h"
 #include "frame/FalResponse.h"
-#include "host/LocalDbCtrl.h"
 #include "host/TreeMapObject.h"
 
 bool mediashareNullRequest(_FAL_REQ_T* req)
@@ -41,15 +40,8 @@ bool mediashareLacksBody(_FAL_REQ_T* req, _FAL_RSP_T* rsp, const char* message, 
         return false;
     if (logIt)
         Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "%s\n", message);
-    mediashareAnswer(rsp, FAL_BAD_REQUEST, message);
+    falAnswer(rsp, FAL_BAD_REQUEST, message);
     return true;
-}
-
-void mediashareAnswer(_FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message, const char* log)
-{
-    if (log)
-        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "%s", log);
-    falAnswer(rsp, status, message);
 }
 
 // The family's object read.
@@ -63,18 +55,6 @@ _FAL_RSP_T* mediashareObjectGet(_FAL_REQ_T* req, const char* key)
     if (mediashareNullRequest(req))
         return nullptr;
     return getDbObjectResponse(API_TYPE_MEDIASHARE, req->msgId, key, req->requester);
-}
-
-TreeMapObject* mediashareLock(_FAL_REQ_T* req, const char* key)
-{
-    return LocalDbCtrl::lockDbObject(API_TYPE_MEDIASHARE, key, req->requester);
-}
-
-void mediashareRelease(_FAL_REQ_T* req, std::initializer_list<TreeMapObject*> handles)
-{
-    for (TreeMapObject* handle : handles)
-        delete handle;
-    LocalDbCtrl::unlockDbObject(API_TYPE_MEDIASHARE, req->requester);
 }
 
 TreeMapObject* mediashareArray(TreeMapObject* obj, const char* key)

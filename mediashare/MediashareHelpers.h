@@ -1,7 +1,6 @@
 // Steps shared by the media-share operations.
 #pragma once
 
-#include <initializer_list>
 #include <memory>
 
 #include "frame/FalHandler.h"
@@ -10,11 +9,6 @@
 
 class TreeMapObject;
 
-// The operation's "<name> Enter" and "<name> Exit" traces (log type 0).
-class MediashareTrace : public FalTrace {
-public:
-    explicit MediashareTrace(const char* name) : FalTrace(LOG_GROUP_MEDIASHARE, name, FAL_TRACE_NAME_FIRST) {}
-};
 
 // True, after logging "A null request has been received", when there is no request.
 bool mediashareNullRequest(_FAL_REQ_T* req);
@@ -34,16 +28,8 @@ _FAL_RSP_T* mediashareQuietReply(_FAL_REQ_T* req);
 // (a JSON null body counts as none).
 bool mediashareLacksBody(_FAL_REQ_T* req, _FAL_RSP_T* rsp, const char* message, bool logIt);
 
-// Sets the status and message of a response, after logging `log` (type 3) when there is one.
-void mediashareAnswer(_FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message, const char* log = nullptr);
-
 // A copy of the object under `key` (status 8 with the creation message when it cannot be locked).
 _FAL_RSP_T* mediashareObjectGet(_FAL_REQ_T* req, const char* key);
-
-// Locks the media-share document for the requester and returns a handle onto `key`, or null.
-TreeMapObject* mediashareLock(_FAL_REQ_T* req, const char* key);
-// Deletes the handles (nulls allowed), then releases the requester's lock.
-void mediashareRelease(_FAL_REQ_T* req, std::initializer_list<TreeMapObject*> handles);
 
 // Handle onto the array member `key` of `obj`, or null when it is missing or not an array.
 TreeMapObject* mediashareArray(TreeMapObject* obj, const char* key);

@@ -24,143 +24,148 @@ int nextFolderId(TreeMapObject* folders)
 // Switches off the file service under `key` when it shares the folder `id`; in a cycle of its own.
 void stopServiceOfFolder(_FAL_REQ_T* req, const char* key, int id)
 {
-    TreeMapObject* service = mediashareLock(req, key);
-    if (service && mediashareHasId(service, "networkFolder.id", id)) {
+    FalLock service(API_TYPE_MEDIASHARE, key, req->requester);
+    if (service && mediashareHasId(service.get(), "networkFolder.id", id)) {
         service->set("active", false);
-        if (!falSave(API_TYPE_MEDIASHARE, req->requester))
+        if (!service.save())
             Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "%s: Failed to update ftp status\n",
                           "MediashareNetworkfolderDelete");
     }
-    mediashareRelease(req, {service});
 }
 
 }  // namespace
 
 _FAL_RSP_T* FalMediaShareLdb::MediashareNetworkfolderGet(_FAL_REQ_T* req)
 {
-    MediashareTrace trace(__func__);
+    FalTrace trace(LOG_GROUP_MEDIASHARE, __func__);
     return mediashareObjectGet(req, "networkFolder");
 }
 
 _FAL_RSP_T* FalMediaShareLdb::MediashareNetworkfolderUpdate(_FAL_REQ_T* req)
 {
-    MediashareTrace trace(__func__);
+    FalTrace trace(LOG_GROUP_MEDIASHARE, __func__);
     _FAL_RSP_T* rsp = mediashareBegin(req, 7, false, "Cannot create response due to some memory issue occurred\n");
     if (!rsp || mediashareLacksBody(req, rsp, "A null message request received", true))
         return rsp;
     auto idText = mediashareParam(req, "@id");
     if (!idText) {
-        mediashareAnswer(rsp, FAL_BAD_REQUEST, "Wrong URI");
+        falAnswer(rsp, FAL_BAD_REQUEST, "Wrong URI");
         return rsp;
     }
     int id = atoi(idText.get());
-    TreeMapObject* object = mediashareLock(req, "networkFolder");
-    TreeMapObject* folders = mediashareArray(object, "networkFolder");
+    FalLock object(API_TYPE_MEDIASHARE, "networkFolder", req->requester);
+    TreeMapObject* folders = mediashareArray(object.get(), "networkFolder");
     if (!object) {
-        mediashareAnswer(rsp, FAL_DB_ERROR, "Database error", "Cannot load database\n");
+        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "Cannot load database\n");
+        falAnswer(rsp, FAL_DB_ERROR, "Database error");
     } else if (!folders) {
-        mediashareAnswer(rsp, FAL_FAILED, "Cannot load child objects or memory issue", "Memory error occurred\n");
+        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "Memory error occurred\n");
+        falAnswer(rsp, FAL_FAILED, "Cannot load child objects or memory issue");
     } else {
         int at = findItem(folders, "id", id);
         if (at < 0) {
-            mediashareAnswer(rsp, FAL_NOT_FOUND, "Found no object to be updated");
+            falAnswer(rsp, FAL_NOT_FOUND, "Found no object to be updated");
         } else {
             // The record is replaced whole; only its id stays.
             TreeMapObject* record = req->body->clone(nullptr);
             record->set("id", id);
             folders->setArrayItem(static_cast<unsigned>(at), record);
             delete record;
-            if (falSave(API_TYPE_MEDIASHARE, req->requester))
+            if (object.save())
                 rsp->status = FAL_OK;
             else
-                mediashareAnswer(rsp, FAL_FAILED, "Error in saving");
+                falAnswer(rsp, FAL_FAILED, "Error in saving");
         }
     }
-    mediashareRelease(req, {folders, object});
+    delete folders;
     return rsp;
 }
 
 _FAL_RSP_T* FalMediaShareLdb::MediashareNetworkfolderCreate(_FAL_REQ_T* req)
 {
-    MediashareTrace trace(__func__);
+    FalTrace trace(LOG_GROUP_MEDIASHARE, __func__);
     _FAL_RSP_T* rsp = mediashareBegin(req, 9, true, "Cannot create a response due to memory error\n");
     if (!rsp || mediashareLacksBody(req, rsp, "A null message request received", true))
         return rsp;
     rsp->status = FAL_FAILED;
-    TreeMapObject* object = mediashareLock(req, "networkFolder");
-    TreeMapObject* folders = mediashareArray(object, "networkFolder");
+    FalLock object(API_TYPE_MEDIASHARE, "networkFolder", req->requester);
+    TreeMapObject* folders = mediashareArray(object.get(), "networkFolder");
     if (!object) {
-        mediashareAnswer(rsp, FAL_DB_ERROR, "Database error", "Cannot read network object from file\n");
+        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "Cannot read network object from file\n");
+        falAnswer(rsp, FAL_DB_ERROR, "Database error");
     } else if (!folders) {
-        mediashareAnswer(rsp, FAL_FAILED, "Cannot load child object", "Cannot read child object of network object\n");
+        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "Cannot read child object of network object\n");
+        falAnswer(rsp, FAL_FAILED, "Cannot load child object");
     } else {
         int id = nextFolderId(folders);
         TreeMapObject* record = req->body->clone(nullptr);
         record->set("id", id);
         folders->addArrayItem(record);
         delete record;
-        if (falSave(API_TYPE_MEDIASHARE, req->requester))
-            mediashareAnswer(rsp, FAL_CREATED, "New Created");
+        if (object.save())
+            falAnswer(rsp, FAL_CREATED, "New Created");
         rsp->data->set("id", id);
     }
-    mediashareRelease(req, {folders, object});
+    delete folders;
     return rsp;
 }
 
 _FAL_RSP_T* FalMediaShareLdb::MediashareNetworkfolderDelete(_FAL_REQ_T* req)
 {
-    MediashareTrace trace(__func__);
+    FalTrace trace(LOG_GROUP_MEDIASHARE, __func__);
     _FAL_RSP_T* rsp = mediashareBegin(req, 11, false, "Cannot create a response due to memory error\n");
     if (!rsp)
         return nullptr;
     auto idText = mediashareParam(req, "@id");
     if (!idText) {
-        mediashareAnswer(rsp, FAL_BAD_REQUEST, "Wrong URI");
+        falAnswer(rsp, FAL_BAD_REQUEST, "Wrong URI");
         return rsp;
     }
     int id = atoi(idText.get());
     rsp->status = FAL_FAILED;
-    TreeMapObject* object = mediashareLock(req, "networkFolder");
-    TreeMapObject* folders = mediashareArray(object, "networkFolder");
+    FalLock object(API_TYPE_MEDIASHARE, "networkFolder", req->requester);
+    TreeMapObject* folders = mediashareArray(object.get(), "networkFolder");
     if (!object) {
-        mediashareAnswer(rsp, FAL_DB_ERROR, "Cannot read network object from file",
-                         "Cannot read network object from file\n");
+        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "Cannot read network object from file\n");
+        falAnswer(rsp, FAL_DB_ERROR, "Cannot read network object from file");
     } else if (!folders || folders->len() == 0) {
-        mediashareAnswer(rsp, FAL_OK, "Nothing to be deleted", "Cannot read child object of network object\n");
+        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "Cannot read child object of network object\n");
+        falAnswer(rsp, FAL_OK, "Nothing to be deleted");
     } else {
         int at = findItem(folders, "id", id);
         if (at >= 0)
             folders->delArrayItem(static_cast<unsigned>(at));
-        if (falSave(API_TYPE_MEDIASHARE, req->requester)) {
-            mediashareAnswer(rsp, FAL_DELETED, "Record Deleted");
+        if (object.save()) {
+            falAnswer(rsp, FAL_DELETED, "Record Deleted");
             // A service that shared the folder goes off with it.
             stopServiceOfFolder(req, "ftp", id);
             stopServiceOfFolder(req, "samba", id);
         }
     }
-    mediashareRelease(req, {folders, object});
+    delete folders;
     return rsp;
 }
 
 _FAL_RSP_T* FalMediaShareLdb::MediashareNetworkfolderDeleteAll(_FAL_REQ_T* req)
 {
-    MediashareTrace trace(__func__);
+    FalTrace trace(LOG_GROUP_MEDIASHARE, __func__);
     _FAL_RSP_T* rsp = mediashareBegin(req, 13, false, "Cannot create a response due to memory error\n");
     if (!rsp)
         return nullptr;
     rsp->status = FAL_FAILED;
-    TreeMapObject* object = mediashareLock(req, "networkFolder");
-    TreeMapObject* folders = mediashareArray(object, "networkFolder");
+    FalLock object(API_TYPE_MEDIASHARE, "networkFolder", req->requester);
+    TreeMapObject* folders = mediashareArray(object.get(), "networkFolder");
     if (!object) {
-        mediashareAnswer(rsp, FAL_DB_ERROR, "Cannot read network object from file",
-                         "Cannot read network object from file\n");
+        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "Cannot read network object from file\n");
+        falAnswer(rsp, FAL_DB_ERROR, "Cannot read network object from file");
     } else if (!folders) {
-        mediashareAnswer(rsp, FAL_OK, "Nothing to be deleted", "Cannot read child object of network object\n");
+        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "Cannot read child object of network object\n");
+        falAnswer(rsp, FAL_OK, "Nothing to be deleted");
     } else {
         folders->clearArrayItems();
-        if (falSave(API_TYPE_MEDIASHARE, req->requester))
-            mediashareAnswer(rsp, FAL_OK, "Records Deleted");
+        if (object.save())
+            falAnswer(rsp, FAL_OK, "Records Deleted");
     }
-    mediashareRelease(req, {folders, object});
+    delete folders;
     return rsp;
 }

@@ -68,11 +68,11 @@ std::string rebuildStatus(TreeMapObject* folder, const std::string& word, int sh
 // Rewrites the status of every network folder; logs when the folders cannot be locked.
 void rewriteFolderStatuses(_FAL_REQ_T* req, const std::string& word, int sharedId, bool active)
 {
-    TreeMapObject* object = mediashareLock(req, "networkFolder");
+    FalLock object(API_TYPE_MEDIASHARE, "networkFolder", req->requester);
     if (!object) {
         Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "No object found for key networkFolder\n");
     } else {
-        TreeMapObject* folders = mediashareArray(object, "networkFolder");
+        TreeMapObject* folders = mediashareArray(object.get(), "networkFolder");
         for (unsigned i = 0; folders && i < folders->len(); ++i) {
             TreeMapObject* folder = folders->at(i);
             folder->set("status", rebuildStatus(folder, word, sharedId, active));
@@ -80,7 +80,6 @@ void rewriteFolderStatuses(_FAL_REQ_T* req, const std::string& word, int sharedI
         }
         delete folders;
     }
-    mediashareRelease(req, {object});
 }
 
 // The FTP and Samba update: stores the service settings, then rewrites the folder statuses and
@@ -98,9 +97,10 @@ _FAL_RSP_T* updateFileService(_FAL_REQ_T* req, const FileService& service)
             Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "%s", service.copyFailLog);
         return rsp;
     }
-    TreeMapObject* settings = mediashareLock(req, service.key);
+    FalLock settings(API_TYPE_MEDIASHARE, service.key, req->requester);
     if (!settings) {
-        mediashareAnswer(rsp, FAL_DB_ERROR, service.lockFailMessage, service.lockFailLog);
+        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "%s", service.lockFailLog);
+        falAnswer(rsp, FAL_DB_ERROR, service.lockFailMessage);
     } else {
         for (const char* member : service.members) {
             TreeMapObject* value = body->get(member);
@@ -112,10 +112,9 @@ _FAL_RSP_T* updateFileService(_FAL_REQ_T* req, const FileService& service)
         // The service lock stays held until the save below, so that its changes are saved with
         // the folder statuses.
         rewriteFolderStatuses(req, service.key, sharedId, body->get<bool>("active"));
-        if (falSave(API_TYPE_MEDIASHARE, req->requester))
+        if (settings.save())
             rsp->status = FAL_OK;
     }
-    mediashareRelease(req, {settings});
     delete body;
     return rsp;
 }
@@ -124,50 +123,50 @@ _FAL_RSP_T* updateFileService(_FAL_REQ_T* req, const FileService& service)
 
 _FAL_RSP_T* FalMediaShareLdb::MediashareFtpGet(_FAL_REQ_T* req)
 {
-    MediashareTrace trace(__func__);
+    FalTrace trace(LOG_GROUP_MEDIASHARE, __func__);
     return mediashareObjectGet(req, "ftp");
 }
 
 _FAL_RSP_T* FalMediaShareLdb::MediashareFtpUpdate(_FAL_REQ_T* req)
 {
-    MediashareTrace trace(__func__);
+    FalTrace trace(LOG_GROUP_MEDIASHARE, __func__);
     return updateFileService(req, kFtp);
 }
 
 _FAL_RSP_T* FalMediaShareLdb::MediashareSambaGet(_FAL_REQ_T* req)
 {
-    MediashareTrace trace(__func__);
+    FalTrace trace(LOG_GROUP_MEDIASHARE, __func__);
     return mediashareObjectGet(req, "samba");
 }
 
 _FAL_RSP_T* FalMediaShareLdb::MediashareSambaUpdate(_FAL_REQ_T* req)
 {
-    MediashareTrace trace(__func__);
+    FalTrace trace(LOG_GROUP_MEDIASHARE, __func__);
     return updateFileService(req, kSamba);
 }
 
 _FAL_RSP_T* FalMediaShareLdb::MediashareDlnaGet(_FAL_REQ_T* req)
 {
-    MediashareTrace trace(__func__);
+    FalTrace trace(LOG_GROUP_MEDIASHARE, __func__);
     return mediashareObjectGet(req, "dlna");
 }
 
 _FAL_RSP_T* FalMediaShareLdb::MediashareDlnaUpdate(_FAL_REQ_T* req)
 {
-    MediashareTrace trace(__func__);
+    FalTrace trace(LOG_GROUP_MEDIASHARE, __func__);
     _FAL_RSP_T* rsp = mediashareBegin(req, 33, false, "Cannot create response due to some memory issue\n");
     if (!rsp || mediashareLacksBody(req, rsp, "A null message request received", false))
         return rsp;
-    TreeMapObject* document = mediashareLock(req, "");
+    FalLock document(API_TYPE_MEDIASHARE, "", req->requester);
     if (!document) {
-        mediashareAnswer(rsp, FAL_DB_ERROR, "Cannot load database for key", "Cannot load database for key\n");
+        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "Cannot load database for key\n");
+        falAnswer(rsp, FAL_DB_ERROR, "Cannot load database for key");
     } else {
         document->set("dlna", req->body);
         rsp->status = FAL_FAILED;
-        if (falSave(API_TYPE_MEDIASHARE, req->requester))
+        if (document.save())
             rsp->status = FAL_OK;
     }
-    mediashareRelease(req, {document});
     return rsp;
 }
 

@@ -27,10 +27,10 @@ _FAL_RSP_T* fixedObjectGet(_FAL_REQ_T* req, const char* key, unsigned apiType, u
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = netResponse(msgId, false, NET_NO_MEMORY, apiType);
+    _FAL_RSP_T* rsp = networkResponse(msgId, false, NET_NO_MEMORY, apiType);
     if (!rsp)
         return nullptr;
-    FalTree object = netLock(key, req->requester);
+    FalLock object(API_TYPE_NETWORK, key, req->requester);
     if (!object) {
         Logger::print(LOG_TYPE_ERROR, NET_LOG, "No object found in txt repo\n");
         rsp->status = FAL_FAILED;
@@ -38,36 +38,33 @@ _FAL_RSP_T* fixedObjectGet(_FAL_REQ_T* req, const char* key, unsigned apiType, u
         rsp->status = FAL_OK;
         rsp->data = object->clone(nullptr);
     }
-    netRelease(req->requester, object);
     return rsp;
 }
 
 // Locks the object of a Q-mode, dual-WAN or mobile update; on failure answers 8 with the message
-// from creation and releases the lock.
-FalTree lockSetting(_FAL_RSP_T* rsp, const char* key, const char* requester)
+// from creation.
+FalLock lockSetting(_FAL_RSP_T* rsp, const char* key, const char* requester)
 {
-    FalTree object = netLock(key, requester);
+    FalLock object(API_TYPE_NETWORK, key, requester);
     if (!object) {
         Logger::print(LOG_TYPE_ERROR, NET_LOG, "No object found in txt Repo!\n");
         rsp->status = FAL_DB_ERROR;
-        netRelease(requester, object);
     }
     return object;
 }
 
-// Saves and releases: status 0 on success, 4 otherwise.
-void saveAndRelease(_FAL_RSP_T* rsp, const char* requester, FalTree& object)
+// Saves: status 0 on success, 4 otherwise.
+void saveSetting(_FAL_RSP_T* rsp, FalLock& object)
 {
-    rsp->status = falSave(API_TYPE_NETWORK, requester) ? FAL_OK : FAL_FAILED;
-    netRelease(requester, object);
+    rsp->status = object.save() ? FAL_OK : FAL_FAILED;
 }
 
 }  // namespace
 
 _FAL_RSP_T* FalNetworkLdb::NetworkXdslGet(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkXdslGet");
-    _FAL_RSP_T* rsp = netObjectGet(req, "xdsl");
+    FalTrace trace(NET_LOG, "NetworkXdslGet");
+    _FAL_RSP_T* rsp = networkObjectGet(req, "xdsl");
     if (rsp && rsp->data) {
         rsp->data->del("modulationType");
         rsp->data->del("adsl");
@@ -77,17 +74,17 @@ _FAL_RSP_T* FalNetworkLdb::NetworkXdslGet(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalNetworkLdb::NetworkDslmodeGet(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkDslmodeGet");
-    return netObjectGet(req, "dslMode");
+    FalTrace trace(NET_LOG, "NetworkDslmodeGet");
+    return networkObjectGet(req, "dslMode");
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkDslmodeSet(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkDslmodeSet");
-    _FAL_RSP_T* rsp = netChangeResponse(req);
+    FalTrace trace(NET_LOG, "NetworkDslmodeSet");
+    _FAL_RSP_T* rsp = networkChangeResponse(req);
     if (!rsp)
         return nullptr;
-    FalTree modes = netLockOrFail(rsp, "dslMode", req->requester, NET_LOCAL_LOAD_FAILED);
+    FalLock modes = networkLockOrFail(rsp, "dslMode", req->requester, NET_LOCAL_LOAD_FAILED);
     if (!modes)
         return rsp;
     for (unsigned i = 0; i < req->body->len(); ++i) {
@@ -101,133 +98,132 @@ _FAL_RSP_T* FalNetworkLdb::NetworkDslmodeSet(_FAL_REQ_T* req)
             }
         }
     }
-    saveAndRelease(rsp, req->requester, modes);
+    saveSetting(rsp, modes);
     return rsp;
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkOperationGet(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkOperationGet");
-    return netObjectGet(req, "operation");
+    FalTrace trace(NET_LOG, "NetworkOperationGet");
+    return networkObjectGet(req, "operation");
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkOperationUpdate(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkOperationUpdate");
-    _FAL_RSP_T* rsp = netChangeResponse(req);
+    FalTrace trace(NET_LOG, "NetworkOperationUpdate");
+    _FAL_RSP_T* rsp = networkChangeResponse(req);
     if (!rsp)
         return nullptr;
-    FalTree operation = netLockOrFail(rsp, "operation", req->requester, NET_KEY_LOAD_FAILED);
+    FalLock operation = networkLockOrFail(rsp, "operation", req->requester, NET_KEY_LOAD_FAILED);
     if (!operation)
         return rsp;
-    netCopyPresent(operation.get(), "", req->body, "", {"mode"});
-    saveAndRelease(rsp, req->requester, operation);
+    networkCopyPresent(operation.get(), "", req->body, "", {"mode"});
+    saveSetting(rsp, operation);
     return rsp;
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkMaccloneGet(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkMaccloneGet");
-    return netObjectGet(req, "macClone");
+    FalTrace trace(NET_LOG, "NetworkMaccloneGet");
+    return networkObjectGet(req, "macClone");
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkMaccloneSet(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkMaccloneSet");
-    _FAL_RSP_T* rsp = netChangeResponse(req);
+    FalTrace trace(NET_LOG, "NetworkMaccloneSet");
+    _FAL_RSP_T* rsp = networkChangeResponse(req);
     if (!rsp)
         return nullptr;
-    FalTree macClone = netLockOrFail(rsp, "macClone", req->requester, NET_LOCAL_LOAD_FAILED);
+    FalLock macClone = networkLockOrFail(rsp, "macClone", req->requester, NET_LOCAL_LOAD_FAILED);
     if (!macClone)
         return rsp;
     macClone->set("active", req->body->get<bool>("active"));
-    netCopyTexts(macClone.get(), req->body, {"mac"});
-    saveAndRelease(rsp, req->requester, macClone);
+    networkCopyTexts(macClone.get(), req->body, {"mac"});
+    saveSetting(rsp, macClone);
     return rsp;
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkQmodeGet(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkQmodeGet");
-    return netObjectGet(req, "qMode");
+    FalTrace trace(NET_LOG, "NetworkQmodeGet");
+    return networkObjectGet(req, "qMode");
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkQmodeUpdate(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkQmodeUpdate", FAL_TRACE_WORD_FIRST);
-    if (netWrongRequest(req))
+    FalTrace trace(NET_LOG, "NetworkQmodeUpdate", FAL_TRACE_WORD_FIRST);
+    if (networkWrongRequest(req))
         return nullptr;
-    _FAL_RSP_T* rsp = netResponse(43, false, kNoMemoryBang);
+    _FAL_RSP_T* rsp = networkResponse(43, false, kNoMemoryBang);
     if (!rsp)
         return nullptr;
     rsp->status = FAL_FAILED;
-    FalTree qMode = lockSetting(rsp, "qMode", req->requester);
+    FalLock qMode = lockSetting(rsp, "qMode", req->requester);
     if (!qMode)
         return rsp;
-    netCopyTexts(qMode.get(), req->body, {"operation", "qmode"});
-    netCopyPresent(qMode.get(), "", req->body, "", kQmodeConnection);
-    saveAndRelease(rsp, req->requester, qMode);
+    networkCopyTexts(qMode.get(), req->body, {"operation", "qmode"});
+    networkCopyPresent(qMode.get(), "", req->body, "", kQmodeConnection);
+    saveSetting(rsp, qMode);
     return rsp;
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkDualwanGet(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkDualwanGet", FAL_TRACE_NAME_EXIT_ONLY);
+    FalTrace trace(NET_LOG, "NetworkDualwanGet", FAL_TRACE_NAME_EXIT_ONLY);
     // Answers with the service family's API type.
     return fixedObjectGet(req, "dualwan", API_TYPE_SERVICE, 45);
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkDualwanUpdate(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkDualwanUpdate", FAL_TRACE_WORD_FIRST);
-    if (netWrongRequest(req))
+    FalTrace trace(NET_LOG, "NetworkDualwanUpdate", FAL_TRACE_WORD_FIRST);
+    if (networkWrongRequest(req))
         return nullptr;
-    _FAL_RSP_T* rsp = netResponse(47, false, kNoMemoryBang);
+    _FAL_RSP_T* rsp = networkResponse(47, false, kNoMemoryBang);
     if (!rsp)
         return nullptr;
-    FalTree dualwan = lockSetting(rsp, "dualwan", req->requester);
+    FalLock dualwan = lockSetting(rsp, "dualwan", req->requester);
     if (!dualwan)
         return rsp;
     dualwan->set("active", req->body->get<bool>("active"));
     dualwan->set("mode", req->body->get<int>("mode"));
-    netCopyPresent(dualwan.get(), "", req->body, "", kDualwanInterfaces);
-    if (!falSave(API_TYPE_NETWORK, req->requester))
+    networkCopyPresent(dualwan.get(), "", req->body, "", kDualwanInterfaces);
+    if (!dualwan.save())
         falAnswer(rsp, FAL_DB_ERROR, "Save databse error");
-    netRelease(req->requester, dualwan);
     return rsp;
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkMobileStatusGet(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkMobileStatusGet");
-    return netObjectGet(req, "mobile");
+    FalTrace trace(NET_LOG, "NetworkMobileStatusGet");
+    return networkObjectGet(req, "mobile");
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkMobileConfigurationGet(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkMobileConfigurationGet");
-    return netObjectGet(req, "mobileConfiguration");
+    FalTrace trace(NET_LOG, "NetworkMobileConfigurationGet");
+    return networkObjectGet(req, "mobileConfiguration");
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkMobileUpdate(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkMobileUpdate", FAL_TRACE_WORD_EXIT_ONLY);
-    if (netWrongRequest(req))
+    FalTrace trace(NET_LOG, "NetworkMobileUpdate", FAL_TRACE_WORD_EXIT_ONLY);
+    if (networkWrongRequest(req))
         return nullptr;
-    _FAL_RSP_T* rsp = netResponse(53, false, kNoMemoryBang);
+    _FAL_RSP_T* rsp = networkResponse(53, false, kNoMemoryBang);
     if (!rsp)
         return nullptr;
-    FalTree configuration = lockSetting(rsp, "mobileConfiguration", req->requester);
+    FalLock configuration = lockSetting(rsp, "mobileConfiguration", req->requester);
     if (!configuration)
         return rsp;
-    netCopyTexts(configuration.get(), req->body, kMobileTexts);
+    networkCopyTexts(configuration.get(), req->body, kMobileTexts);
     configuration->set("profileID", req->body->get<int>("profileID"));
-    saveAndRelease(rsp, req->requester, configuration);
+    saveSetting(rsp, configuration);
     return rsp;
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkLanPortGet(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkLanPortGet", FAL_TRACE_NAME_EXIT_ONLY);
+    FalTrace trace(NET_LOG, "NetworkLanPortGet", FAL_TRACE_NAME_EXIT_ONLY);
     return fixedObjectGet(req, "lanPort", API_TYPE_NETWORK, 55);
 }

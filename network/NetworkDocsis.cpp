@@ -8,12 +8,12 @@ namespace {
 // locked or lacks the member.
 _FAL_RSP_T* mtaMemberGet(_FAL_REQ_T* req, const char* member, unsigned msgId)
 {
-    if (netNullRequest(req))
+    if (networkNullRequest(req))
         return nullptr;
-    _FAL_RSP_T* rsp = netResponse(msgId, false);
+    _FAL_RSP_T* rsp = networkResponse(msgId, false);
     if (!rsp)
         return nullptr;
-    FalTree mta = netLock("mta", req->requester);
+    FalLock mta(API_TYPE_NETWORK, "mta", req->requester);
     if (!mta) {
         Logger::print(LOG_TYPE_ERROR, NET_LOG, "Found no object or database is being corrupted for path %s \n", "mta");
         falAnswer(rsp, FAL_DB_ERROR, NET_LOAD_FAILED);
@@ -25,7 +25,6 @@ _FAL_RSP_T* mtaMemberGet(_FAL_REQ_T* req, const char* member, unsigned msgId)
                       "mta", member);
         falAnswer(rsp, FAL_DB_ERROR, NET_LOAD_FAILED);
     }
-    netRelease(req->requester, mta);
     return rsp;
 }
 
@@ -33,87 +32,87 @@ _FAL_RSP_T* mtaMemberGet(_FAL_REQ_T* req, const char* member, unsigned msgId)
 
 _FAL_RSP_T* FalNetworkLdb::NetworkDocsisGet(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkDocsisGet");
-    return netObjectGet(req, "docsis");
+    FalTrace trace(NET_LOG, "NetworkDocsisGet");
+    return networkObjectGet(req, "docsis");
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkDocsisChannelGet(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkDocsisChannelGet");
-    return netObjectGet(req, "channel");
+    FalTrace trace(NET_LOG, "NetworkDocsisChannelGet");
+    return networkObjectGet(req, "channel");
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkDocsisInitialProcedureGet(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkDocsisInitialProcedureGet");
+    FalTrace trace(NET_LOG, "NetworkDocsisInitialProcedureGet");
     if (req)
         Logger::print(LOG_TYPE_PROGRESS, NET_LOG, "[DOCSIS]%s %d\n", "NetworkDocsisInitialProcedureGet", 1978);
-    return netObjectGet(req, "procedure");
+    return networkObjectGet(req, "procedure");
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkDocsisInitialFrequencyGet(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkDocsisInitialFrequencyGet");
-    return netObjectGet(req, "initialFrequency");
+    FalTrace trace(NET_LOG, "NetworkDocsisInitialFrequencyGet");
+    return networkObjectGet(req, "initialFrequency");
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkDocsisUsChannelidGet(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkDocsisUsChannelidGet");
-    return netObjectGet(req, "usChannel");
+    FalTrace trace(NET_LOG, "NetworkDocsisUsChannelidGet");
+    return networkObjectGet(req, "usChannel");
 }
 
 // The two setters store nothing: they answer with the modem's state, whatever the body holds.
 _FAL_RSP_T* FalNetworkLdb::NetworkDocsisInitialFrequencySet(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkDocsisInitialFrequencySet");
-    return netObjectGet(req, "docsis");
+    FalTrace trace(NET_LOG, "NetworkDocsisInitialFrequencySet");
+    return networkObjectGet(req, "docsis");
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkDocsisUsChannelidSet(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkDocsisUsChannelidSet");
-    return netObjectGet(req, "docsis");
+    FalTrace trace(NET_LOG, "NetworkDocsisUsChannelidSet");
+    return networkObjectGet(req, "docsis");
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkDocsisMtaGet(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkDocsisMtaGet");
+    FalTrace trace(NET_LOG, "NetworkDocsisMtaGet");
     return mtaMemberGet(req, "info", 63);
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkDocsisMtaLineGet(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkDocsisMtaLineGet");
+    FalTrace trace(NET_LOG, "NetworkDocsisMtaLineGet");
     return mtaMemberGet(req, "line", req ? req->msgId + 1 : 0);
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkDocsisMtaProcedureGet(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkDocsisMtaProcedureGet");
+    FalTrace trace(NET_LOG, "NetworkDocsisMtaProcedureGet");
     return mtaMemberGet(req, "procedure", req ? req->msgId + 1 : 0);
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkDocsisMtaVqmGetList(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkDocsisMtaVqmGetList");
+    FalTrace trace(NET_LOG, "NetworkDocsisMtaVqmGetList");
     return mtaMemberGet(req, "vqmList", 77);
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkDocsisMtaConfigurationFile(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkDocsisMtaConfigurationFile");
+    FalTrace trace(NET_LOG, "NetworkDocsisMtaConfigurationFile");
     return mtaMemberGet(req, "configFile", 81);
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkDocsisMtaEnterpriseMibs(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkDocsisMtaEnterpriseMibs");
+    FalTrace trace(NET_LOG, "NetworkDocsisMtaEnterpriseMibs");
     return mtaMemberGet(req, "enterpriseMib", 83);
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkDocsisMtaLoopdiagTest(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkDocsisMtaLoopdiagTest");
+    FalTrace trace(NET_LOG, "NetworkDocsisMtaLoopdiagTest");
     return mtaMemberGet(req, "loogDiag", 85);
 }

@@ -7,14 +7,13 @@
 #include "frame/BeHelpers.h"
 #include "frame/FalGeneric.h"
 #include "frame/FalResponse.h"
-#include "host/LocalDbCtrl.h"
 
 const char* const NET_LOAD_FAILED = "Cannot load network database";
 const char* const NET_NO_MEMORY = "Cannot create response due to some memory issue\n";
 const char* const NET_KEY_LOAD_FAILED = "Cannot load db object for key %s\n";
 const char* const NET_LOCAL_LOAD_FAILED = "Cannot load local database due to some unexpected error\n";
 
-bool netNullRequest(const _FAL_REQ_T* req)
+bool networkNullRequest(const _FAL_REQ_T* req)
 {
     if (req)
         return false;
@@ -22,7 +21,7 @@ bool netNullRequest(const _FAL_REQ_T* req)
     return true;
 }
 
-bool netWrongRequest(const _FAL_REQ_T* req)
+bool networkWrongRequest(const _FAL_REQ_T* req)
 {
     if (req && req->body && !req->body->isNull())
         return false;
@@ -30,16 +29,16 @@ bool netWrongRequest(const _FAL_REQ_T* req)
     return true;
 }
 
-_FAL_RSP_T* netResponse(unsigned msgId, bool withData, const char* failLog, unsigned apiType)
+_FAL_RSP_T* networkResponse(unsigned msgId, bool withData, const char* failLog, unsigned apiType)
 {
     return newFalResponseLogged(NET_LOG, apiType, msgId, withData, failLog);
 }
 
-_FAL_RSP_T* netChangeResponse(const _FAL_REQ_T* req)
+_FAL_RSP_T* networkChangeResponse(const _FAL_REQ_T* req)
 {
-    if (netWrongRequest(req))
+    if (networkWrongRequest(req))
         return nullptr;
-    _FAL_RSP_T* rsp = netResponse(req->msgId + 1, false);
+    _FAL_RSP_T* rsp = networkResponse(req->msgId + 1, false);
     if (rsp)
         rsp->status = FAL_FAILED;
     return rsp;
@@ -51,25 +50,15 @@ static _FAL_RSP_T* getDbObjectResponse(unsigned apiType, unsigned msgId, const c
     return falDbObjectResponse(FAL_FORM_NETWORK, apiType, msgId, key, requester);
 }
 
-_FAL_RSP_T* netObjectGet(const _FAL_REQ_T* req, const char* key)
+_FAL_RSP_T* networkObjectGet(const _FAL_REQ_T* req, const char* key)
 {
-    if (netNullRequest(req))
+    if (networkNullRequest(req))
         return nullptr;
     return getDbObjectResponse(API_TYPE_NETWORK, req->msgId, key, req->requester);
 }
 
-_FAL_RSP_T* netProbe(const _FAL_REQ_T* req, unsigned msgId)
-{
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = netResponse(msgId, false);
-    if (!rsp)
-        return nullptr;
-    probeDocument(rsp, API_TYPE_NETWORK);
-    return rsp;
-}
 
-bool netInterfaceId(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, int& id)
+bool networkInterfaceId(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, int& id)
 {
     std::unique_ptr<char[]> text(BE_PairVal2(req->params, "@interfaceId"));
     if (!text) {
@@ -80,35 +69,24 @@ bool netInterfaceId(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, int& id)
     return true;
 }
 
-FalTree netLock(const char* key, const char* requester)
-{
-    return FalTree(LocalDbCtrl::lockDbObject(API_TYPE_NETWORK, key, requester));
-}
 
-FalTree netLockOrFail(_FAL_RSP_T* rsp, const char* key, const char* requester, const char* failLog)
+FalLock networkLockOrFail(_FAL_RSP_T* rsp, const char* key, const char* requester, const char* failLog)
 {
-    FalTree object = netLock(key, requester);
+    FalLock object(API_TYPE_NETWORK, key, requester);
     if (!object) {
         Logger::print(LOG_TYPE_ERROR, NET_LOG, failLog, key);
         falAnswer(rsp, FAL_DB_ERROR, NET_LOAD_FAILED);
-        netRelease(requester, object);
     }
     return object;
 }
 
-void netRelease(const char* requester, FalTree& handle)
-{
-    handle.reset();
-    LocalDbCtrl::unlockDbObject(API_TYPE_NETWORK, requester);
-}
-
-FalTree netFindInterface(TreeMapObject* interfaces, int id)
+FalTree networkFindInterface(TreeMapObject* interfaces, int id)
 {
     int i = findItem(interfaces, "id", id);
     return i < 0 ? nullptr : FalTree(interfaces->at(static_cast<unsigned>(i)));
 }
 
-void netCopyPresent(TreeMapObject* dst, const char* dstPrefix, TreeMapObject* src, const char* srcPrefix,
+void networkCopyPresent(TreeMapObject* dst, const char* dstPrefix, TreeMapObject* src, const char* srcPrefix,
                     const std::vector<const char*>& names)
 {
     for (const char* name : names) {
@@ -118,7 +96,7 @@ void netCopyPresent(TreeMapObject* dst, const char* dstPrefix, TreeMapObject* sr
     }
 }
 
-void netCopyTexts(TreeMapObject* dst, TreeMapObject* src, const std::vector<const char*>& paths)
+void networkCopyTexts(TreeMapObject* dst, TreeMapObject* src, const std::vector<const char*>& paths)
 {
     for (const char* path : paths)
         dst->set(path, src->get<const char*>(path));

@@ -4,7 +4,6 @@
 #include <vector>
 
 #include "frame/BeHelpers.h"
-#include "host/LocalDbCtrl.h"
 #include "network/FalNetworkLdb.h"
 #include "network/NetworkHelpers.h"
 
@@ -57,46 +56,44 @@ void moveRuleAddresses(TreeMapObject* service, const char* key, const std::vecto
 // reserved addresses) into the new LAN network; the LAN answer does not depend on it.
 void moveServiceAddresses(const std::vector<std::string>& lan, const char* requester)
 {
-    TreeMapObject* service = LocalDbCtrl::lockDbObject(API_TYPE_SERVICE, "", requester);
+    FalLock service(API_TYPE_SERVICE, "", requester);
     if (!service) {
         Logger::print(LOG_TYPE_ERROR, NET_LOG, NET_KEY_LOAD_FAILED, "ipFiltering");
     } else {
-        moveRuleAddresses(service, "ipFiltering", lan);
+        moveRuleAddresses(service.get(), "ipFiltering", lan);
         FalTree dmz(service->get("dmz"));
         if (dmz)
             moveAddress(dmz.get(), "destination", lan);
         // The same choice of key as the gateway's device view.
         FalTree upper(service->get("reservedIP"));
-        moveRuleAddresses(service, upper ? "reservedIP" : "reservedIp", lan);
-        LocalDbCtrl::saveDbObject(API_TYPE_SERVICE, requester);
+        moveRuleAddresses(service.get(), upper ? "reservedIP" : "reservedIp", lan);
+        service.save();
     }
-    delete service;
-    LocalDbCtrl::unlockDbObject(API_TYPE_SERVICE, requester);
 }
 
 }  // namespace
 
 _FAL_RSP_T* FalNetworkLdb::NetworkLanGet(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkLanGet");
-    return netObjectGet(req, "lan");
+    FalTrace trace(NET_LOG, "NetworkLanGet");
+    return networkObjectGet(req, "lan");
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkLanUpdate(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkLanUpdate");
-    _FAL_RSP_T* rsp = netChangeResponse(req);
+    FalTrace trace(NET_LOG, "NetworkLanUpdate");
+    _FAL_RSP_T* rsp = networkChangeResponse(req);
     if (!rsp)
         return nullptr;
 
-    FalTree lan = netLockOrFail(rsp, "lan", req->requester, NET_KEY_LOAD_FAILED);
+    FalLock lan = networkLockOrFail(rsp, "lan", req->requester, NET_KEY_LOAD_FAILED);
     if (!lan)
         return rsp;
     bool moveAddresses = false;
     std::vector<std::string> newNetwork;
     FalTree ipv4(req->body->get("ipv4"));
     if (ipv4) {
-        netCopyPresent(lan.get(), "", req->body, "", kLanIpv4Paths);
+        networkCopyPresent(lan.get(), "", req->body, "", kLanIpv4Paths);
         const char* address = ipv4->get<const char*>("ipAddress");
         if (address)
             newNetwork = BE_StrSplit(address, '.');
@@ -105,9 +102,8 @@ _FAL_RSP_T* FalNetworkLdb::NetworkLanUpdate(_FAL_REQ_T* req)
     FalTree ipv6(req->body->get("ipv6"));
     if (ipv6)
         lan->set("ipv6", ipv6.get());
-    if (falSave(API_TYPE_NETWORK, req->requester))
+    if (lan.save())
         rsp->status = FAL_OK;
-    netRelease(req->requester, lan);
 
     if (moveAddresses)
         moveServiceAddresses(newNetwork, req->requester);
@@ -116,12 +112,12 @@ _FAL_RSP_T* FalNetworkLdb::NetworkLanUpdate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalNetworkLdb::NetworkLanIpv6Update(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkLanIpv6Update");
-    _FAL_RSP_T* rsp = netChangeResponse(req);
+    FalTrace trace(NET_LOG, "NetworkLanIpv6Update");
+    _FAL_RSP_T* rsp = networkChangeResponse(req);
     if (!rsp)
         return nullptr;
 
-    FalTree lan = netLockOrFail(rsp, "lan", req->requester, NET_LOCAL_LOAD_FAILED);
+    FalLock lan = networkLockOrFail(rsp, "lan", req->requester, NET_LOCAL_LOAD_FAILED);
     if (!lan)
         return rsp;
     TreeMapObject* body = req->body;
@@ -139,17 +135,16 @@ _FAL_RSP_T* FalNetworkLdb::NetworkLanIpv6Update(_FAL_REQ_T* req)
             ipv6->set("ipAddress", address.get());
             ipv6->set("dhcpv6", dhcpv6.get());
             ipv6->set("pd.active", body->get<bool>("pd.active"));
-            netCopyPresent(ipv6.get(), "pd.", body, "pd.", {"prefix", "prefixLength"});
+            networkCopyPresent(ipv6.get(), "pd.", body, "pd.", {"prefix", "prefixLength"});
         }
     }
-    if (falSave(API_TYPE_NETWORK, req->requester))
+    if (lan.save())
         rsp->status = FAL_OK;
-    netRelease(req->requester, lan);
     return rsp;
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkLanIpv6RestoreDefault(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkLanIpv6RestoreDefault");
-    return netProbe(req, 15);
+    FalTrace trace(NET_LOG, "NetworkLanIpv6RestoreDefault");
+    return req ? falProbe(API_TYPE_NETWORK, 15, API_TYPE_NETWORK) : nullptr;
 }

@@ -33,20 +33,20 @@ bool isTunnel(const std::string& type)
 // "bridge".
 bool applyInterfaceMembers(TreeMapObject* iface, TreeMapObject* body)
 {
-    netCopyPresent(iface, "", body, "", {"name", "active", "linkType"});
+    networkCopyPresent(iface, "", body, "", {"name", "active", "linkType"});
     bool reboot = false;
     FalTree switchMode(body->get("switchMode"));
     if (switchMode) {
         reboot = sameText(iface->get<const char*>("switchMode"), "bridge");
         iface->set("switchMode", switchMode.get());
     }
-    netCopyPresent(iface, "", body, "", {"connectionType"});
+    networkCopyPresent(iface, "", body, "", {"connectionType"});
     FalTree ipv4(iface->get("ipv4"));
     if (ipv4 && ipv4->isObject())
-        netCopyPresent(ipv4.get(), "", body, "ipv4.", kWanIpv4Members);
+        networkCopyPresent(ipv4.get(), "", body, "ipv4.", kWanIpv4Members);
     FalTree ipv6(iface->get("ipv6"));
     if (ipv6 && ipv6->isObject())
-        netCopyPresent(ipv6.get(), "", body, "ipv6.", kWanIpv6Members);
+        networkCopyPresent(ipv6.get(), "", body, "ipv6.", kWanIpv6Members);
     return reboot;
 }
 
@@ -74,7 +74,7 @@ void applyLinkSettings(TreeMapObject* iface, TreeMapObject* body)
     else if (vpn)
         iface->set("vpn", vpn.get());
 
-    netCopyPresent(iface, "", body, "", {"vlan"});
+    networkCopyPresent(iface, "", body, "", {"vlan"});
 
     FalTree atm(body->get("atm"));
     if (!sameText(body->get<const char*>("linkType"), "adsl"))
@@ -118,30 +118,29 @@ void adviseReboot(TreeMapObject* data, bool reboot)
 // Sets "connectivity" of the first interface with the request's id.
 _FAL_RSP_T* setConnectivity(_FAL_REQ_T* req, const char* connectivity)
 {
-    _FAL_RSP_T* rsp = netChangeResponse(req);
+    _FAL_RSP_T* rsp = networkChangeResponse(req);
     if (!rsp)
         return nullptr;
     int id = 0;
-    if (!netInterfaceId(rsp, req, id))
+    if (!networkInterfaceId(rsp, req, id))
         return rsp;
 
-    FalTree wan = netLockOrFail(rsp, "wan", req->requester, NET_KEY_LOAD_FAILED);
+    FalLock wan = networkLockOrFail(rsp, "wan", req->requester, NET_KEY_LOAD_FAILED);
     if (!wan)
         return rsp;
     FalTree interfaces(wan->get("interfaces"));
     if (!interfaces)
         Logger::print(LOG_TYPE_ERROR, NET_LOG, "No WAN interfaces found\n");
-    FalTree iface = netFindInterface(interfaces.get(), id);
+    FalTree iface = networkFindInterface(interfaces.get(), id);
     if (iface) {
         iface->set("connectivity", connectivity);
-        if (falSave(API_TYPE_NETWORK, req->requester))
+        if (wan.save())
             rsp->status = FAL_OK;
     } else {
         falAnswer(rsp, FAL_NOT_FOUND, "No interface information found");
     }
     iface.reset();
     interfaces.reset();
-    netRelease(req->requester, wan);
     return rsp;
 }
 
@@ -149,29 +148,29 @@ _FAL_RSP_T* setConnectivity(_FAL_REQ_T* req, const char* connectivity)
 
 _FAL_RSP_T* FalNetworkLdb::NetworkWanGet(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkWanGet");
-    return netObjectGet(req, "wan");
+    FalTrace trace(NET_LOG, "NetworkWanGet");
+    return networkObjectGet(req, "wan");
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkWanGetOne(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkWanGetOne");
-    if (netNullRequest(req))
+    FalTrace trace(NET_LOG, "NetworkWanGetOne");
+    if (networkNullRequest(req))
         return nullptr;
-    _FAL_RSP_T* rsp = netResponse(req->msgId + 1, false);
+    _FAL_RSP_T* rsp = networkResponse(req->msgId + 1, false);
     if (!rsp)
         return nullptr;
     rsp->status = FAL_FAILED;
     int id = 0;
-    if (!netInterfaceId(rsp, req, id))
+    if (!networkInterfaceId(rsp, req, id))
         return rsp;
 
-    FalTree wan = netLockOrFail(rsp, "wan", req->requester, "No object found in repo for key %s\n");
+    FalLock wan = networkLockOrFail(rsp, "wan", req->requester, "No object found in repo for key %s\n");
     if (!wan)
         return rsp;
     {
         FalTree interfaces(wan->get("interfaces"));
-        FalTree iface = netFindInterface(interfaces.get(), id);
+        FalTree iface = networkFindInterface(interfaces.get(), id);
         if (iface) {
             rsp->data = iface->clone(nullptr);
             rsp->status = FAL_OK;
@@ -179,39 +178,36 @@ _FAL_RSP_T* FalNetworkLdb::NetworkWanGetOne(_FAL_REQ_T* req)
             Logger::print(LOG_TYPE_ERROR, NET_LOG, "No Wan interface found for id %d\n", id);
         }
     }
-    netRelease(req->requester, wan);
     return rsp;
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkWanChange(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkWanChange");
-    _FAL_RSP_T* rsp = netChangeResponse(req);
+    FalTrace trace(NET_LOG, "NetworkWanChange");
+    _FAL_RSP_T* rsp = networkChangeResponse(req);
     if (!rsp)
         return nullptr;
     int id = 0;
-    if (!netInterfaceId(rsp, req, id))
+    if (!networkInterfaceId(rsp, req, id))
         return rsp;
 
-    FalTree wan = netLockOrFail(rsp, "wan", req->requester, NET_KEY_LOAD_FAILED);
+    FalLock wan = networkLockOrFail(rsp, "wan", req->requester, NET_KEY_LOAD_FAILED);
     if (!wan)
         return rsp;
     FalTree interfaces(wan->get("interfaces"));
-    FalTree iface = netFindInterface(interfaces.get(), id);
+    FalTree iface = networkFindInterface(interfaces.get(), id);
     if (!iface) {
         interfaces.reset();
-        netRelease(req->requester, wan);
         falAnswer(rsp, FAL_NOT_FOUND, "No interface information found");
         return rsp;
     }
     bool reboot = applyInterfaceMembers(iface.get(), req->body);
     applyLinkSettings(iface.get(), req->body);
     rsp->data = interfaceSummary(iface.get());
-    if (falSave(API_TYPE_NETWORK, req->requester))
+    if (wan.save())
         rsp->status = FAL_OK;
     iface.reset();
     interfaces.reset();
-    netRelease(req->requester, wan);
 
     for (const char* hidden : kHiddenInAnswer)
         rsp->data->del(hidden);
@@ -223,79 +219,74 @@ _FAL_RSP_T* FalNetworkLdb::NetworkWanChange(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalNetworkLdb::NetworkWanIpv6Change(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkWanIpv6Change");
-    if (netWrongRequest(req))
+    FalTrace trace(NET_LOG, "NetworkWanIpv6Change");
+    if (networkWrongRequest(req))
         return nullptr;
-    _FAL_RSP_T* rsp = netResponse(req->msgId + 1, false);
+    _FAL_RSP_T* rsp = networkResponse(req->msgId + 1, false);
     if (!rsp)
         return nullptr;
     int id = 0;
-    if (!netInterfaceId(rsp, req, id))
+    if (!networkInterfaceId(rsp, req, id))
         return rsp;
     rsp->status = FAL_FAILED;
 
-    FalTree wan = netLock("wan", req->requester);
+    FalLock wan(API_TYPE_NETWORK, "wan", req->requester);
     if (!wan) {
         Logger::print(LOG_TYPE_ERROR, NET_LOG, "%s", NET_LOCAL_LOAD_FAILED);
-        netRelease(req->requester, wan);
         return rsp;
     }
     FalTree interfaces(wan->get("interfaces"));
     if (!interfaces) {
         Logger::print(LOG_TYPE_ERROR, NET_LOG, "list of wan interfaces does not exist\n");
         falAnswer(rsp, FAL_DB_ERROR, NET_LOAD_FAILED);
-        netRelease(req->requester, wan);
         return rsp;
     }
-    FalTree iface = netFindInterface(interfaces.get(), id);
+    FalTree iface = networkFindInterface(interfaces.get(), id);
     if (!iface) {
         interfaces.reset();
-        netRelease(req->requester, wan);
         falAnswer(rsp, FAL_NOT_FOUND, "No interface information found");
         return rsp;
     }
     // The IPv6 members are read from the top level of the body.
     FalTree ipv6(iface->get("ipv6"));
     if (ipv6 && ipv6->isObject())
-        netCopyPresent(ipv6.get(), "", req->body, "", kWanIpv6Members);
-    if (falSave(API_TYPE_NETWORK, req->requester))
+        networkCopyPresent(ipv6.get(), "", req->body, "", kWanIpv6Members);
+    if (wan.save())
         rsp->status = FAL_OK;
     ipv6.reset();
     iface.reset();
     interfaces.reset();
-    netRelease(req->requester, wan);
     return rsp;
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkWanConnect(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkWanConnect");
+    FalTrace trace(NET_LOG, "NetworkWanConnect");
     return setConnectivity(req, "connected");
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkWanDisconnect(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkWanDisconnect");
+    FalTrace trace(NET_LOG, "NetworkWanDisconnect");
     return setConnectivity(req, "disconnected");
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkSwitchmodeBridge(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkSwitchmodeBridge");
+    FalTrace trace(NET_LOG, "NetworkSwitchmodeBridge");
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = netResponse(req->msgId + 1, false);
+    _FAL_RSP_T* rsp = networkResponse(req->msgId + 1, false);
     if (!rsp)
         return nullptr;
     rsp->status = FAL_FAILED;
     int id = 0;
-    if (!netInterfaceId(rsp, req, id))
+    if (!networkInterfaceId(rsp, req, id))
         return rsp;
 
-    FalTree interfaces = netLock("wan.interfaces", req->requester);
+    FalLock interfaces(API_TYPE_NETWORK, "wan.interfaces", req->requester);
     if (!interfaces) {
         falAnswer(rsp, FAL_DB_ERROR, "Cannot load database");
-        netRelease(req->requester, interfaces);
         return rsp;
     }
     // Every interface with the id, not only the first.
@@ -310,11 +301,10 @@ _FAL_RSP_T* FalNetworkLdb::NetworkSwitchmodeBridge(_FAL_REQ_T* req)
     }
     if (!matched)
         falAnswer(rsp, FAL_NOT_FOUND, "No interface found");
-    else if (falSave(API_TYPE_NETWORK, req->requester))
+    else if (interfaces.save())
         falAnswer(rsp, FAL_OK, "DB updated!");
     else
         falAnswer(rsp, FAL_DB_ERROR, "DB cannot be updated!");
-    netRelease(req->requester, interfaces);
     return rsp;
 }
 
@@ -324,18 +314,18 @@ _FAL_RSP_T* FalNetworkLdb::NetworkCheckInternet(_FAL_REQ_T* req)
     // request without an interface id leaves without it).
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = netResponse(27, true);
+    _FAL_RSP_T* rsp = networkResponse(27, true);
     if (!rsp)
         return nullptr;
     rsp->status = FAL_FAILED;
     int id = 0;
-    if (!netInterfaceId(rsp, req, id))
+    if (!networkInterfaceId(rsp, req, id))
         return rsp;
 
-    FalTree wan = netLockOrFail(rsp, "wan", req->requester, "No object found in repo for key %s\n");
+    FalLock wan = networkLockOrFail(rsp, "wan", req->requester, "No object found in repo for key %s\n");
     if (wan) {
         FalTree interfaces(wan->get("interfaces"));
-        FalTree iface = netFindInterface(interfaces.get(), id);
+        FalTree iface = networkFindInterface(interfaces.get(), id);
         if (iface) {
             rsp->data->set("ipv4", iface->get<bool>("ipv4.active"));
             rsp->data->set("ipv6", iface->get<bool>("ipv6.active"));
@@ -343,7 +333,6 @@ _FAL_RSP_T* FalNetworkLdb::NetworkCheckInternet(_FAL_REQ_T* req)
         }
         iface.reset();
         interfaces.reset();
-        netRelease(req->requester, wan);
     }
     Logger::print(LOG_TYPE_TRACE, NET_LOG, "%s Exit\n", "NetworkCheckInternet");
     return rsp;
@@ -351,10 +340,10 @@ _FAL_RSP_T* FalNetworkLdb::NetworkCheckInternet(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalNetworkLdb::NetworkLinkAuto(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkLinkAuto");
+    FalTrace trace(NET_LOG, "NetworkLinkAuto");
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = netResponse(req->msgId + 1, true);
+    _FAL_RSP_T* rsp = networkResponse(req->msgId + 1, true);
     if (rsp && !rsp->data) {
         Logger::print(LOG_TYPE_ERROR, NET_LOG, "%s", NET_NO_MEMORY);
         freeFalResponse(rsp);
@@ -364,26 +353,26 @@ _FAL_RSP_T* FalNetworkLdb::NetworkLinkAuto(_FAL_REQ_T* req)
         return nullptr;
 
     // The link type of the first interface.
-    FalTree interfaces = netLock("wan.interfaces", req->requester);
-    FalTree first(interfaces ? interfaces->at(0) : nullptr);
     std::string linkType;
     bool known = false;
-    if (!first) {
-        falAnswer(rsp, FAL_DB_ERROR, "Cannot load db");
-        delete rsp->data;
-        rsp->data = nullptr;
-    } else {
-        const char* text = first->get<const char*>("linkType");
-        rsp->data->set("linkType", text);
-        known = text != nullptr;
-        linkType = text ? text : "";
+    {
+        FalLock interfaces(API_TYPE_NETWORK, "wan.interfaces", req->requester);
+        FalTree first(interfaces ? interfaces->at(0) : nullptr);
+        if (!first) {
+            falAnswer(rsp, FAL_DB_ERROR, "Cannot load db");
+            delete rsp->data;
+            rsp->data = nullptr;
+        } else {
+            const char* text = first->get<const char*>("linkType");
+            rsp->data->set("linkType", text);
+            known = text != nullptr;
+            linkType = text ? text : "";
+        }
     }
-    first.reset();
-    netRelease(req->requester, interfaces);
 
     // The standard in use: the last "xDslStandard" element that names the link type decides.
     if (known) {
-        FalTree standards = netLock("xDslStandard", req->requester);
+        FalLock standards(API_TYPE_NETWORK, "xDslStandard", req->requester);
         unsigned n = standards ? standards->len() : 0;
         for (unsigned i = 0; i < n; ++i) {
             FalTree element(standards->at(i));
@@ -391,13 +380,12 @@ _FAL_RSP_T* FalNetworkLdb::NetworkLinkAuto(_FAL_REQ_T* req)
             if (standard)
                 rsp->data->set("standard", standard.get());
         }
-        netRelease(req->requester, standards);
     }
     return rsp;
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkWanConnectionTypeDetect(_FAL_REQ_T* req)
 {
-    NetTrace trace("NetworkWanConnectionTypeDetect");
-    return netProbe(req, 93);
+    FalTrace trace(NET_LOG, "NetworkWanConnectionTypeDetect");
+    return req ? falProbe(API_TYPE_NETWORK, 93, API_TYPE_NETWORK) : nullptr;
 }

@@ -4,7 +4,7 @@
 
 #include "frame/BeHelpers.h"
 #include "frame/FalResponse.h"
-#include "host/LocalDbCtrl.h"
+#include "frame/FalTree.h"
 #include "host/Logger.h"
 #include "host/TreeMapObject.h"
 #include "qos/FalQosLdb.h"
@@ -97,16 +97,13 @@ _FAL_RSP_T* FalQosLdb::QosConfigurationUpdate(_FAL_REQ_T* req)
         return rsp;
     }
     bool active = req->body->get<bool>("active");
-    TreeMapObject* qos = LocalDbCtrl::lockDbObject(apiType, "qos", req->requester);
+    FalLock qos(apiType, "qos", req->requester);
     if (!qos) {
         falAnswer(rsp, FAL_DB_ERROR, "failed to get database");
     } else if (qos->get<bool>("active") != active) {
         qos->set("active", active);
-        if (LocalDbCtrl::saveDbObject(apiType, req->requester) != 0)
-            falAnswer(rsp, FAL_DB_ERROR, "failed to save database");
+        qos.saveOrAnswer(rsp, "failed to save database");
     }
-    delete qos;
-    LocalDbCtrl::unlockDbObject(apiType, req->requester);
     return rsp;
 }
 
@@ -122,7 +119,7 @@ _FAL_RSP_T* FalQosLdb::QosRulesCreate(_FAL_REQ_T* req)
     }
     const char* type = req->body->get<const char*>("type");
     int index = 1;
-    TreeMapObject* qos = LocalDbCtrl::lockDbObject(apiType, "qos", req->requester);
+    FalLock qos(apiType, "qos", req->requester);
     TreeMapObject* priority = qos ? qos->get("priority") : nullptr;
     if (!qos) {
         falAnswer(rsp, FAL_DB_ERROR, "failed to get database");
@@ -148,8 +145,7 @@ _FAL_RSP_T* FalQosLdb::QosRulesCreate(_FAL_REQ_T* req)
                     rule->set("index", index);
                     rules->addArrayItem(rule);
                     falAnswer(rsp, FAL_CREATED, "New Created");
-                    if (LocalDbCtrl::saveDbObject(apiType, req->requester) != 0)
-                        falAnswer(rsp, FAL_DB_ERROR, "failed to save database");
+                    qos.saveOrAnswer(rsp, "failed to save database");
                 }
             }
             delete rule;
@@ -160,8 +156,6 @@ _FAL_RSP_T* FalQosLdb::QosRulesCreate(_FAL_REQ_T* req)
         }
     }
     delete priority;
-    delete qos;
-    LocalDbCtrl::unlockDbObject(apiType, req->requester);
     finishIdReply(rsp, "index", index);
     return rsp;
 }
@@ -173,18 +167,23 @@ _FAL_RSP_T* FalQosLdb::QosRulesChange(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = newFalResponse(apiType, 7, true);
     std::unique_ptr<char[]> type;
     int index = 0;
-    TreeMapObject* rule = nullptr;
-    TreeMapObject* qos = nullptr;
     if (!readRuleAddress(req, rsp, type, index)) {
-        // answered
-    } else if (!qosHasBody(req)) {
+        finishIdReply(rsp, "index", index);
+        return rsp;
+    }
+    if (!qosHasBody(req)) {
         falAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
-    } else if (!(qos = LocalDbCtrl::lockDbObject(apiType, "qos", req->requester))) {
+        finishIdReply(rsp, "index", index);
+        return rsp;
+    }
+    FalLock qos(apiType, "qos", req->requester);
+    FalTree rule;
+    if (!qos) {
         falAnswer(rsp, FAL_DB_ERROR, "failed to get database");
     } else {
         falAnswer(rsp, FAL_DB_ERROR, "failed to update rule");
-        rule = req->body->clone("rule");
-        visitAddressedRules(qos, type.get(), index, [&](TreeMapObject* rules, unsigned at) {
+        rule.reset(req->body->clone("rule"));
+        visitAddressedRules(qos.get(), type.get(), index, [&](TreeMapObject* rules, unsigned at) {
             // A body without a rule changes nothing, and only a found rule reads it.
             if (!rule) {
                 falAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
@@ -192,23 +191,18 @@ _FAL_RSP_T* FalQosLdb::QosRulesChange(_FAL_REQ_T* req)
             }
             // The changed rule moves to the end of its class.
             rules->delArrayItem(at);
-            if (rules->setArrayItem(rules->len(), rule) < 0) {
+            if (rules->setArrayItem(rules->len(), rule.get()) < 0) {
                 Logger::print(LOG_TYPE_ERROR, LOG_GROUP_QOS, "%s: [%d] Failed to set array item\n",
                               "QosRulesChange", static_cast<int>(at));
                 falAnswer(rsp, FAL_DB_ERROR, "failed to set array item");
                 return false;
             }
-            if (LocalDbCtrl::saveDbObject(apiType, req->requester) != 0) {
-                falAnswer(rsp, FAL_DB_ERROR, "failed to save database");
+            if (!qos.saveOrAnswer(rsp, "failed to save database"))
                 return false;
-            }
             falAnswer(rsp, FAL_OK, "Rule Updated");
             return true;
         });
     }
-    delete qos;
-    LocalDbCtrl::unlockDbObject(apiType, req->requester);
-    delete rule;
     finishIdReply(rsp, "index", index);
     return rsp;
 }
@@ -220,25 +214,21 @@ _FAL_RSP_T* FalQosLdb::QosRulesDeleteOne(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = newFalResponse(apiType, 9, false);
     std::unique_ptr<char[]> type;
     int index = 0;
-    TreeMapObject* qos = nullptr;
-    if (!readRuleAddress(req, rsp, type, index)) {
-        // answered
-    } else if (!(qos = LocalDbCtrl::lockDbObject(apiType, "qos", req->requester))) {
+    if (!readRuleAddress(req, rsp, type, index))
+        return rsp;
+    FalLock qos(apiType, "qos", req->requester);
+    if (!qos) {
         falAnswer(rsp, FAL_DB_ERROR, "failed to get database");
-    } else {
-        falAnswer(rsp, FAL_DB_ERROR, "failed to delete rule");
-        visitAddressedRules(qos, type.get(), index, [&](TreeMapObject* rules, unsigned at) {
-            rules->delArrayItem(at);
-            if (LocalDbCtrl::saveDbObject(apiType, req->requester) != 0) {
-                falAnswer(rsp, FAL_DB_ERROR, "failed to save database");
-                return false;
-            }
-            falAnswer(rsp, FAL_DELETED, "Rule Deleted");
-            return true;
-        });
+        return rsp;
     }
-    delete qos;
-    LocalDbCtrl::unlockDbObject(apiType, req->requester);
+    falAnswer(rsp, FAL_DB_ERROR, "failed to delete rule");
+    visitAddressedRules(qos.get(), type.get(), index, [&](TreeMapObject* rules, unsigned at) {
+        rules->delArrayItem(at);
+        if (!qos.saveOrAnswer(rsp, "failed to save database"))
+            return false;
+        falAnswer(rsp, FAL_DELETED, "Rule Deleted");
+        return true;
+    });
     return rsp;
 }
 
@@ -247,7 +237,7 @@ _FAL_RSP_T* FalQosLdb::QosRulesDeleteAll(_FAL_REQ_T* req)
     if (!req)
         return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(apiType, 11, false);
-    TreeMapObject* qos = LocalDbCtrl::lockDbObject(apiType, "qos", req->requester);
+    FalLock qos(apiType, "qos", req->requester);
     if (!qos) {
         falAnswer(rsp, FAL_DB_ERROR, "failed to get database");
     } else {
@@ -261,12 +251,8 @@ _FAL_RSP_T* FalQosLdb::QosRulesDeleteAll(_FAL_REQ_T* req)
             delete priorityClass;
         }
         delete priority;
-        if (LocalDbCtrl::saveDbObject(apiType, req->requester) != 0)
-            falAnswer(rsp, FAL_DB_ERROR, "failed to save database");
-        else
+        if (qos.saveOrAnswer(rsp, "failed to save database"))
             falAnswer(rsp, FAL_DELETED, "Rule Deleted");
     }
-    delete qos;
-    LocalDbCtrl::unlockDbObject(apiType, req->requester);
     return rsp;
 }

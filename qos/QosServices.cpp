@@ -1,6 +1,6 @@
 // Known services, services in use, IPTV and the port groups of the LAN ports.
 #include "frame/FalResponse.h"
-#include "host/LocalDbCtrl.h"
+#include "frame/FalTree.h"
 #include "host/Logger.h"
 #include "host/TreeMapObject.h"
 #include "qos/FalQosLdb.h"
@@ -42,8 +42,8 @@ _FAL_RSP_T* FalQosLdb::QosIptvUpdate(_FAL_REQ_T* req)
         falAnswer(rsp, FAL_BAD_REQUEST, "Wrong request");
         return rsp;
     }
-    TreeMapObject* body = req->body->clone(nullptr);
-    TreeMapObject* iptv = LocalDbCtrl::lockDbObject(apiType, "iptv", req->requester);
+    FalTree body(req->body->clone(nullptr));
+    FalLock iptv(apiType, "iptv", req->requester);
     if (!iptv) {
         falAnswer(rsp, FAL_DB_ERROR, "failed to get database");
     } else {
@@ -55,13 +55,10 @@ _FAL_RSP_T* FalQosLdb::QosIptvUpdate(_FAL_REQ_T* req)
                 iptv->set(path, value);
             delete value;
         }
-        if (LocalDbCtrl::saveDbObject(apiType, req->requester) != 0) {
+        if (!iptv.save()) {
             Logger::print(LOG_TYPE_ERROR, LOG_GROUP_QOS, "Save databse error\n");
             falAnswer(rsp, FAL_DB_ERROR, "Save databse error");
         }
     }
-    delete iptv;
-    LocalDbCtrl::unlockDbObject(apiType, req->requester);
-    delete body;
     return rsp;
 }

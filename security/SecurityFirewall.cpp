@@ -1,7 +1,6 @@
 // Firewall settings, alerts, the firewall log, intelSecurity and the managed operations.
 #include "frame/BeHelpers.h"
 #include "frame/FalResponse.h"
-#include "host/LocalDbCtrl.h"
 #include "security/FalSecurityLdb.h"
 #include "security/SecurityHelpers.h"
 
@@ -26,10 +25,8 @@ bool ipv4Acceptable(TreeMapObject* body)
 // The traced probe of the firewall log: the network document must be lockable.
 _FAL_RSP_T* firewallLogProbe(unsigned msgId, const char* name)
 {
-    Logger::print(LOG_TYPE_TRACE, SEC_LOG, "%s Enter\n", name);
-    _FAL_RSP_T* rsp = secProbeDocument(msgId, API_TYPE_NETWORK);
-    Logger::print(LOG_TYPE_TRACE, SEC_LOG, "%s Exit\n", name);
-    return rsp;
+    FalTrace trace(SEC_LOG, name);
+    return falProbe(API_TYPE_SECURITY, msgId, API_TYPE_NETWORK);
 }
 
 }  // namespace
@@ -40,7 +37,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityFirewallGet(_FAL_REQ_T* req)
         return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 1, false);
     std::unique_ptr<char[]> filter(BE_PairVal2(req->params, "!filter"));
-    FalTree firewall = secLock(API_TYPE_SECURITY, "firewall", req->requester);
+    FalLock firewall(API_TYPE_SECURITY, "firewall", req->requester);
     if (!firewall) {
         falAnswer(rsp, FAL_DB_ERROR, "failed to get database firewall");
     } else if (!(rsp->data = firewall->clone(nullptr))) {
@@ -55,8 +52,6 @@ _FAL_RSP_T* FalSecurityLdb::SecurityFirewallGet(_FAL_REQ_T* req)
             falAnswer(rsp, FAL_DB_ERROR, "Wrong 'filter' query variable");
         rsp->data->del("ipv4.rules");
     }
-    firewall.reset();
-    LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
     return rsp;
 }
 
@@ -66,11 +61,11 @@ _FAL_RSP_T* FalSecurityLdb::SecurityFirewallUpdate(_FAL_REQ_T* req)
     if (!req)
         return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 3, false);
-    if (!secHasObjectBody(req) || !ipv4Acceptable(req->body)) {
+    if (!securityHasObjectBody(req) || !ipv4Acceptable(req->body)) {
         falAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
         return rsp;
     }
-    FalTree firewall = secLock(API_TYPE_SECURITY, "firewall", req->requester);
+    FalLock firewall(API_TYPE_SECURITY, "firewall", req->requester);
     if (!firewall) {
         falAnswer(rsp, FAL_DB_ERROR, "failed to load database");
     } else {
@@ -88,11 +83,9 @@ _FAL_RSP_T* FalSecurityLdb::SecurityFirewallUpdate(_FAL_REQ_T* req)
             Logger::print(LOG_TYPE_PROGRESS, SEC_LOG, "%s: set ipv6 information ipv6\n", name);
             firewall->set("ipv6", ipv6.get());
         }
-        if ((ipv4 || ipv6) && !falSave(API_TYPE_SECURITY, req->requester))
+        if ((ipv4 || ipv6) && !firewall.save())
             falAnswer(rsp, FAL_DB_ERROR, "failed to save database");
     }
-    firewall.reset();
-    LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
     return rsp;
 }
 
@@ -106,20 +99,18 @@ _FAL_RSP_T* FalSecurityLdb::SecurityFirewallIpv4Update(_FAL_REQ_T* req)
     if (!req)
         return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, req->msgId + 1, false);
-    if (secLacksBody(req, rsp))
+    if (securityLacksBody(req, rsp))
         return rsp;
-    FalTree firewall = secLock(API_TYPE_SECURITY, "firewall", req->requester);
+    FalLock firewall(API_TYPE_SECURITY, "firewall", req->requester);
     if (!firewall) {
         falAnswer(rsp, FAL_DB_ERROR, "fail to load database");
     } else {
         FalTree ipv4(req->body->clone(nullptr));
         keepStoredRules(firewall.get(), ipv4.get());
         firewall->set("ipv4", ipv4.get());
-        if (!falSave(API_TYPE_SECURITY, req->requester))
+        if (!firewall.save())
             falAnswer(rsp, FAL_DB_ERROR, "failed to save database");
     }
-    firewall.reset();
-    LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
     return rsp;
 }
 
@@ -143,9 +134,9 @@ _FAL_RSP_T* FalSecurityLdb::SecurityFirewallAlertUpdate(_FAL_REQ_T* req)
     if (!req)
         return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 15, false);
-    if (secLacksBody(req, rsp))
+    if (securityLacksBody(req, rsp))
         return rsp;
-    FalTree alert = secLock(API_TYPE_SECURITY, "firewallAlert", req->requester);
+    FalLock alert(API_TYPE_SECURITY, "firewallAlert", req->requester);
     if (!alert) {
         falAnswer(rsp, FAL_DB_ERROR, "failed to load database");
     } else {
@@ -161,11 +152,9 @@ _FAL_RSP_T* FalSecurityLdb::SecurityFirewallAlertUpdate(_FAL_REQ_T* req)
             if (value)
                 alert->set(path, value.get());
         }
-        if (!falSave(API_TYPE_SECURITY, req->requester))
+        if (!alert.save())
             falAnswer(rsp, FAL_DB_ERROR, "failed to save database");
     }
-    alert.reset();
-    LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
     return rsp;
 }
 
@@ -191,7 +180,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityIntelSecurityUpdate(_FAL_REQ_T* req)
 
 // Managed sites, services and devices answer once the security document can be locked.
 #define SEC_MANAGED(name, msgId) \
-    _FAL_RSP_T* FalSecurityLdb::name(_FAL_REQ_T*) { return secProbeDocument(msgId, API_TYPE_SECURITY); }
+    _FAL_RSP_T* FalSecurityLdb::name(_FAL_REQ_T*) { return falProbe(API_TYPE_SECURITY, msgId, API_TYPE_SECURITY); }
 
 SEC_MANAGED(SecurityManagedSitesGet, 75)
 SEC_MANAGED(SecurityManagedSitesSet, 77)

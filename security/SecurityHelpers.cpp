@@ -4,22 +4,21 @@
 
 #include "frame/BeHelpers.h"
 #include "frame/FalResponse.h"
-#include "host/LocalDbCtrl.h"
 
-bool secHasObjectBody(const _FAL_REQ_T* req)
+bool securityHasObjectBody(const _FAL_REQ_T* req)
 {
     return req && req->body && req->body->isObject();
 }
 
-bool secLacksBody(const _FAL_REQ_T* req, _FAL_RSP_T* rsp)
+bool securityLacksBody(const _FAL_REQ_T* req, _FAL_RSP_T* rsp)
 {
-    if (secHasObjectBody(req))
+    if (securityHasObjectBody(req))
         return false;
     falAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
     return true;
 }
 
-bool secIntParam(const _FAL_REQ_T* req, const char* name, int& value)
+bool securityIntParam(const _FAL_REQ_T* req, const char* name, int& value)
 {
     std::unique_ptr<char[]> text(BE_PairVal2(req->params, name));
     if (!text)
@@ -28,12 +27,12 @@ bool secIntParam(const _FAL_REQ_T* req, const char* name, int& value)
     return true;
 }
 
-bool secBlank(const char* text)
+bool securityBlank(const char* text)
 {
     return !text || !*text;
 }
 
-int secRemoveItems(TreeMapObject* array, const char* member, int value, const char* who)
+int securityRemoveItems(TreeMapObject* array, const char* member, int value, const char* who)
 {
     int removed = 0;
     for (unsigned i = 0; array && i < array->len();) {
@@ -51,15 +50,3 @@ int secRemoveItems(TreeMapObject* array, const char* member, int value, const ch
     return removed;
 }
 
-FalTree secLock(unsigned apiType, const char* key, const char* requester)
-{
-    return FalTree(LocalDbCtrl::lockDbObject(apiType, key, requester));
-}
-
-_FAL_RSP_T* secProbeDocument(unsigned msgId, unsigned probedType)
-{
-    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, msgId, false);
-    if (rsp)
-        probeDocument(rsp, probedType);
-    return rsp;
-}

@@ -15,25 +15,19 @@ constexpr LOG_GROUP_T SEC_LOG = LOG_GROUP_SECURITY;
 // generic get, update and delete-all go by the object's apiType.
 
 // Whether the request carries a JSON object as its body.
-bool secHasObjectBody(const _FAL_REQ_T* req);
+bool securityHasObjectBody(const _FAL_REQ_T* req);
 
 // Answers 10 "Bad request" and yields true when the request carries no JSON object as its body.
-bool secLacksBody(const _FAL_REQ_T* req, _FAL_RSP_T* rsp);
+bool securityLacksBody(const _FAL_REQ_T* req, _FAL_RSP_T* rsp);
 
 // Reads the parameter `name` as a decimal number; false when it is absent or empty.
-bool secIntParam(const _FAL_REQ_T* req, const char* name, int& value);
+bool securityIntParam(const _FAL_REQ_T* req, const char* name, int& value);
 
 // Whether the text is missing or empty.
-bool secBlank(const char* text);
+bool securityBlank(const char* text);
 
 // Removes every item whose integer `member` is `value`. The number removed, or -1 when a removal
 // failed (logged as `who`).
-int secRemoveItems(TreeMapObject* array, const char* member, int value, const char* who);
-
-// Locks `key` of the document `apiType` as `requester`: the handle, or null.
-FalTree secLock(unsigned apiType, const char* key, const char* requester);
+int securityRemoveItems(TreeMapObject* array, const char* member, int value, const char* who);
 
 
-// The probe behind the log and managed operations: locks the whole document `probedType` as
-// "default" and releases it at once; 8 "failed to get database" when it cannot be locked.
-_FAL_RSP_T* secProbeDocument(unsigned msgId, unsigned probedType);

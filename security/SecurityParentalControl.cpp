@@ -1,7 +1,6 @@
 // Parental control: the general switch and PIN, the rules, the filter categories and the
 // per-device flag on the gateway's connected devices.
 #include "frame/FalResponse.h"
-#include "host/LocalDbCtrl.h"
 #include "security/FalSecurityLdb.h"
 #include "security/SecurityHelpers.h"
 
@@ -12,7 +11,7 @@ namespace {
 bool readIds(_FAL_REQ_T* req, _FAL_RSP_T* rsp, const char* categoryParam, int& category, const char* entryParam,
              int& entry)
 {
-    if (!secIntParam(req, categoryParam, category) || (entryParam && !secIntParam(req, entryParam, entry))) {
+    if (!securityIntParam(req, categoryParam, category) || (entryParam && !securityIntParam(req, entryParam, entry))) {
         Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Bad param request\n");
         falAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
         return false;
@@ -56,7 +55,7 @@ bool append(TreeMapObject* array, TreeMapObject* item)
 int FalSecurityLdb::UpdateGatewayParentalControl(bool active, const char* macAddress, const char* requester)
 {
     static const char* const name = "UpdateGatewayParentalControl";
-    FalTree devices = secLock(API_TYPE_GATEWAY, "connectedDevices", requester);
+    FalLock devices(API_TYPE_GATEWAY, "connectedDevices", requester);
     int status = FAL_OK;
     if (!devices) {
         Logger::print(LOG_TYPE_INFO, SEC_LOG, "%s: fail to lock gateway database\n", name);
@@ -77,13 +76,11 @@ int FalSecurityLdb::UpdateGatewayParentalControl(bool active, const char* macAdd
             device->set("advanced.parentalContrl", active);
             ++changed;
         }
-        if (changed && !falSave(API_TYPE_GATEWAY, requester)) {
+        if (changed && !devices.save()) {
             Logger::print(LOG_TYPE_INFO, SEC_LOG, "%s: fail to save gateway database\n", name);
             status = FAL_DB_ERROR;
         }
     }
-    devices.reset();
-    LocalDbCtrl::unlockDbObject(API_TYPE_GATEWAY, requester);
     return status;
 }
 
@@ -93,7 +90,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolGet(_FAL_REQ_T* req)
     if (!req)
         return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 21, false);
-    FalTree control = secLock(API_TYPE_SECURITY, "parentalControl", req->requester);
+    FalLock control(API_TYPE_SECURITY, "parentalControl", req->requester);
     FalTree general(control ? control->get("general") : nullptr);
     if (!control) {
         Logger::print(LOG_TYPE_PROGRESS, SEC_LOG, "%s: failed to load database\n", name);
@@ -105,9 +102,6 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolGet(_FAL_REQ_T* req)
         if (!(rsp->data = general->clone(nullptr)))
             falAnswer(rsp, FAL_DB_ERROR, "failed to clone database");
     }
-    general.reset();
-    control.reset();
-    LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
     return rsp;
 }
 
@@ -126,10 +120,10 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolSet(_FAL_REQ_T* req)
     if (!req)
         return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 27, false);
-    if (secLacksBody(req, rsp))
+    if (securityLacksBody(req, rsp))
         return rsp;
     bool active = req->body->get<bool>("active");
-    FalTree control = secLock(API_TYPE_SECURITY, "parentalControl", req->requester);
+    FalLock control(API_TYPE_SECURITY, "parentalControl", req->requester);
     FalTree general(control ? control->get("general") : nullptr);
     if (!control) {
         falAnswer(rsp, FAL_DB_ERROR, "failed to load database");
@@ -138,14 +132,11 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolSet(_FAL_REQ_T* req)
     } else {
         general->set("active", active);
         general->set("auth.saved", req->body->get<bool>("auth.saved"));
-        if (!falSave(API_TYPE_SECURITY, req->requester))
+        if (!control.save())
             falAnswer(rsp, FAL_DB_ERROR, "failed to save database");
         else  // the security object stays locked while the devices follow the switch
             rsp->status = static_cast<uint32_t>(UpdateGatewayParentalControl(active, nullptr, req->requester));
     }
-    general.reset();
-    control.reset();
-    LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
     return rsp;
 }
 
@@ -153,7 +144,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolUpdate(_FAL_REQ_T* req)
 {
     static const char* const name = "SecurityParentalcontrolUpdate";
     _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 29, false);
-    if (!secHasObjectBody(req)) {
+    if (!securityHasObjectBody(req)) {
         Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Bad request\n");
         falAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
         return rsp;
@@ -167,7 +158,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolUpdate(_FAL_REQ_T* req)
     }
     if (!readIds(req, rsp, "@ruleId", index, nullptr, index))
         return rsp;
-    FalTree control = secLock(API_TYPE_SECURITY, "parentalControlRules", req->requester);
+    FalLock control(API_TYPE_SECURITY, "parentalControlRules", req->requester);
     FalTree rules(control ? control->get("rules") : nullptr);
     int at = findItem(rules.get(), "index", index);
     if (!control) {
@@ -184,15 +175,12 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolUpdate(_FAL_REQ_T* req)
             Logger::print(LOG_TYPE_INFO, SEC_LOG, "%s: [%d] Failed to set array item\n", name,
                           static_cast<int>(rules->len()));
             falAnswer(rsp, FAL_DB_ERROR, "failed to set array item");
-        } else if (!falSave(API_TYPE_SECURITY, req->requester)) {
+        } else if (!control.save()) {
             falAnswer(rsp, FAL_DB_ERROR, "failed to save database");
         } else {
             falAnswer(rsp, FAL_OK, "Rule Updated");
         }
     }
-    rules.reset();
-    control.reset();
-    LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
     return rsp;
 }
 
@@ -201,9 +189,9 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolAuthUpdate(_FAL_REQ_T* req)
     if (!req)
         return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 31, false);
-    if (secLacksBody(req, rsp))
+    if (securityLacksBody(req, rsp))
         return rsp;
-    FalTree control = secLock(API_TYPE_SECURITY, "parentalControl", req->requester);
+    FalLock control(API_TYPE_SECURITY, "parentalControl", req->requester);
     FalTree general(control ? control->get("general") : nullptr);
     FalTree auth(general ? general->get("auth") : nullptr);
     if (!control) {
@@ -219,13 +207,9 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolAuthUpdate(_FAL_REQ_T* req)
             control->set("pinCode", req->body->get<const char*>("new"));
             if (!auth->get<bool>("setPin"))
                 auth->set("setPin", true);
-            falSave(API_TYPE_SECURITY, req->requester);
+            control.save();
         }
     }
-    auth.reset();
-    general.reset();
-    control.reset();
-    LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
     return rsp;
 }
 
@@ -234,9 +218,9 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolAskPermission(_FAL_REQ_T* req
     if (!req)
         return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 43, false);
-    if (secLacksBody(req, rsp))
+    if (securityLacksBody(req, rsp))
         return rsp;
-    FalTree control = secLock(API_TYPE_SECURITY, "parentalControl", req->requester);
+    FalLock control(API_TYPE_SECURITY, "parentalControl", req->requester);
     if (!control)
         falAnswer(rsp, FAL_DB_ERROR, "failed to get database");
     else if (sameText(req->body->get<const char*>("auth.type"), "pin") &&
@@ -244,8 +228,6 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolAskPermission(_FAL_REQ_T* req
         falAnswer(rsp, FAL_OK, "Access Granted");
     else
         falAnswer(rsp, FAL_FAILED, "incorrect PIN");
-    control.reset();
-    LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
     return rsp;
 }
 
@@ -256,11 +238,11 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolCreate(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 33, true);
     falAnswer(rsp, FAL_CREATED, "New Created");
     int index = 1;
-    if (secLacksBody(req, rsp)) {
+    if (securityLacksBody(req, rsp)) {
         finishIdReply(rsp, "id", index);
         return rsp;
     }
-    FalTree control = secLock(API_TYPE_SECURITY, "parentalControlRules", req->requester);
+    FalLock control(API_TYPE_SECURITY, "parentalControlRules", req->requester);
     FalTree rules(control ? control->get("rules") : nullptr);
     if (!control) {
         falAnswer(rsp, FAL_DB_ERROR, "failed to get database");
@@ -272,12 +254,10 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolCreate(_FAL_REQ_T* req)
         rule->set("index", index);
         if (!append(rules.get(), rule.get()))
             falAnswer(rsp, FAL_DB_ERROR, "failed to append new rule");
-        else if (!falSave(API_TYPE_SECURITY, req->requester))
+        else if (!control.save())
             falAnswer(rsp, FAL_DB_ERROR, "failed to save database");
     }
     rules.reset();
-    control.reset();
-    LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
     finishIdReply(rsp, "id", index);
     return rsp;
 }
@@ -290,11 +270,11 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolFilterCreate(_FAL_REQ_T* req)
     falAnswer(rsp, FAL_CREATED, "New Created");
     int category = 0;
     int id = 0;
-    if (!readIds(req, rsp, "@filterId", category, nullptr, id) || secLacksBody(req, rsp)) {
+    if (!readIds(req, rsp, "@filterId", category, nullptr, id) || securityLacksBody(req, rsp)) {
         finishIdReply(rsp, "id", id);
         return rsp;
     }
-    FalTree filters = secLock(API_TYPE_SECURITY, "parentalControlFilters", req->requester);
+    FalLock filters(API_TYPE_SECURITY, "parentalControlFilters", req->requester);
     FalTree sublist;
     if (!filters) {
         falAnswer(rsp, FAL_DB_ERROR, "failed to get database");
@@ -307,12 +287,10 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolFilterCreate(_FAL_REQ_T* req)
         entry->del("value");
         if (!append(sublist.get(), entry.get()))
             falAnswer(rsp, FAL_DB_ERROR, "failed to append new rule");
-        else if (!falSave(API_TYPE_SECURITY, req->requester))
+        else if (!filters.save())
             falAnswer(rsp, FAL_DB_ERROR, "failed to save database");
     }
     sublist.reset();
-    filters.reset();
-    LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
     finishIdReply(rsp, "id", id);
     return rsp;
 }
@@ -323,28 +301,25 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolDelete(_FAL_REQ_T* req)
         return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 37, false);
     int index = 0;
-    if (!secIntParam(req, "@ruleId", index)) {
+    if (!securityIntParam(req, "@ruleId", index)) {
         falAnswer(rsp, FAL_BAD_REQUEST, "Wrong parameter request");
         return rsp;
     }
     falAnswer(rsp, FAL_DB_ERROR, "wrong index");
-    FalTree control = secLock(API_TYPE_SECURITY, "parentalControlRules", req->requester);
+    FalLock control(API_TYPE_SECURITY, "parentalControlRules", req->requester);
     FalTree rules(control ? control->get("rules") : nullptr);
     if (!control) {
         falAnswer(rsp, FAL_DB_ERROR, "failed to get database");
     } else {
         // Every rule with that index goes.
-        int removed = secRemoveItems(rules.get(), "index", index, "SecurityParentalcontrolDelete");
+        int removed = securityRemoveItems(rules.get(), "index", index, "SecurityParentalcontrolDelete");
         if (removed < 0)
             falAnswer(rsp, FAL_DB_ERROR, "failed to delete array item");
-        else if (removed > 0 && !falSave(API_TYPE_SECURITY, req->requester))
+        else if (removed > 0 && !control.save())
             falAnswer(rsp, FAL_DB_ERROR, "failed to save database");
         else if (removed > 0)
             falAnswer(rsp, FAL_DELETED, "Record Deleted");
     }
-    rules.reset();
-    control.reset();
-    LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
     return rsp;
 }
 
@@ -358,23 +333,20 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolFilterDelete(_FAL_REQ_T* req)
     if (!readIds(req, rsp, "@categoryId", category, "@filterId", id))
         return rsp;
     falAnswer(rsp, FAL_DB_ERROR, "wrong index");
-    FalTree filters = secLock(API_TYPE_SECURITY, "parentalControlFilters", req->requester);
+    FalLock filters(API_TYPE_SECURITY, "parentalControlFilters", req->requester);
     FalTree sublist;
     if (!filters) {
         falAnswer(rsp, FAL_DB_ERROR, "failed to get database");
     } else if ((sublist = filterSublist(filters.get(), category, rsp))) {
-        int removed = secRemoveItems(sublist.get(), "id", id, "SecurityParentalcontrolFilterDelete");
+        int removed = securityRemoveItems(sublist.get(), "id", id, "SecurityParentalcontrolFilterDelete");
         if (removed < 0)
             falAnswer(rsp, FAL_DB_ERROR, "failed to delete sublist item");
         // Saved whatever was found.
-        if (!falSave(API_TYPE_SECURITY, req->requester))
+        if (!filters.save())
             falAnswer(rsp, FAL_DB_ERROR, "failed to save database");
         else if (removed > 0)
             falAnswer(rsp, FAL_DELETED, "Record Deleted");
     }
-    sublist.reset();
-    filters.reset();
-    LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
     return rsp;
 }
 
@@ -384,17 +356,15 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolDeleteAll(_FAL_REQ_T* req)
         return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 41, false);
     falAnswer(rsp, FAL_OK, "Records Deleted");
-    FalTree control = secLock(API_TYPE_SECURITY, "parentalControlRules", req->requester);
+    FalLock control(API_TYPE_SECURITY, "parentalControlRules", req->requester);
     if (!control) {
         falAnswer(rsp, FAL_DB_ERROR, "failed to get database");
     } else {
         FalTree rules(control->get("rules"));
         if (rules)
             rules->clearArrayItems();
-        if (!falSave(API_TYPE_SECURITY, req->requester))
+        if (!control.save())
             falAnswer(rsp, FAL_DB_ERROR, "failed to save database");
     }
-    control.reset();
-    LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
     return rsp;
 }

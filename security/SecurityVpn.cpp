@@ -4,7 +4,6 @@
 #include <string>
 
 #include "frame/FalResponse.h"
-#include "host/LocalDbCtrl.h"
 #include "security/FalSecurityLdb.h"
 #include "security/SecurityHelpers.h"
 
@@ -31,7 +30,7 @@ const char* tunnelRefusal(TreeMapObject* tunnel)
 {
     for (const TunnelField& field : kTunnelFields) {
         const char* type = tunnel->get<const char*>(field.typePath);
-        if (!type || (!sameText(type, field.openType) && secBlank(tunnel->get<const char*>(field.valuePath))))
+        if (!type || (!sameText(type, field.openType) && securityBlank(tunnel->get<const char*>(field.valuePath))))
             return field.refusal;
     }
     return nullptr;
@@ -42,7 +41,7 @@ void keepStoredValues(TreeMapObject* tunnel, TreeMapObject* stored)
 {
     for (const TunnelField& field : kTunnelFields) {
         if (!sameText(tunnel->get<const char*>(field.typePath), field.openType) ||
-            !secBlank(tunnel->get<const char*>(field.valuePath)))
+            !securityBlank(tunnel->get<const char*>(field.valuePath)))
             continue;
         FalTree value(stored->get(field.valuePath));
         if (value)
@@ -58,7 +57,7 @@ bool readTunnelRequest(_FAL_REQ_T* req, _FAL_RSP_T* rsp, int& id)
         falAnswer(rsp, FAL_BAD_REQUEST, "Received wrong request");
         return false;
     }
-    if (!secIntParam(req, "@id", id)) {
+    if (!securityIntParam(req, "@id", id)) {
         falAnswer(rsp, FAL_BAD_REQUEST, "Received wrong @id request");
         return false;
     }
@@ -66,9 +65,9 @@ bool readTunnelRequest(_FAL_REQ_T* req, _FAL_RSP_T* rsp, int& id)
 }
 
 // Locks the tunnel table; null, with the answer set, when it cannot be had.
-FalTree lockTunnels(_FAL_REQ_T* req, _FAL_RSP_T* rsp)
+FalLock lockTunnels(_FAL_REQ_T* req, _FAL_RSP_T* rsp)
 {
-    FalTree tunnels = secLock(API_TYPE_SECURITY, "vpn.ipsec", req->requester);
+    FalLock tunnels(API_TYPE_SECURITY, "vpn.ipsec", req->requester);
     if (!tunnels) {
         Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Cannot lock the database\n");
         falAnswer(rsp, FAL_DB_ERROR, "Database error");
@@ -94,7 +93,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnModeGet(_FAL_REQ_T* req)
     if (!req)
         return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, req->msgId + 1, true);
-    FalTree vpn = secLock(API_TYPE_SECURITY, "vpn", req->requester);
+    FalLock vpn(API_TYPE_SECURITY, "vpn", req->requester);
     if (!vpn) {
         Logger::print(LOG_TYPE_ERROR, SEC_LOG, "failed to load database \n");
         falAnswer(rsp, FAL_DB_ERROR, "failed to load database");
@@ -102,8 +101,6 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnModeGet(_FAL_REQ_T* req)
         rsp->data->set("mode", vpn->get<const char*>("mode"));
         Logger::print(LOG_TYPE_PROGRESS, SEC_LOG, "%s: clone database object\n", "SecurityVpnModeGet");
     }
-    vpn.reset();
-    LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
     return rsp;
 }
 
@@ -112,15 +109,13 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnServerGet(_FAL_REQ_T* req)
     if (!req)
         return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 47, true);
-    FalTree vpn = secLock(API_TYPE_SECURITY, "vpn", req->requester);
+    FalLock vpn(API_TYPE_SECURITY, "vpn", req->requester);
     if (!vpn) {
         falAnswer(rsp, FAL_DB_ERROR, "failed to get database");
     } else {
         rsp->data->set("active", vpn->get<bool>("active"));
         copyPresent(rsp->data, vpn.get(), {"connected", "client"});
     }
-    vpn.reset();
-    LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
     return rsp;
 }
 
@@ -129,9 +124,9 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnServerUpdate(_FAL_REQ_T* req)
     if (!req)
         return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, req->msgId + 1, false);
-    if (secLacksBody(req, rsp))
+    if (securityLacksBody(req, rsp))
         return rsp;
-    FalTree vpn = secLock(API_TYPE_SECURITY, "vpn", req->requester);
+    FalLock vpn(API_TYPE_SECURITY, "vpn", req->requester);
     FalTree client(vpn ? vpn->get("client") : nullptr);
     FalTree body(req->body->clone(nullptr));
     if (vpn)
@@ -143,15 +138,11 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnServerUpdate(_FAL_REQ_T* req)
     } else {
         // The range lands inside "vpn.client": "client.startIP" there, as in the body.
         copyPresent(client.get(), body.get(), {"client.startIP", "client.endIP"});
-        if (!falSave(API_TYPE_SECURITY, req->requester)) {
+        if (!vpn.save()) {
             Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Fail to save database\n");
             falAnswer(rsp, FAL_DB_ERROR, "fail to save database");
         }
     }
-    body.reset();
-    client.reset();
-    vpn.reset();
-    LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
     return rsp;
 }
 
@@ -165,9 +156,9 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnClientUpdate(_FAL_REQ_T* req)
     if (!req)
         return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, req->msgId + 1, false);
-    if (secLacksBody(req, rsp))
+    if (securityLacksBody(req, rsp))
         return rsp;
-    FalTree client = secLock(API_TYPE_SECURITY, "vpn.client", req->requester);
+    FalLock client(API_TYPE_SECURITY, "vpn.client", req->requester);
     FalTree body(client ? req->body->clone(nullptr) : nullptr);
     if (!client) {
         falAnswer(rsp, FAL_DB_ERROR, "fail to load database");
@@ -175,14 +166,11 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnClientUpdate(_FAL_REQ_T* req)
         falAnswer(rsp, FAL_FAILED, "Unexpected error");
     } else {
         copyPresent(client.get(), body.get(), {"active", "protocol", "server", "username", "password", "option"});
-        if (!falSave(API_TYPE_SECURITY, req->requester)) {
+        if (!client.save()) {
             Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Fail to save database\n");
             falAnswer(rsp, FAL_DB_ERROR, "fail to save database");
         }
     }
-    body.reset();
-    client.reset();
-    LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
     return rsp;
 }
 
@@ -192,7 +180,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecGet(_FAL_REQ_T* req)
         return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, req->msgId + 1, false);
     FalTree list(new TreeMapObject(true));
-    FalTree tunnels = secLock(API_TYPE_SECURITY, "vpn.ipsec", req->requester);
+    FalLock tunnels(API_TYPE_SECURITY, "vpn.ipsec", req->requester);
     if (!tunnels) {
         Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Cannot get database for %s\n", "vpn.ipsec");
         falAnswer(rsp, FAL_DB_ERROR, "database error");
@@ -203,8 +191,6 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecGet(_FAL_REQ_T* req)
         }
         rsp->data = list.release();
     }
-    tunnels.reset();
-    LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
     return rsp;
 }
 
@@ -214,12 +200,12 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecGetOne(_FAL_REQ_T* req)
         return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, req->msgId + 1, false);
     int id = 0;
-    if (!secIntParam(req, "@id", id)) {
+    if (!securityIntParam(req, "@id", id)) {
         Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Wrong parameter\n");
         falAnswer(rsp, FAL_BAD_REQUEST, "Wrong parameter");
         return rsp;
     }
-    FalTree tunnels = secLock(API_TYPE_SECURITY, "vpn.ipsec", req->requester);
+    FalLock tunnels(API_TYPE_SECURITY, "vpn.ipsec", req->requester);
     int at = tunnels ? findItem(tunnels.get(), "id", id) : -1;
     if (!tunnels) {
         Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Cannot get database for %s\n", "vpn.ipsec");
@@ -230,8 +216,6 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecGetOne(_FAL_REQ_T* req)
         rsp->data = tunnels->clone(("[" + std::to_string(at) + "]").c_str());
         rsp->data->del("id");
     }
-    tunnels.reset();
-    LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
     return rsp;
 }
 
@@ -246,7 +230,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecUpdate(_FAL_REQ_T* req)
         falAnswer(rsp, FAL_BAD_REQUEST, refusal);
         return rsp;
     }
-    FalTree tunnels = lockTunnels(req, rsp);
+    FalLock tunnels = lockTunnels(req, rsp);
     int at = tunnels ? findTunnel(tunnels.get(), id, rsp) : -1;
     if (at >= 0) {
         // Only a successful save turns the answer to FAL_OK; the text stays as created.
@@ -259,12 +243,10 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecUpdate(_FAL_REQ_T* req)
             keepStoredValues(tunnel.get(), stored.get());
             tunnel->set("id", id);
             tunnels->setArrayItem(static_cast<unsigned>(at), tunnel.get());
-            if (falSave(API_TYPE_SECURITY, req->requester))
+            if (tunnels.save())
                 rsp->status = FAL_OK;
         }
     }
-    tunnels.reset();
-    LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
     return rsp;
 }
 
@@ -277,13 +259,13 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecCreate(_FAL_REQ_T* req)
         return nullptr;
     }
     _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 73, true);
-    if (!secHasObjectBody(req)) {
+    if (!securityHasObjectBody(req)) {
         Logger::print(LOG_TYPE_ERROR, SEC_LOG, "A null message request received\n");
         falAnswer(rsp, FAL_BAD_REQUEST, "A null message request received");
     } else {
         rsp->status = FAL_FAILED;
         FalTree tunnel(req->body->clone(nullptr));
-        FalTree tunnels = secLock(API_TYPE_SECURITY, "vpn.ipsec", req->requester);
+        FalLock tunnels(API_TYPE_SECURITY, "vpn.ipsec", req->requester);
         if (!tunnels) {
             Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Cannot read network object from file\n");
             falAnswer(rsp, FAL_DB_ERROR, "Database error");
@@ -292,12 +274,10 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecCreate(_FAL_REQ_T* req)
             tunnel->set("id", id);
             tunnels->setArrayItem(tunnels->len(), tunnel.get());
             // A failed save still answers with the id, as FAL_FAILED "FAL processed fine!".
-            if (falSave(API_TYPE_SECURITY, req->requester))
+            if (tunnels.save())
                 falAnswer(rsp, FAL_CREATED, "New Created");
             rsp->data->set("id", id);
         }
-        tunnels.reset();
-        LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
     }
     Logger::print(LOG_TYPE_TRACE, SEC_LOG, "%s Exit\n", name);
     return rsp;
@@ -310,16 +290,14 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecDelete(_FAL_REQ_T* req)
     int id = 0;
     if (!readTunnelRequest(req, rsp, id))
         return rsp;
-    FalTree tunnels = lockTunnels(req, rsp);
+    FalLock tunnels = lockTunnels(req, rsp);
     int at = tunnels ? findTunnel(tunnels.get(), id, rsp) : -1;
     if (at >= 0) {
         tunnels->delArrayItem(static_cast<unsigned>(at));
         // A failed save leaves the answer as created.
-        if (falSave(API_TYPE_SECURITY, req->requester))
+        if (tunnels.save())
             rsp->status = FAL_DELETED;
     }
-    tunnels.reset();
-    LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
     return rsp;
 }
 
@@ -328,15 +306,13 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecDeleteAll(_FAL_REQ_T* req)
     if (!req)
         return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, req->msgId + 1, false);
-    FalTree tunnels = secLock(API_TYPE_SECURITY, "vpn.ipsec", req->requester);
+    FalLock tunnels(API_TYPE_SECURITY, "vpn.ipsec", req->requester);
     if (tunnels) {
         tunnels->clearArrayItems();
         // A failed lock or save leaves the answer as created.
-        if (falSave(API_TYPE_SECURITY, req->requester))
+        if (tunnels.save())
             falAnswer(rsp, FAL_OK, "Table is deleted");
     }
-    tunnels.reset();
-    LocalDbCtrl::unlockDbObject(API_TYPE_SECURITY, req->requester);
     return rsp;
 }
 

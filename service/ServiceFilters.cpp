@@ -16,15 +16,15 @@ const char* const PORTIP_DEPENDENCIES = "Failed to update dependencies database 
 _FAL_RSP_T* touchAndSave(_FAL_REQ_T* req, const char* fn, const char* key, unsigned msgId, bool handOver,
                          FAL_STATUS_T failStatus, const char* failMessage)
 {
-    SvcTrace trace(fn);
-    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, msgId, false);
+    FalTrace trace(SVC_LOG, fn, FAL_TRACE_WORD_FIRST);
+    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, msgId, false);
     if (!rsp)
         return nullptr;
     FalLock lock(API_TYPE_SERVICE, key, req->requester);
-    svcLockOrAnswer(lock, rsp, failStatus, failMessage);
+    serviceLockOrAnswer(lock, rsp, failStatus, failMessage);
     if (!lock)
         return rsp;
-    svcAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
+    falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
     if (handOver)
         rsp->data = lock->clone(nullptr);
     return rsp;
@@ -34,12 +34,12 @@ _FAL_RSP_T* touchAndSave(_FAL_REQ_T* req, const char* fn, const char* key, unsig
 // of the body. Null (the response answered) when either fails.
 FalTree portFilteringRule(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, FalLock& lock)
 {
-    svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, "Cannot read database");
+    serviceLockOrAnswer(lock, rsp, FAL_DB_ERROR, "Cannot read database");
     if (!lock)
         return nullptr;
     FalTree rule(req->body->clone(nullptr));
     if (!rule)
-        svcAnswer(rsp, FAL_FAILED, "Memory error occurred");
+        falAnswer(rsp, FAL_FAILED, "Memory error occurred");
     return rule;
 }
 
@@ -49,7 +49,7 @@ FalTree portFilteringRule(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, FalLock& lock)
 
 _FAL_RSP_T* FalServiceLdb::ServiceMacfilteringList(_FAL_REQ_T* req)
 {
-    return svcReadObject(req, API_TYPE_SERVICE, 1,
+    return serviceReadObject(req, API_TYPE_SERVICE, 1,
                          {"ServiceMacfilteringList", "macFiltering", FAL_DB_ERROR, "Failed to load database",
                           FAL_TRACE_NONE, SVC_NO_OBJECT, nullptr});
 }
@@ -66,29 +66,29 @@ _FAL_RSP_T* FalServiceLdb::ServiceMacfilteringPatch(_FAL_REQ_T* req)
         Logger::print(LOG_TYPE_ERROR, SVC_LOG, "%s", SVC_NULL_REQUEST);
         return nullptr;
     }
-    SvcTrace trace(fn);
-    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, SVC_REQUEST_ID_PLUS_ONE, false);
+    FalTrace trace(SVC_LOG, fn, FAL_TRACE_WORD_FIRST);
+    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, SVC_REQUEST_ID_PLUS_ONE, false);
     if (!rsp)
         return nullptr;
     FalTree rule(req->body->clone(nullptr));
     if (!rule) {
-        svcAnswer(rsp, FAL_BAD_REQUEST, "Wrong request");
+        falAnswer(rsp, FAL_BAD_REQUEST, "Wrong request");
         return rsp;
     }
     FalLock lock(API_TYPE_SERVICE, "macFiltering", req->requester);
-    svcLockOrAnswer(lock, rsp, FAL_DB_ERROR);
+    serviceLockOrAnswer(lock, rsp, FAL_DB_ERROR);
     if (!lock)
         return rsp;
-    int ruleId = svcRuleIdLastWins(req);
-    FalTree rules = svcArray(lock.get(), "rules");
+    int ruleId = serviceRuleIdLastWins(req);
+    FalTree rules = serviceArray(lock.get(), "rules");
     if (!rules) {
-        svcAnswer(rsp, FAL_FAILED);
+        falAnswer(rsp, FAL_FAILED);
         return rsp;
     }
     int index = handleFindArrayItemById(rules.get(), "id", ruleId);
     if (index < 0) {
         Logger::print(LOG_TYPE_ERROR, SVC_LOG, "Cannot find the request id\n");
-        svcAnswer(rsp, FAL_NOT_FOUND, "Cannot find the request id");
+        falAnswer(rsp, FAL_NOT_FOUND, "Cannot find the request id");
         return rsp;
     }
     if (req->body->get<bool>("active"))
@@ -96,32 +96,32 @@ _FAL_RSP_T* FalServiceLdb::ServiceMacfilteringPatch(_FAL_REQ_T* req)
     FalTree stored(rules->at(unsigned(index)));
     rule->set("id", stored->get<int>("id"));
     rules->setArrayItem(unsigned(index), rule.get());
-    svcAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
+    falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
     return rsp;
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceMacfilteringCreate(_FAL_REQ_T* req)
 {
     const char* fn = "ServiceMacfilteringCreate";
-    SvcTrace trace(fn);
-    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, SVC_REQUEST_ID_PLUS_ONE, true);
+    FalTrace trace(SVC_LOG, fn, FAL_TRACE_WORD_FIRST);
+    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, SVC_REQUEST_ID_PLUS_ONE, true);
     if (!rsp)
         return nullptr;
-    if (svcRefusesRequest(rsp, req, "Received invalid request")) {
+    if (serviceRefusesRequest(rsp, req, "Received invalid request")) {
         Logger::print(LOG_TYPE_ERROR, SVC_LOG, "%s", SVC_NULL_REQUEST);
         return rsp;
     }
     FalLock lock(API_TYPE_SERVICE, "macFiltering", req->requester);
-    svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, "Cannot read database");
+    serviceLockOrAnswer(lock, rsp, FAL_DB_ERROR, "Cannot read database");
     if (!lock)
         return rsp;
-    FalTree rules = svcArray(lock.get(), "rules");
+    FalTree rules = serviceArray(lock.get(), "rules");
     if (!rules) {
-        svcAnswer(rsp, FAL_FAILED);
-        svcDropData(rsp);
+        falAnswer(rsp, FAL_FAILED);
+        serviceDropData(rsp);
         return rsp;
     }
-    if (!svcAppendWithinLimit(rsp, lock, rules.get(), req->body, nullptr))
+    if (!serviceAppendWithinLimit(rsp, lock, rules.get(), req->body, nullptr))
         return rsp;
     if (req->body->get<bool>("active"))
         ServiceUpdateGatewayConnectedDeviceStatus(req->body->get<int>("deviceId"), false, req->requester);
@@ -130,40 +130,40 @@ _FAL_RSP_T* FalServiceLdb::ServiceMacfilteringCreate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServiceMacfilteringDeleteOne(_FAL_REQ_T* req)
 {
-    SvcTrace trace("ServiceMacfilteringDeleteOne");
-    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 9, false);
+    FalTrace trace(SVC_LOG, "ServiceMacfilteringDeleteOne", FAL_TRACE_WORD_FIRST);
+    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, 9, false);
     if (!rsp)
         return nullptr;
-    int ruleId = svcRuleIdPositional(req);
+    int ruleId = serviceRuleIdPositional(req);
     FalLock lock(API_TYPE_SERVICE, "macFiltering", req->requester);
-    svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, "Cannot read database");
+    serviceLockOrAnswer(lock, rsp, FAL_DB_ERROR, "Cannot read database");
     if (!lock)
         return rsp;
-    FalTree rules = svcArray(lock.get(), "rules");
+    FalTree rules = serviceArray(lock.get(), "rules");
     if (!rules) {
-        svcAnswer(rsp, FAL_DB_ERROR);
+        falAnswer(rsp, FAL_DB_ERROR);
         return rsp;
     }
-    int index = svcFindRule(rules.get(), ruleId);
+    int index = serviceFindRule(rules.get(), ruleId);
     if (index < 0) {
-        svcAnswer(rsp, FAL_NOT_FOUND);
+        falAnswer(rsp, FAL_NOT_FOUND);
         return rsp;
     }
     rules->delArrayItem(unsigned(index));
-    svcAnswer(rsp, lock.save() ? FAL_DELETED : FAL_FAILED);
+    falAnswer(rsp, lock.save() ? FAL_DELETED : FAL_FAILED);
     return rsp;
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceMacfilteringDeleteAll(_FAL_REQ_T* req)
 {
-    return svcEmptyList(req, "ServiceMacfilteringDeleteAll", "macFiltering", "rules", 11, FAL_DB_ERROR, "Cannot read database");
+    return serviceEmptyList(req, "ServiceMacfilteringDeleteAll", "macFiltering", "rules", 11, FAL_DB_ERROR, "Cannot read database");
 }
 
 // ---- Port filtering ---------------------------------------------------------------------------
 
 _FAL_RSP_T* FalServiceLdb::ServicePortfilteringList(_FAL_REQ_T* req)
 {
-    return svcReadObject(req, API_TYPE_SERVICE, 13,
+    return serviceReadObject(req, API_TYPE_SERVICE, 13,
                          {"ServicePortfilteringList", "portFiltering", FAL_DB_ERROR, "Cannot read database",
                           FAL_TRACE_NAME_FIRST, SVC_NO_OBJECT_PLAIN, SVC_NO_RESPONSE_PLAIN});
 }
@@ -176,62 +176,62 @@ _FAL_RSP_T* FalServiceLdb::ServicePortfilteringUpdate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServicePortfilteringPatch(_FAL_REQ_T* req)
 {
-    _FAL_RSP_T* rsp = svcNewResponse(API_TYPE_SERVICE, 17, false, NO_RESPONSE_PORT);
-    if (!rsp || svcRefusesRequest(rsp, req, "Received invalid request"))
+    _FAL_RSP_T* rsp = serviceNewResponse(API_TYPE_SERVICE, 17, false, NO_RESPONSE_PORT);
+    if (!rsp || serviceRefusesRequest(rsp, req, "Received invalid request"))
         return rsp;
     FalLock lock(API_TYPE_SERVICE, "portFiltering", req->requester);
     FalTree rule = portFilteringRule(rsp, req, lock);
     if (!rule)
         return rsp;
-    int ruleId = svcRuleIdPositional(req);
-    FalTree rules = svcArray(lock.get(), "rules");
-    int index = rules ? svcFindRule(rules.get(), ruleId) : -1;
+    int ruleId = serviceRuleIdPositional(req);
+    FalTree rules = serviceArray(lock.get(), "rules");
+    int index = rules ? serviceFindRule(rules.get(), ruleId) : -1;
     if (index < 0) {
-        svcAnswer(rsp, FAL_NOT_FOUND);
+        falAnswer(rsp, FAL_NOT_FOUND);
         return rsp;
     }
     rule->set("id", ruleId);
     rules->setArrayItem(unsigned(index), rule.get());
-    svcAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
+    falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
     return rsp;
 }
 
 _FAL_RSP_T* FalServiceLdb::ServicePortfilteringCreate(_FAL_REQ_T* req)
 {
-    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, SVC_REQUEST_ID_PLUS_ONE, true, NO_RESPONSE_PORT);
-    if (!rsp || svcRefusesRequest(rsp, req, "Received invalid request"))
+    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, SVC_REQUEST_ID_PLUS_ONE, true, NO_RESPONSE_PORT);
+    if (!rsp || serviceRefusesRequest(rsp, req, "Received invalid request"))
         return rsp;
     FalLock lock(API_TYPE_SERVICE, "portFiltering", req->requester);
     FalTree rule = portFilteringRule(rsp, req, lock);
     if (!rule)
         return rsp;
-    FalTree rules = svcArray(lock.get(), "rules");
+    FalTree rules = serviceArray(lock.get(), "rules");
     if (!rules) {
-        svcAnswer(rsp, FAL_FAILED);
+        falAnswer(rsp, FAL_FAILED);
         return rsp;
     }
-    int id = svcLargestIdPlusOne(rules.get());
+    int id = serviceLargestIdPlusOne(rules.get());
     rule->set("id", id);
     rules->addArrayItem(rule.get());
     if (!lock.save()) {
-        svcAnswer(rsp, FAL_FAILED);
+        falAnswer(rsp, FAL_FAILED);
         return rsp;
     }
-    svcAnswer(rsp, FAL_CREATED, "New Created");
+    falAnswer(rsp, FAL_CREATED, "New Created");
     rsp->data->set("id", id);
     return rsp;
 }
 
 _FAL_RSP_T* FalServiceLdb::ServicePortfilteringDeleteOne(_FAL_REQ_T* req)
 {
-    return svcDeleteOneFirstWins(req, "ServicePortfilteringDeleteOne", "portFiltering", 21,
+    return serviceDeleteOneFirstWins(req, "ServicePortfilteringDeleteOne", "portFiltering", 21,
                               {"Failed to load database", "cannot load rules", "%s: nul rule at %d\n",
                                "cannot found ruleId", FAL_TRACE_WORD_FIRST, NO_RESPONSE_PORT});
 }
 
 _FAL_RSP_T* FalServiceLdb::ServicePortfilteringDeleteAll(_FAL_REQ_T* req)
 {
-    return svcEmptyList(req, "ServicePortfilteringDeleteAll", "portFiltering", "rules", 23, FAL_DB_ERROR,
+    return serviceEmptyList(req, "ServicePortfilteringDeleteAll", "portFiltering", "rules", 23, FAL_DB_ERROR,
                      "failed to load database");
 }
 
@@ -239,7 +239,7 @@ _FAL_RSP_T* FalServiceLdb::ServicePortfilteringDeleteAll(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServiceIpfilteringList(_FAL_REQ_T* req)
 {
-    return svcReadObject(req, API_TYPE_SERVICE, 25,
+    return serviceReadObject(req, API_TYPE_SERVICE, 25,
                          {"ServiceIpfilteringList", "ipFiltering", FAL_DB_ERROR, "failed to load database",
                           FAL_TRACE_NAME_FIRST, SVC_NO_OBJECT, SVC_NO_RESPONSE_PLAIN});
 }
@@ -252,80 +252,80 @@ _FAL_RSP_T* FalServiceLdb::ServiceIpfilteringUpdate(_FAL_REQ_T* req)
 _FAL_RSP_T* FalServiceLdb::ServiceIpfilteringPatch(_FAL_REQ_T* req)
 {
     // Every outcome keeps the message from creation.
-    _FAL_RSP_T* rsp = svcNewResponse(API_TYPE_SERVICE, 29, false, "Cannot allocate memory for responding");
+    _FAL_RSP_T* rsp = serviceNewResponse(API_TYPE_SERVICE, 29, false, "Cannot allocate memory for responding");
     if (!rsp)
         return nullptr;
-    if (svcRefusesRequest(rsp, req, nullptr)) {
+    if (serviceRefusesRequest(rsp, req, nullptr)) {
         Logger::print(LOG_TYPE_ERROR, SVC_LOG, "Invalid request\n");
         return rsp;
     }
     FalTree rule(req->body->clone(nullptr));
-    int ruleId = svcRuleIdPositional(req);
+    int ruleId = serviceRuleIdPositional(req);
     FalLock lock(API_TYPE_SERVICE, "ipFiltering", req->requester);
-    svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, nullptr, "Database error\n");
+    serviceLockOrAnswer(lock, rsp, FAL_DB_ERROR, nullptr, "Database error\n");
     if (!lock)
         return rsp;
-    FalTree rules = svcArray(lock.get(), "rules");
+    FalTree rules = serviceArray(lock.get(), "rules");
     if (!rules) {
-        svcAnswer(rsp, FAL_FAILED);
+        falAnswer(rsp, FAL_FAILED);
         return rsp;
     }
-    int index = svcFindRule(rules.get(), ruleId);
+    int index = serviceFindRule(rules.get(), ruleId);
     if (index < 0) {
         Logger::print(LOG_TYPE_ERROR, SVC_LOG, "No record found for updating\n");
-        svcAnswer(rsp, FAL_NOT_FOUND);
+        falAnswer(rsp, FAL_NOT_FOUND);
         return rsp;
     }
     rule->set("id", ruleId);
     rules->setArrayItem(unsigned(index), rule.get());
     if (!lock.save()) {
         Logger::print(LOG_TYPE_ERROR, SVC_LOG, "Failed to update database\n");
-        svcAnswer(rsp, FAL_FAILED);
+        falAnswer(rsp, FAL_FAILED);
         return rsp;
     }
-    svcAnswer(rsp, FAL_OK);
-    svcDisconnectAddress(req->body->get<const char*>("ipAddress"), rule->get<bool>("active"), req->requester,
+    falAnswer(rsp, FAL_OK);
+    serviceDisconnectAddress(req->body->get<const char*>("ipAddress"), rule->get<bool>("active"), req->requester,
                          IP_DEPENDENCIES);
     return rsp;
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceIpfilteringCreate(_FAL_REQ_T* req)
 {
-    SvcTrace trace("ServiceIpfilteringCreate");
-    _FAL_RSP_T* rsp = svcNewResponse(API_TYPE_SERVICE, 31, true);
-    if (!rsp || svcRefusesRequest(rsp, req, "Received invalid response"))
+    FalTrace trace(SVC_LOG, "ServiceIpfilteringCreate", FAL_TRACE_WORD_FIRST);
+    _FAL_RSP_T* rsp = serviceNewResponse(API_TYPE_SERVICE, 31, true);
+    if (!rsp || serviceRefusesRequest(rsp, req, "Received invalid response"))
         return rsp;
     FalTree rule(req->body->clone(nullptr));
     FalLock lock(API_TYPE_SERVICE, "ipFiltering", req->requester);
-    svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, "Cannot load database");
+    serviceLockOrAnswer(lock, rsp, FAL_DB_ERROR, "Cannot load database");
     if (!lock)
         return rsp;
-    FalTree rules = svcArray(lock.get(), "rules");
+    FalTree rules = serviceArray(lock.get(), "rules");
     if (!rules) {
         // Nothing is added, but the devices with the rule's address are still updated.
-        svcDisconnectAddress(rule->get<const char*>("ipAddress"), rule->get<bool>("active"), req->requester,
+        serviceDisconnectAddress(rule->get<const char*>("ipAddress"), rule->get<bool>("active"), req->requester,
                              IP_DEPENDENCIES);
-        svcAnswer(rsp, FAL_FAILED);
-        svcDropData(rsp);
+        falAnswer(rsp, FAL_FAILED);
+        serviceDropData(rsp);
         return rsp;
     }
-    if (!svcAppendWithinLimit(rsp, lock, rules.get(), rule.get(), "Failed to update database\n"))
+    if (!serviceAppendWithinLimit(rsp, lock, rules.get(), rule.get(), "Failed to update database\n"))
         return rsp;
-    svcDisconnectAddress(rule->get<const char*>("ipAddress"), rule->get<bool>("active"), req->requester,
+    serviceDisconnectAddress(rule->get<const char*>("ipAddress"), rule->get<bool>("active"), req->requester,
                          IP_DEPENDENCIES);
     return rsp;
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceIpfilteringDeleteOne(_FAL_REQ_T* req)
 {
-    return svcDeleteOneFirstWins(req, "ServiceIpfilteringDeleteOne", "ipFiltering", 33,
+    return serviceDeleteOneFirstWins(req, "ServiceIpfilteringDeleteOne", "ipFiltering", 33,
                               {"failed to load database", "failed to get rules", "%s: rule is null at %d\n",
                                "cannot found ruleId", FAL_TRACE_NONE, SVC_NO_RESPONSE});
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceIpfilteringDeleteAll(_FAL_REQ_T* req)
 {
-    return svcEmptyList(req, "ServiceIpfilteringDeleteAll", "ipFiltering", "rules", 35, FAL_FAILED, nullptr);
+    return serviceEmptyList(req, "ServiceIpfilteringDeleteAll", "ipFiltering", "rules", 35, FAL_FAILED, nullptr);
 }
 
 // ---- Port-and-address filtering ---------------------------------------------------------------
@@ -338,7 +338,7 @@ int findPortIpRule(TreeMapObject* rules, int ruleId)
     for (unsigned i = 0; i < rules->len(); ++i) {
         FalTree entry(rules->at(i));
         int id = 0;
-        if (svcIsNull(entry.get()) || !entry->get_ex<int>("id", id))
+        if (serviceIsNull(entry.get()) || !entry->get_ex<int>("id", id))
             continue;
         Logger::print(LOG_TYPE_PROGRESS, SVC_LOG, "Checking rule id = %d\n", id);
         if (id == ruleId)
@@ -352,8 +352,8 @@ const char* const PORTIP_NULL_REQUEST = "Null request received";
 // The first "@ruleId"; false (the response answered) when it is missing.
 bool portIpRuleId(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, int& ruleId)
 {
-    if (!svcRuleIdFirstWins(req, ruleId)) {
-        svcAnswer(rsp, FAL_BAD_REQUEST, "Invalid ruleId received");
+    if (!serviceRuleIdFirstWins(req, ruleId)) {
+        falAnswer(rsp, FAL_BAD_REQUEST, "Invalid ruleId received");
         return false;
     }
     Logger::print(LOG_TYPE_PROGRESS, SVC_LOG, "ruleId = %d\n", ruleId);
@@ -363,12 +363,12 @@ bool portIpRuleId(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, int& ruleId)
 // Locks "portIpFiltering" and takes its rules; false (the response answered) when either fails.
 bool portIpRules(_FAL_RSP_T* rsp, FalLock& lock, FalTree& rules)
 {
-    svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, "Failed to load database");
+    serviceLockOrAnswer(lock, rsp, FAL_DB_ERROR, "Failed to load database");
     if (!lock)
         return false;
-    rules = svcArray(lock.get(), "rules");
+    rules = serviceArray(lock.get(), "rules");
     if (!rules)
-        svcAnswer(rsp, FAL_DB_ERROR, "Something wrong in database");
+        falAnswer(rsp, FAL_DB_ERROR, "Something wrong in database");
     return rules != nullptr;
 }
 
@@ -376,15 +376,15 @@ bool portIpRules(_FAL_RSP_T* rsp, FalLock& lock, FalTree& rules)
 
 _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringList(_FAL_REQ_T* req)
 {
-    return svcReadObject(req, API_TYPE_SERVICE, 153,
+    return serviceReadObject(req, API_TYPE_SERVICE, 153,
                          {"ServicePortIpFilteringList", "portIpFiltering", FAL_DB_ERROR, "Failed to load database",
                           FAL_TRACE_NONE, SVC_NO_OBJECT, NO_RESPONSE_PORTIP});
 }
 
 _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringPatch(_FAL_REQ_T* req)
 {
-    _FAL_RSP_T* rsp = svcNewResponse(API_TYPE_SERVICE, 157, false, NO_RESPONSE_PORTIP);
-    if (!rsp || svcRefusesRequest(rsp, req, PORTIP_NULL_REQUEST))
+    _FAL_RSP_T* rsp = serviceNewResponse(API_TYPE_SERVICE, 157, false, NO_RESPONSE_PORTIP);
+    if (!rsp || serviceRefusesRequest(rsp, req, PORTIP_NULL_REQUEST))
         return rsp;
     FalTree rule(req->body->clone(nullptr));
     const char* address = req->body->get<const char*>("ipAddress");
@@ -398,25 +398,25 @@ _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringPatch(_FAL_REQ_T* req)
     int index = findPortIpRule(rules.get(), ruleId);
     if (index < 0) {
         Logger::print(LOG_TYPE_INFO, SVC_LOG, "No rule ID matched\n");
-        svcAnswer(rsp, FAL_BAD_REQUEST, "No rule ID matched");
+        falAnswer(rsp, FAL_BAD_REQUEST, "No rule ID matched");
         return rsp;
     }
     rule->set("id", ruleId);
     rules->setArrayItem(unsigned(index), rule.get());
     if (!lock.save()) {
-        svcAnswer(rsp, FAL_FAILED, "Database is failed to update");
+        falAnswer(rsp, FAL_FAILED, "Database is failed to update");
         return rsp;
     }
     Logger::print(LOG_TYPE_TRACE, SVC_LOG, "Database is updated\n");
-    svcAnswer(rsp, FAL_OK, "Database is updated");
-    svcDisconnectAddress(address, rule->get<bool>("active"), req->requester, PORTIP_DEPENDENCIES);
+    falAnswer(rsp, FAL_OK, "Database is updated");
+    serviceDisconnectAddress(address, rule->get<bool>("active"), req->requester, PORTIP_DEPENDENCIES);
     return rsp;
 }
 
 _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringCreate(_FAL_REQ_T* req)
 {
-    _FAL_RSP_T* rsp = svcNewResponse(API_TYPE_SERVICE, 159, false, NO_RESPONSE_PORTIP);
-    if (!rsp || svcRefusesRequest(rsp, req, PORTIP_NULL_REQUEST))
+    _FAL_RSP_T* rsp = serviceNewResponse(API_TYPE_SERVICE, 159, false, NO_RESPONSE_PORTIP);
+    if (!rsp || serviceRefusesRequest(rsp, req, PORTIP_NULL_REQUEST))
         return rsp;
     FalTree rule(req->body->clone(nullptr));
     const char* address = req->body->get<const char*>("ipAddress");
@@ -425,25 +425,25 @@ _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringCreate(_FAL_REQ_T* req)
     FalTree rules;
     if (!portIpRules(rsp, lock, rules))
         return rsp;
-    int id = svcLargestIdPlusOne(rules.get(), true);
+    int id = serviceLargestIdPlusOne(rules.get(), true);
     rule->set("id", id);
     rules->addArrayItem(rule.get());
     if (lock.save()) {
         Logger::print(LOG_TYPE_TRACE, SVC_LOG, "Database is updated\n");
-        svcAnswer(rsp, FAL_CREATED, "New rule is created");
-        rsp->data = svcIdObject(id);
+        falAnswer(rsp, FAL_CREATED, "New rule is created");
+        rsp->data = serviceIdObject(id);
     } else {
-        svcAnswer(rsp, FAL_FAILED, "Database is not updated");
+        falAnswer(rsp, FAL_FAILED, "Database is not updated");
     }
     // The devices are updated whether or not the rule was saved.
-    svcDisconnectAddress(address, active, req->requester, PORTIP_DEPENDENCIES);
+    serviceDisconnectAddress(address, active, req->requester, PORTIP_DEPENDENCIES);
     return rsp;
 }
 
 _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringDeleteOne(_FAL_REQ_T* req)
 {
-    _FAL_RSP_T* rsp = svcNewResponse(API_TYPE_SERVICE, 161, false, NO_RESPONSE_PORTIP);
-    if (!rsp || svcRefusesRequest(rsp, req, PORTIP_NULL_REQUEST, false))
+    _FAL_RSP_T* rsp = serviceNewResponse(API_TYPE_SERVICE, 161, false, NO_RESPONSE_PORTIP);
+    if (!rsp || serviceRefusesRequest(rsp, req, PORTIP_NULL_REQUEST, false))
         return rsp;
     int ruleId = 0;
     if (!portIpRuleId(rsp, req, ruleId))
@@ -455,24 +455,24 @@ _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringDeleteOne(_FAL_REQ_T* req)
     int index = findPortIpRule(rules.get(), ruleId);
     if (index < 0) {
         Logger::print(LOG_TYPE_INFO, SVC_LOG, "No rule ID matched\n");
-        svcAnswer(rsp, FAL_DELETED, "No rule ID matched");
+        falAnswer(rsp, FAL_DELETED, "No rule ID matched");
         return rsp;
     }
     rules->delArrayItem(unsigned(index));
     if (!lock.save()) {
         Logger::print(LOG_TYPE_ERROR, SVC_LOG, "Database is failed to update\n");
-        svcAnswer(rsp, FAL_FAILED, "Database is failed to update");
+        falAnswer(rsp, FAL_FAILED, "Database is failed to update");
         return rsp;
     }
     Logger::print(LOG_TYPE_PROGRESS, SVC_LOG, "Record %d is deleted\n", ruleId);
-    svcAnswer(rsp, FAL_DELETED, "Database is updated");
+    falAnswer(rsp, FAL_DELETED, "Database is updated");
     return rsp;
 }
 
 _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringDeleteAll(_FAL_REQ_T* req)
 {
-    _FAL_RSP_T* rsp = svcNewResponse(API_TYPE_SERVICE, 163, false, NO_RESPONSE_PORTIP);
-    if (!rsp || svcRefusesRequest(rsp, req, PORTIP_NULL_REQUEST, false))
+    _FAL_RSP_T* rsp = serviceNewResponse(API_TYPE_SERVICE, 163, false, NO_RESPONSE_PORTIP);
+    if (!rsp || serviceRefusesRequest(rsp, req, PORTIP_NULL_REQUEST, false))
         return rsp;
     FalLock lock(API_TYPE_SERVICE, "portIpFiltering", req->requester);
     FalTree rules;
@@ -481,15 +481,15 @@ _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringDeleteAll(_FAL_REQ_T* req)
     rules->clearArrayItems();
     if (!lock.save()) {
         Logger::print(LOG_TYPE_ERROR, SVC_LOG, "Database is failed to update\n");
-        svcAnswer(rsp, FAL_FAILED, "Database is failed to update");
+        falAnswer(rsp, FAL_FAILED, "Database is failed to update");
         return rsp;
     }
     Logger::print(LOG_TYPE_PROGRESS, SVC_LOG, "Database for port IP filtering is cleared\n");
-    svcAnswer(rsp, FAL_OK, "Database for port IP filtering is cleared");
+    falAnswer(rsp, FAL_OK, "Database for port IP filtering is cleared");
     return rsp;
 }
 
 _FAL_RSP_T* FalServiceLdb::ServicePortIpfilteringActive(_FAL_REQ_T*)
 {
-    return svcProbeLock(apiType, 165);
+    return falProbe(apiType, 165, API_TYPE_SERVICE);
 }

@@ -16,24 +16,24 @@ _FAL_RSP_T* patchLastWins(_FAL_REQ_T* req, const char* fn, const char* key, unsi
             Logger::print(LOG_TYPE_ERROR, SVC_LOG, "%s", nullLog);
         return nullptr;
     }
-    SvcTrace trace(fn);
-    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, msgId, false);
+    FalTrace trace(SVC_LOG, fn, FAL_TRACE_WORD_FIRST);
+    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, msgId, false);
     if (!rsp)
         return nullptr;
     FalLock lock(API_TYPE_SERVICE, key, req->requester);
-    svcLockOrAnswer(lock, rsp, FAL_FAILED);
+    serviceLockOrAnswer(lock, rsp, FAL_FAILED);
     if (!lock)
         return rsp;
-    int ruleId = svcRuleIdLastWins(req);
-    FalTree rules = svcArray(lock.get(), "rules");
+    int ruleId = serviceRuleIdLastWins(req);
+    FalTree rules = serviceArray(lock.get(), "rules");
     if (!rules) {
-        svcAnswer(rsp, FAL_DB_ERROR);
+        falAnswer(rsp, FAL_DB_ERROR);
         return rsp;
     }
     int index = handleFindArrayItemById(rules.get(), "id", ruleId);
     if (index < 0) {
         Logger::print(LOG_TYPE_ERROR, SVC_LOG, "Cannot find the request id\n");
-        svcAnswer(rsp, FAL_FAILED);
+        falAnswer(rsp, FAL_FAILED);
         return rsp;
     }
     FalTree stored(rules->at(unsigned(index)));
@@ -45,7 +45,7 @@ _FAL_RSP_T* patchLastWins(_FAL_REQ_T* req, const char* fn, const char* key, unsi
         rule->set("id", stored->get<int>("id"));
         rules->setArrayItem(unsigned(index), rule.get());
     }
-    svcAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
+    falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
     return rsp;
 }
 
@@ -55,23 +55,23 @@ _FAL_RSP_T* createLimited(_FAL_REQ_T* req, const char* fn, const char* key, unsi
 {
     if (!req || !req->body)
         return nullptr;
-    SvcTrace trace(fn);
-    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, msgId, true);
+    FalTrace trace(SVC_LOG, fn, FAL_TRACE_WORD_FIRST);
+    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, msgId, true);
     if (!rsp)
         return nullptr;
     FalLock lock(API_TYPE_SERVICE, key, req->requester);
-    svcLockOrAnswer(lock, rsp, FAL_FAILED);
+    serviceLockOrAnswer(lock, rsp, FAL_FAILED);
     if (!lock) {
-        svcDropData(rsp);
+        serviceDropData(rsp);
         return rsp;
     }
-    FalTree rules = svcArray(lock.get(), "rules");
+    FalTree rules = serviceArray(lock.get(), "rules");
     if (!rules) {
-        svcAnswer(rsp, FAL_DB_ERROR);
-        svcDropData(rsp);
+        falAnswer(rsp, FAL_DB_ERROR);
+        serviceDropData(rsp);
         return rsp;
     }
-    svcAppendWithinLimit(rsp, lock, rules.get(), req->body, nullptr);
+    serviceAppendWithinLimit(rsp, lock, rules.get(), req->body, nullptr);
     return rsp;
 }
 
@@ -81,7 +81,7 @@ _FAL_RSP_T* createLimited(_FAL_REQ_T* req, const char* fn, const char* key, unsi
 
 _FAL_RSP_T* FalServiceLdb::ServicePortforwardingList(_FAL_REQ_T* req)
 {
-    return svcReadObject(req, API_TYPE_SERVICE, 37,
+    return serviceReadObject(req, API_TYPE_SERVICE, 37,
                          {"ServicePortforwardingList", "portForwarding", FAL_FAILED, nullptr, FAL_TRACE_NAME_FIRST,
                           SVC_NO_OBJECT, SVC_NO_RESPONSE_PLAIN});
 }
@@ -104,26 +104,26 @@ _FAL_RSP_T* FalServiceLdb::ServicePortforwardingCreate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServicePortforwardingDeleteOne(_FAL_REQ_T* req)
 {
-    return svcDeleteOneFirstWins(req, "ServicePortforwardingDeleteOne", "portForwarding", 45,
+    return serviceDeleteOneFirstWins(req, "ServicePortforwardingDeleteOne", "portForwarding", 45,
                                  {"failed to get database", "failed to get rules", "%s: rule is null at %d\n",
                                   "failed to find ruleId", FAL_TRACE_NONE, SVC_NO_RESPONSE});
 }
 
 _FAL_RSP_T* FalServiceLdb::ServicePortforwardingDeleteAll(_FAL_REQ_T* req)
 {
-    return svcEmptyList(req, "ServicePortforwardingDeleteAll", "portForwarding", "rules", 47, FAL_FAILED, nullptr);
+    return serviceEmptyList(req, "ServicePortforwardingDeleteAll", "portForwarding", "rules", 47, FAL_FAILED, nullptr);
 }
 
 _FAL_RSP_T* FalServiceLdb::ServicePortforwardingActive(_FAL_REQ_T* req)
 {
-    return svcSetActive(req, "ServicePortforwardingActive", "portForwarding", SVC_REQUEST_ID_PLUS_ONE, true);
+    return serviceSetActive(req, "ServicePortforwardingActive", "portForwarding", SVC_REQUEST_ID_PLUS_ONE, true);
 }
 
 // ---- Port triggering --------------------------------------------------------------------------
 
 _FAL_RSP_T* FalServiceLdb::ServicePorttriggeringList(_FAL_REQ_T* req)
 {
-    return svcReadObject(req, API_TYPE_SERVICE, 51,
+    return serviceReadObject(req, API_TYPE_SERVICE, 51,
                          {"ServicePorttriggeringList", "portTriggering", FAL_FAILED, nullptr, FAL_TRACE_NAME_FIRST,
                           SVC_NO_OBJECT, SVC_NO_RESPONSE_PLAIN});
 }
@@ -145,15 +145,15 @@ _FAL_RSP_T* FalServiceLdb::ServicePorttriggeringCreate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServicePorttriggeringDeleteOne(_FAL_REQ_T* req)
 {
-    return svcDeleteOnePositional(req, "ServicePorttriggeringDeleteOne", "portTriggering", "rules", 59);
+    return serviceDeleteOnePositional(req, "ServicePorttriggeringDeleteOne", "portTriggering", "rules", 59);
 }
 
 _FAL_RSP_T* FalServiceLdb::ServicePorttriggeringDeleteAll(_FAL_REQ_T* req)
 {
-    return svcEmptyList(req, "ServicePorttriggeringDeleteAll", "portTriggering", "rules", 61, FAL_FAILED, nullptr);
+    return serviceEmptyList(req, "ServicePorttriggeringDeleteAll", "portTriggering", "rules", 61, FAL_FAILED, nullptr);
 }
 
 _FAL_RSP_T* FalServiceLdb::ServicePorttriggeringActive(_FAL_REQ_T* req)
 {
-    return svcSetActive(req, "ServicePorttriggeringActive", "portTriggering", 63, true);
+    return serviceSetActive(req, "ServicePorttriggeringActive", "portTriggering", 63, true);
 }

@@ -13,37 +13,30 @@ const char* const SVC_NO_OBJECT = "No object found in txt Repo!\n";
 const char* const SVC_NO_OBJECT_PLAIN = "No object found in txt repo\n";
 const char* const SVC_NULL_REQUEST = "Received NULL request or no request body in case it is needed\n";
 
-_FAL_RSP_T* svcNewResponse(unsigned apiType, unsigned msgId, bool withData, const char* failLog)
+_FAL_RSP_T* serviceNewResponse(unsigned apiType, unsigned msgId, bool withData, const char* failLog)
 {
     return newFalResponseLogged(SVC_LOG, apiType, msgId, withData, failLog);
 }
 
-_FAL_RSP_T* svcResponse(const _FAL_REQ_T* req, unsigned apiType, unsigned msgId, bool withData, const char* failLog)
+_FAL_RSP_T* serviceResponse(const _FAL_REQ_T* req, unsigned apiType, unsigned msgId, bool withData, const char* failLog)
 {
     if (!req)
         return nullptr;
-    return svcNewResponse(apiType, msgId == SVC_REQUEST_ID_PLUS_ONE ? req->msgId + 1 : msgId, withData, failLog);
+    return serviceNewResponse(apiType, msgId == SVC_REQUEST_ID_PLUS_ONE ? req->msgId + 1 : msgId, withData, failLog);
 }
 
-void svcAnswer(_FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message)
-{
-    rsp->status = status;
-    if (message)
-        rsp->message = message;
-}
-
-void svcDropData(_FAL_RSP_T* rsp)
+void serviceDropData(_FAL_RSP_T* rsp)
 {
     delete rsp->data;
     rsp->data = nullptr;
 }
 
-bool svcLacksBody(_FAL_RSP_T* rsp, const _FAL_REQ_T* req)
+bool serviceLacksBody(_FAL_RSP_T* rsp, const _FAL_REQ_T* req)
 {
-    return svcRefusesRequest(rsp, req, "Bad request");
+    return serviceRefusesRequest(rsp, req, "Bad request");
 }
 
-bool svcRefusesEntries(_FAL_RSP_T* rsp, TreeMapObject* entries)
+bool serviceRefusesEntries(_FAL_RSP_T* rsp, TreeMapObject* entries)
 {
     bool objects = entries->isArray();
     for (unsigned i = 0; objects && i < entries->len(); ++i) {
@@ -51,28 +44,28 @@ bool svcRefusesEntries(_FAL_RSP_T* rsp, TreeMapObject* entries)
         objects = entry && entry->isObject();
     }
     if (!objects)
-        svcAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
+        falAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
     return !objects;
 }
 
-bool svcRefusesRequest(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, const char* message, bool needBody)
+bool serviceRefusesRequest(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, const char* message, bool needBody)
 {
     if (req && (req->body || !needBody))
         return false;
-    svcAnswer(rsp, FAL_BAD_REQUEST, message);
+    falAnswer(rsp, FAL_BAD_REQUEST, message);
     return true;
 }
 
-void svcLockOrAnswer(FalLock& lock, _FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message, const char* failLog)
+void serviceLockOrAnswer(FalLock& lock, _FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message, const char* failLog)
 {
     if (lock)
         return;
     if (failLog)
         Logger::print(LOG_TYPE_ERROR, SVC_LOG, "%s", failLog);
-    svcAnswer(rsp, status, message);
+    falAnswer(rsp, status, message);
 }
 
-FalTree svcArray(TreeMapObject* obj, const char* member)
+FalTree serviceArray(TreeMapObject* obj, const char* member)
 {
     FalTree list(obj ? obj->get(member) : nullptr);
     if (list && !list->isArray())
@@ -80,14 +73,14 @@ FalTree svcArray(TreeMapObject* obj, const char* member)
     return list;
 }
 
-TreeMapObject* svcIdObject(int id)
+TreeMapObject* serviceIdObject(int id)
 {
     TreeMapObject* obj = new TreeMapObject(false);
     obj->set("id", id);
     return obj;
 }
 
-int svcRuleIdLastWins(const _FAL_REQ_T* req)
+int serviceRuleIdLastWins(const _FAL_REQ_T* req)
 {
     int id = 0;
     for (const auto& param : req->params)
@@ -96,7 +89,7 @@ int svcRuleIdLastWins(const _FAL_REQ_T* req)
     return id;
 }
 
-bool svcRuleIdFirstWins(const _FAL_REQ_T* req, int& id)
+bool serviceRuleIdFirstWins(const _FAL_REQ_T* req, int& id)
 {
     char* text = BE_PairVal2(req->params, "@ruleId");
     id = text ? BE_StrTo<int>(text) : 0;
@@ -105,17 +98,17 @@ bool svcRuleIdFirstWins(const _FAL_REQ_T* req, int& id)
     return present;
 }
 
-int svcRuleIdPositional(const _FAL_REQ_T* req)
+int serviceRuleIdPositional(const _FAL_REQ_T* req)
 {
     return req->params.empty() ? 0 : atoi(req->params.front().second.c_str());
 }
 
-int svcLargestIdPlusOne(TreeMapObject* list, bool integerIdsOnly)
+int serviceLargestIdPlusOne(TreeMapObject* list, bool integerIdsOnly)
 {
     int next = 0;
     for (unsigned i = 0; i < list->len(); ++i) {
         FalTree entry(list->at(i));
-        if (svcIsNull(entry.get()))
+        if (serviceIsNull(entry.get()))
             continue;
         int id = 0;
         if (integerIdsOnly ? entry->get_ex<int>("id", id) : (id = entry->get<int>("id"), true)) {
@@ -126,11 +119,11 @@ int svcLargestIdPlusOne(TreeMapObject* list, bool integerIdsOnly)
     return next;
 }
 
-int svcFindRule(TreeMapObject* list, int id, const char* fn, const char* nullLog)
+int serviceFindRule(TreeMapObject* list, int id, const char* fn, const char* nullLog)
 {
     for (unsigned i = 0; i < list->len(); ++i) {
         FalTree entry(list->at(i));
-        if (svcIsNull(entry.get())) {
+        if (serviceIsNull(entry.get())) {
             if (nullLog)
                 Logger::print(LOG_TYPE_INFO, SVC_LOG, nullLog, fn, i);
             continue;
@@ -141,36 +134,27 @@ int svcFindRule(TreeMapObject* list, int id, const char* fn, const char* nullLog
     return -1;
 }
 
-_FAL_RSP_T* svcReadObject(const _FAL_REQ_T* req, unsigned rspApiType, unsigned msgId, const SvcRead& how)
+_FAL_RSP_T* serviceReadObject(const _FAL_REQ_T* req, unsigned rspApiType, unsigned msgId, const SvcRead& how)
 {
-    SvcTrace trace(how.fn, how.trace);
-    _FAL_RSP_T* rsp = svcResponse(req, rspApiType, msgId, false, how.noResponseLog ? how.noResponseLog : SVC_NO_RESPONSE);
+    FalTrace trace(SVC_LOG, how.fn, how.trace);
+    _FAL_RSP_T* rsp = serviceResponse(req, rspApiType, msgId, false, how.noResponseLog ? how.noResponseLog : SVC_NO_RESPONSE);
     if (!rsp)
         return nullptr;
     FalLock lock(API_TYPE_SERVICE, how.key, req->requester);
-    svcLockOrAnswer(lock, rsp, how.failStatus, how.failMessage, how.failLog);
+    serviceLockOrAnswer(lock, rsp, how.failStatus, how.failMessage, how.failLog);
     if (lock)
         rsp->data = lock->clone(nullptr);
     return rsp;
 }
 
-_FAL_RSP_T* svcProbeLock(unsigned apiType, unsigned msgId)
-{
-    _FAL_RSP_T* rsp = svcNewResponse(apiType, msgId, false);
-    if (!rsp)
-        return nullptr;
-    FalLock lock(API_TYPE_SERVICE, "", "default");
-    svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, "failed to get database");
-    return rsp;
-}
 
-bool svcAppendWithinLimit(_FAL_RSP_T* rsp, FalLock& lock, TreeMapObject* rules, TreeMapObject* body,
+bool serviceAppendWithinLimit(_FAL_RSP_T* rsp, FalLock& lock, TreeMapObject* rules, TreeMapObject* body,
                           const char* saveFailLog)
 {
-    svcAnswer(rsp, FAL_FAILED);
+    falAnswer(rsp, FAL_FAILED);
     if (lock->get<int>("maxRules") <= int(rules->len())) {
         Logger::print(LOG_TYPE_ERROR, SVC_LOG, "rules list is full\n");
-        svcDropData(rsp);
+        serviceDropData(rsp);
         return false;
     }
     int id = handleFindNewArrayItemId(rules, "id");
@@ -180,108 +164,108 @@ bool svcAppendWithinLimit(_FAL_RSP_T* rsp, FalLock& lock, TreeMapObject* rules, 
     if (!lock.save()) {
         if (saveFailLog)
             Logger::print(LOG_TYPE_ERROR, SVC_LOG, "%s", saveFailLog);
-        svcDropData(rsp);
+        serviceDropData(rsp);
         return false;
     }
-    svcAnswer(rsp, FAL_CREATED);
+    falAnswer(rsp, FAL_CREATED);
     rsp->data->set("id", id);
     return true;
 }
 
-_FAL_RSP_T* svcEmptyList(const _FAL_REQ_T* req, const char* fn, const char* key, const char* member, unsigned msgId,
+_FAL_RSP_T* serviceEmptyList(const _FAL_REQ_T* req, const char* fn, const char* key, const char* member, unsigned msgId,
                          FAL_STATUS_T failStatus, const char* failMessage)
 {
-    SvcTrace trace(fn);
-    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, msgId, false);
+    FalTrace trace(SVC_LOG, fn, FAL_TRACE_WORD_FIRST);
+    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, msgId, false);
     if (!rsp)
         return nullptr;
     FalLock lock(API_TYPE_SERVICE, key, req->requester);
-    svcLockOrAnswer(lock, rsp, failStatus, failMessage);
+    serviceLockOrAnswer(lock, rsp, failStatus, failMessage);
     if (!lock)
         return rsp;
     FalTree empty(new TreeMapObject(true));
     lock->set(member, empty.get());
-    svcAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
+    falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
     return rsp;
 }
 
-_FAL_RSP_T* svcSetActive(const _FAL_REQ_T* req, const char* fn, const char* key, unsigned msgId, bool nullWithoutBody)
+_FAL_RSP_T* serviceSetActive(const _FAL_REQ_T* req, const char* fn, const char* key, unsigned msgId, bool nullWithoutBody)
 {
     if (nullWithoutBody && (!req || !req->body))
         return nullptr;
-    SvcTrace trace(fn);
-    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, msgId, false);
-    if (!rsp || svcLacksBody(rsp, req))
+    FalTrace trace(SVC_LOG, fn, FAL_TRACE_WORD_FIRST);
+    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, msgId, false);
+    if (!rsp || serviceLacksBody(rsp, req))
         return rsp;
     FalLock lock(API_TYPE_SERVICE, key, req->requester);
-    svcLockOrAnswer(lock, rsp, FAL_FAILED);
+    serviceLockOrAnswer(lock, rsp, FAL_FAILED);
     if (!lock)
         return rsp;
     lock->set("active", req->body->get<bool>("active"));
-    svcAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
+    falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
     return rsp;
 }
 
-_FAL_RSP_T* svcDeleteOnePositional(const _FAL_REQ_T* req, const char* fn, const char* key, const char* member,
+_FAL_RSP_T* serviceDeleteOnePositional(const _FAL_REQ_T* req, const char* fn, const char* key, const char* member,
                                    unsigned msgId)
 {
-    SvcTrace trace(fn);
-    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, msgId, false);
+    FalTrace trace(SVC_LOG, fn, FAL_TRACE_WORD_FIRST);
+    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, msgId, false);
     if (!rsp)
         return nullptr;
-    int ruleId = svcRuleIdPositional(req);
+    int ruleId = serviceRuleIdPositional(req);
     FalLock lock(API_TYPE_SERVICE, key, req->requester);
-    svcLockOrAnswer(lock, rsp, FAL_FAILED);
+    serviceLockOrAnswer(lock, rsp, FAL_FAILED);
     if (!lock)
         return rsp;
-    FalTree list = svcArray(lock.get(), member);
+    FalTree list = serviceArray(lock.get(), member);
     if (!list) {
-        svcAnswer(rsp, FAL_DB_ERROR);
+        falAnswer(rsp, FAL_DB_ERROR);
         return rsp;
     }
-    int index = svcFindRule(list.get(), ruleId);
+    int index = serviceFindRule(list.get(), ruleId);
     if (index >= 0)
         list->delArrayItem(unsigned(index));
-    svcAnswer(rsp, lock.save() ? FAL_DELETED : FAL_FAILED);
+    falAnswer(rsp, lock.save() ? FAL_DELETED : FAL_FAILED);
     return rsp;
 }
 
-_FAL_RSP_T* svcDeleteOneFirstWins(const _FAL_REQ_T* req, const char* fn, const char* key, unsigned msgId,
+_FAL_RSP_T* serviceDeleteOneFirstWins(const _FAL_REQ_T* req, const char* fn, const char* key, unsigned msgId,
                                   const SvcDeleteOneTexts& texts)
 {
-    SvcTrace trace(fn, texts.trace);
-    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, msgId, false, texts.noResponseLog);
+    FalTrace trace(SVC_LOG, fn, texts.trace);
+    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, msgId, false, texts.noResponseLog);
     if (!rsp)
         return nullptr;
-    svcAnswer(rsp, FAL_DELETED, "Record Deleted");
+    falAnswer(rsp, FAL_DELETED, "Record Deleted");
     int ruleId = 0;
-    svcRuleIdFirstWins(req, ruleId);
+    serviceRuleIdFirstWins(req, ruleId);
     FalLock lock(API_TYPE_SERVICE, key, req->requester);
-    svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, texts.lockFailed);
+    serviceLockOrAnswer(lock, rsp, FAL_DB_ERROR, texts.lockFailed);
     if (!lock)
         return rsp;
-    FalTree rules = svcArray(lock.get(), "rules");
+    FalTree rules = serviceArray(lock.get(), "rules");
     if (!rules) {
-        svcAnswer(rsp, FAL_DB_ERROR, texts.noRules);
+        falAnswer(rsp, FAL_DB_ERROR, texts.noRules);
         return rsp;
     }
-    int index = svcFindRule(rules.get(), ruleId, fn, texts.nullEntryLog);
+    int index = serviceFindRule(rules.get(), ruleId, fn, texts.nullEntryLog);
     if (index < 0) {
-        svcAnswer(rsp, FAL_NOT_FOUND, texts.notFound);
+        falAnswer(rsp, FAL_NOT_FOUND, texts.notFound);
         return rsp;
     }
     rules->delArrayItem(unsigned(index));
     if (!lock.save())
-        svcAnswer(rsp, FAL_DB_ERROR, "failed to save database");
+        falAnswer(rsp, FAL_DB_ERROR, "failed to save database");
     return rsp;
 }
 
-void svcDisconnectAddress(const char* address, bool active, const char* requester, const char* saveFailLog)
+void serviceDisconnectAddress(const char* address, bool active, const char* requester, const char* saveFailLog)
 {
     FalLock devices(API_TYPE_GATEWAY, "connectedDevices", requester);
     for (unsigned i = 0; devices && i < devices->len(); ++i) {
         FalTree device(devices->at(i));
-        if (svcIsNull(device.get()))
+        if (serviceIsNull(device.get()))
             continue;
         const char* ip = device->get<const char*>("ipAddress");
         if (sameText(ip, address) && active)

@@ -24,63 +24,56 @@ extern const char* const SVC_NO_OBJECT_PLAIN;    // "No object found in txt repo
 // Logged when a request needed for the operation is missing.
 extern const char* const SVC_NULL_REQUEST;       // "Received NULL request or no request body ...\n"
 
-// Entry and exit traces of an operation, at type 0.
-class SvcTrace : public FalTrace {
-public:
-    explicit SvcTrace(const char* fn, FAL_TRACE_T style = FAL_TRACE_WORD_FIRST) : FalTrace(SVC_LOG, fn, style) {}
-};
 
 // Response id of the operations that answer with their request's id + 1.
 constexpr unsigned SVC_REQUEST_ID_PLUS_ONE = 0;
 
 // A new response with a constant id; when it cannot be made, logs `failLog` at type 3 and yields
 // null. The operations that answer a null request themselves make their response with it.
-_FAL_RSP_T* svcNewResponse(unsigned apiType, unsigned msgId, bool withData, const char* failLog = SVC_NO_RESPONSE);
-// A new response for the request (null for a null request), as svcNewResponse.
-_FAL_RSP_T* svcResponse(const _FAL_REQ_T* req, unsigned apiType, unsigned msgId, bool withData,
+_FAL_RSP_T* serviceNewResponse(unsigned apiType, unsigned msgId, bool withData, const char* failLog = SVC_NO_RESPONSE);
+// A new response for the request (null for a null request), as serviceNewResponse.
+_FAL_RSP_T* serviceResponse(const _FAL_REQ_T* req, unsigned apiType, unsigned msgId, bool withData,
                         const char* failLog = SVC_NO_RESPONSE);
 
-// Sets the status, and the message when one is given.
-void svcAnswer(_FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message = nullptr);
 // Removes the response's data.
-void svcDropData(_FAL_RSP_T* rsp);
+void serviceDropData(_FAL_RSP_T* rsp);
 // Answers 10 "Bad request" and yields true when the request has no body.
-bool svcLacksBody(_FAL_RSP_T* rsp, const _FAL_REQ_T* req);
+bool serviceLacksBody(_FAL_RSP_T* rsp, const _FAL_REQ_T* req);
 // Answers 10 "Bad request" and yields true unless `entries` is an array of objects.
-bool svcRefusesEntries(_FAL_RSP_T* rsp, TreeMapObject* entries);
+bool serviceRefusesEntries(_FAL_RSP_T* rsp, TreeMapObject* entries);
 // Answers 10 with `message` and yields true when the request or (with `needBody`) its body is
 // missing.
-bool svcRefusesRequest(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, const char* message, bool needBody = true);
+bool serviceRefusesRequest(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, const char* message, bool needBody = true);
 
 // Locks a service object; on failure logs `failLog` (type 3, when given) and answers the status
 // and message. The caller tests the guard.
-void svcLockOrAnswer(FalLock& lock, _FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message = nullptr,
+void serviceLockOrAnswer(FalLock& lock, _FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message = nullptr,
                      const char* failLog = SVC_NO_OBJECT);
 
 // The array member of an object, or null when it is missing or not an array.
-FalTree svcArray(TreeMapObject* obj, const char* member);
+FalTree serviceArray(TreeMapObject* obj, const char* member);
 
 // A new object holding "id".
-TreeMapObject* svcIdObject(int id);
+TreeMapObject* serviceIdObject(int id);
 
 // Rule id of the request: every "@ruleId" through atoi, the last one counting (none: 0).
-int svcRuleIdLastWins(const _FAL_REQ_T* req);
+int serviceRuleIdLastWins(const _FAL_REQ_T* req);
 // Rule id of the request: the first "@ruleId" (BE_PairVal2, BE_StrTo<int>); false when it is
 // missing or empty (id then 0).
-bool svcRuleIdFirstWins(const _FAL_REQ_T* req, int& id);
+bool serviceRuleIdFirstWins(const _FAL_REQ_T* req, int& id);
 // Rule id of the request: the value of its first parameter, whatever its name (none: 0).
-int svcRuleIdPositional(const _FAL_REQ_T* req);
+int serviceRuleIdPositional(const _FAL_REQ_T* req);
 
 // Largest "id" among the entries + 1 (0 for an empty list). With integerIdsOnly, entries whose
 // "id" is not an integer are skipped; otherwise they count as id 0.
-int svcLargestIdPlusOne(TreeMapObject* list, bool integerIdsOnly = false);
+int serviceLargestIdPlusOne(TreeMapObject* list, bool integerIdsOnly = false);
 
 // Index of the first entry whose "id" is `id`, or -1. Null entries are skipped; when `nullLog`
 // is given, each is logged at type 1 with `fn` and its index.
-int svcFindRule(TreeMapObject* list, int id, const char* fn = nullptr, const char* nullLog = nullptr);
+int serviceFindRule(TreeMapObject* list, int id, const char* fn = nullptr, const char* nullLog = nullptr);
 
 // Whether the handle is missing or holds JSON null.
-inline bool svcIsNull(TreeMapObject* entry)
+inline bool serviceIsNull(TreeMapObject* entry)
 {
     return !entry || entry->isNull();
 }
@@ -96,31 +89,28 @@ struct SvcRead {
     const char* failLog;
     const char* noResponseLog;
 };
-_FAL_RSP_T* svcReadObject(const _FAL_REQ_T* req, unsigned rspApiType, unsigned msgId, const SvcRead& how);
+_FAL_RSP_T* serviceReadObject(const _FAL_REQ_T* req, unsigned rspApiType, unsigned msgId, const SvcRead& how);
 
-// Locks the whole service document as "default" and releases it again: 8 "failed to get
-// database" when it cannot be locked, else 0. The request is not looked at.
-_FAL_RSP_T* svcProbeLock(unsigned apiType, unsigned msgId);
 
 // The create of the lists with a limit: appends a copy of the body with an id from
 // handleFindNewArrayItemId while `rules` holds fewer entries than the object's "maxRules", and
 // saves. Yields true with status 1 and "id" in the data; otherwise answers 4 and drops the data
 // (a full list is logged, a failed save logged with `saveFailLog` when given).
-bool svcAppendWithinLimit(_FAL_RSP_T* rsp, FalLock& lock, TreeMapObject* rules, TreeMapObject* body,
+bool serviceAppendWithinLimit(_FAL_RSP_T* rsp, FalLock& lock, TreeMapObject* rules, TreeMapObject* body,
                           const char* saveFailLog);
 
 // Whole-list operations shared by the rule lists. Each locks the list object `key`; a failed lock
 // answers `failStatus` (with `failMessage` when given).
 
 // Replaces the list member with a new empty array and saves: 0, or 4 when the save failed.
-_FAL_RSP_T* svcEmptyList(const _FAL_REQ_T* req, const char* fn, const char* key, const char* member, unsigned msgId,
+_FAL_RSP_T* serviceEmptyList(const _FAL_REQ_T* req, const char* fn, const char* key, const char* member, unsigned msgId,
                          FAL_STATUS_T failStatus, const char* failMessage);
 // Sets the object's "active" to the body's and saves: 0, or 4 when the save failed; a failed lock
 // answers 4. A request without a body gets no response with `nullWithoutBody`, else 10.
-_FAL_RSP_T* svcSetActive(const _FAL_REQ_T* req, const char* fn, const char* key, unsigned msgId, bool nullWithoutBody);
+_FAL_RSP_T* serviceSetActive(const _FAL_REQ_T* req, const char* fn, const char* key, unsigned msgId, bool nullWithoutBody);
 // Removes the first entry whose "id" is the positional rule id and saves, found or not: 3, or 4
 // when the save failed; a failed lock answers 4, a missing list 8.
-_FAL_RSP_T* svcDeleteOnePositional(const _FAL_REQ_T* req, const char* fn, const char* key, const char* member,
+_FAL_RSP_T* serviceDeleteOnePositional(const _FAL_REQ_T* req, const char* fn, const char* key, const char* member,
                                    unsigned msgId);
 
 // The messages of a DeleteOne that takes the first "@ruleId" (missing: 0) and starts as
@@ -135,13 +125,13 @@ struct SvcDeleteOneTexts {
 };
 // Removes the first entry of "rules" with the rule id and saves (a failed save answers 8
 // "failed to save database").
-_FAL_RSP_T* svcDeleteOneFirstWins(const _FAL_REQ_T* req, const char* fn, const char* key, unsigned msgId,
+_FAL_RSP_T* serviceDeleteOneFirstWins(const _FAL_REQ_T* req, const char* fn, const char* key, unsigned msgId,
                                   const SvcDeleteOneTexts& texts);
 
 // The address pass over the gateway's connected devices: when `active`, every device whose
 // "ipAddress" equals `address` is marked disconnected. The gateway document is saved (a failure
 // is logged with `saveFailLog`) and released.
-void svcDisconnectAddress(const char* address, bool active, const char* requester, const char* saveFailLog);
+void serviceDisconnectAddress(const char* address, bool active, const char* requester, const char* saveFailLog);
 
 // Name of the log snapshot written at `when`: "www/files/log/syslog." + DDMMYY (UTC) + ".log".
 std::string serviceLogFileName(time_t when);

@@ -42,26 +42,26 @@ std::string serviceLogFileName(time_t when)
 
 _FAL_RSP_T* FalServiceLdb::ServiceLogGet(_FAL_REQ_T* req)
 {
-    _FAL_RSP_T* rsp = svcResponse(req, apiType, 111, true);
+    _FAL_RSP_T* rsp = serviceResponse(req, apiType, 111, true);
     if (!rsp)
         return nullptr;
     FalLock lock(API_TYPE_SERVICE, "log", req->requester);
-    svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, "cannot load database");
+    serviceLockOrAnswer(lock, rsp, FAL_DB_ERROR, "cannot load database");
     if (!lock)
         return rsp;
-    svcDropData(rsp);
+    serviceDropData(rsp);
     rsp->data = lock->clone(nullptr);
     return rsp;
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceLogChange(_FAL_REQ_T* req)
 {
-    SvcTrace trace("ServiceLogChange");
-    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 113, false);
-    if (!rsp || svcLacksBody(rsp, req))
+    FalTrace trace(SVC_LOG, "ServiceLogChange", FAL_TRACE_WORD_FIRST);
+    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, 113, false);
+    if (!rsp || serviceLacksBody(rsp, req))
         return rsp;
     FalLock lock(API_TYPE_SERVICE, "log", req->requester);
-    svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, nullptr, "Cannot get object from log file.\n");
+    serviceLockOrAnswer(lock, rsp, FAL_DB_ERROR, nullptr, "Cannot get object from log file.\n");
     if (!lock)
         return rsp;
     // Only settings the stored object already has are changed.
@@ -71,14 +71,14 @@ _FAL_RSP_T* FalServiceLdb::ServiceLogChange(_FAL_REQ_T* req)
         if (stored && given)
             lock->set(member, given.get());
     }
-    svcAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
+    falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
     return rsp;
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceLogSave(_FAL_REQ_T* req)
 {
-    SvcTrace trace("ServiceLogSave");
-    _FAL_RSP_T* rsp = svcResponse(req, apiType, 111, false);
+    FalTrace trace(SVC_LOG, "ServiceLogSave", FAL_TRACE_WORD_FIRST);
+    _FAL_RSP_T* rsp = serviceResponse(req, apiType, 111, false);
     if (!rsp)
         return nullptr;
     FalTree reply(new TreeMapObject(false));
@@ -97,24 +97,24 @@ _FAL_RSP_T* FalServiceLdb::ServiceLogSave(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServiceLogClear(_FAL_REQ_T*)
 {
-    SvcTrace trace("ServiceLogClear");
-    return svcProbeLock(apiType, 169);
+    FalTrace trace(SVC_LOG, "ServiceLogClear", FAL_TRACE_WORD_FIRST);
+    return falProbe(apiType, 169, API_TYPE_SERVICE);
 }
 
 // ---- Diagnostics ------------------------------------------------------------------------------
 
 _FAL_RSP_T* FalServiceLdb::ServiceDiagnosticsPing(_FAL_REQ_T* req)
 {
-    _FAL_RSP_T* rsp = svcResponse(req, apiType, 117, false);
-    if (!rsp || svcLacksBody(rsp, req))
+    _FAL_RSP_T* rsp = serviceResponse(req, apiType, 117, false);
+    if (!rsp || serviceLacksBody(rsp, req))
         return rsp;
     FalLock lock(API_TYPE_SERVICE, "diagnostics", req->requester);
-    svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, "failed to load database");
+    serviceLockOrAnswer(lock, rsp, FAL_DB_ERROR, "failed to load database");
     if (!lock)
         return rsp;
     FalTree ping(lock->get("ping"));
     if (!ping) {
-        svcAnswer(rsp, FAL_DB_ERROR, "failed to get ping data");
+        falAnswer(rsp, FAL_DB_ERROR, "failed to get ping data");
         return rsp;
     }
     // Every ping succeeds as often as it was asked to.
@@ -126,39 +126,39 @@ _FAL_RSP_T* FalServiceLdb::ServiceDiagnosticsPing(_FAL_REQ_T* req)
     ping->set("msg.[1]", "bbb bbb bbb");
     rsp->data = ping->clone(nullptr);
     if (!lock.save()) {
-        svcAnswer(rsp, FAL_DB_ERROR, "failed to save database");
+        falAnswer(rsp, FAL_DB_ERROR, "failed to save database");
         return rsp;
     }
-    svcAnswer(rsp, FAL_OK);
+    falAnswer(rsp, FAL_OK);
     rsp->data->dump("");
     return rsp;
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceDiagnosticsTraceroute(_FAL_REQ_T* req)
 {
-    SvcTrace trace("ServiceDiagnosticsTraceroute");
-    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 119, false);
-    if (!rsp || svcLacksBody(rsp, req))
+    FalTrace trace(SVC_LOG, "ServiceDiagnosticsTraceroute", FAL_TRACE_WORD_FIRST);
+    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, 119, false);
+    if (!rsp || serviceLacksBody(rsp, req))
         return rsp;
     FalLock lock(API_TYPE_SERVICE, "diagnostics", req->requester);
-    svcLockOrAnswer(lock, rsp, FAL_FAILED);
+    serviceLockOrAnswer(lock, rsp, FAL_FAILED);
     if (!lock)
         return rsp;
     // The target and the maximum TTL are not used: no route is traced.
     lock->set("traceRoute.status", "Requested");
     rsp->data = lock->clone("traceRoute");
-    svcAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
+    falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
     return rsp;
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceDiagnosticsRoutehops(_FAL_REQ_T* req)
 {
-    SvcTrace trace("ServiceDiagnosticsRoutehops");
-    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 121, false);
+    FalTrace trace(SVC_LOG, "ServiceDiagnosticsRoutehops", FAL_TRACE_WORD_FIRST);
+    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, 121, false);
     if (!rsp)
         return nullptr;
     FalLock lock(API_TYPE_SERVICE, "diagnostics", req->requester);
-    svcLockOrAnswer(lock, rsp, FAL_FAILED);
+    serviceLockOrAnswer(lock, rsp, FAL_FAILED);
     if (lock)
         rsp->data = lock->clone("routeHops");
     return rsp;

@@ -8,14 +8,14 @@ namespace {
 // The read of a single object: a failed lock answers 4.
 _FAL_RSP_T* readSingle(_FAL_REQ_T* req, const char* fn, const char* key, unsigned msgId)
 {
-    return svcReadObject(req, API_TYPE_SERVICE, msgId,
+    return serviceReadObject(req, API_TYPE_SERVICE, msgId,
                          {fn, key, FAL_FAILED, nullptr, FAL_TRACE_WORD_FIRST, SVC_NO_OBJECT, SVC_NO_RESPONSE});
 }
 
 // The DDNS and DMZ reads trace and log in the other style.
 _FAL_RSP_T* readSingleNameFirst(_FAL_REQ_T* req, const char* fn, const char* key)
 {
-    return svcReadObject(req, API_TYPE_SERVICE, SVC_REQUEST_ID_PLUS_ONE,
+    return serviceReadObject(req, API_TYPE_SERVICE, SVC_REQUEST_ID_PLUS_ONE,
                          {fn, key, FAL_FAILED, nullptr, FAL_TRACE_NAME_FIRST, SVC_NO_OBJECT_PLAIN,
                           SVC_NO_RESPONSE_PLAIN});
 }
@@ -25,16 +25,16 @@ _FAL_RSP_T* readSingleNameFirst(_FAL_REQ_T* req, const char* fn, const char* key
 _FAL_RSP_T* copyMembers(_FAL_REQ_T* req, const char* fn, const char* key, unsigned msgId,
                         std::initializer_list<const char*> members)
 {
-    SvcTrace trace(fn);
-    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, msgId, false);
-    if (!rsp || svcLacksBody(rsp, req))
+    FalTrace trace(SVC_LOG, fn, FAL_TRACE_WORD_FIRST);
+    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, msgId, false);
+    if (!rsp || serviceLacksBody(rsp, req))
         return rsp;
     FalLock lock(API_TYPE_SERVICE, key, req->requester);
-    svcLockOrAnswer(lock, rsp, FAL_FAILED);
+    serviceLockOrAnswer(lock, rsp, FAL_FAILED);
     if (!lock)
         return rsp;
     copyPresent(lock.get(), req->body, members);
-    svcAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
+    falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
     return rsp;
 }
 
@@ -49,12 +49,12 @@ _FAL_RSP_T* FalServiceLdb::ServiceDdnsGet(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServiceDdnsUpdate(_FAL_REQ_T* req)
 {
-    SvcTrace trace("ServiceDdnsUpdate");
-    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 67, false);
-    if (!rsp || svcLacksBody(rsp, req))
+    FalTrace trace(SVC_LOG, "ServiceDdnsUpdate", FAL_TRACE_WORD_FIRST);
+    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, 67, false);
+    if (!rsp || serviceLacksBody(rsp, req))
         return rsp;
     FalLock lock(API_TYPE_SERVICE, "ddns", req->requester);
-    svcLockOrAnswer(lock, rsp, FAL_DB_ERROR);
+    serviceLockOrAnswer(lock, rsp, FAL_DB_ERROR);
     if (!lock)
         return rsp;
     lock->set("active", req->body->get<bool>("active"));
@@ -62,7 +62,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceDdnsUpdate(_FAL_REQ_T* req)
                    {"configuration.currentProvider", "configuration.username", "configuration.password",
                     "configuration.hostname", "configuration.token"});
     rsp->data = lock->clone("result");
-    svcAnswer(rsp, rsp->data ? FAL_OK : FAL_FAILED);
+    falAnswer(rsp, rsp->data ? FAL_OK : FAL_FAILED);
     lock.save();
     return rsp;
 }
@@ -76,17 +76,17 @@ _FAL_RSP_T* FalServiceLdb::ServiceDmzGet(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServiceDmzUpdate(_FAL_REQ_T* req)
 {
-    SvcTrace trace("ServiceDmzUpdate");
-    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 85, false);
-    if (!rsp || svcLacksBody(rsp, req))
+    FalTrace trace(SVC_LOG, "ServiceDmzUpdate", FAL_TRACE_WORD_FIRST);
+    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, 85, false);
+    if (!rsp || serviceLacksBody(rsp, req))
         return rsp;
     FalLock lock(API_TYPE_SERVICE, "dmz", req->requester);
-    svcLockOrAnswer(lock, rsp, FAL_FAILED);
+    serviceLockOrAnswer(lock, rsp, FAL_FAILED);
     if (!lock)
         return rsp;
     lock->set("active", req->body->get<bool>("active"));
     lock->set("destination", req->body->get<const char*>("destination"));
-    svcAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
+    falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
     return rsp;
 }
 
@@ -99,16 +99,16 @@ _FAL_RSP_T* FalServiceLdb::ServiceRipGet(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServiceRipUpdate(_FAL_REQ_T* req)
 {
-    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 89, false);
-    if (!rsp || svcLacksBody(rsp, req))
+    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, 89, false);
+    if (!rsp || serviceLacksBody(rsp, req))
         return rsp;
     FalLock document(API_TYPE_SERVICE, "", req->requester);
-    svcLockOrAnswer(document, rsp, FAL_DB_ERROR, "failed to load database");
+    serviceLockOrAnswer(document, rsp, FAL_DB_ERROR, "failed to load database");
     if (!document)
         return rsp;
     document->set("rip", req->body);
     if (!document.save())
-        svcAnswer(rsp, FAL_DB_ERROR, "failed to save database");
+        falAnswer(rsp, FAL_DB_ERROR, "failed to save database");
     return rsp;
 }
 
@@ -122,21 +122,21 @@ _FAL_RSP_T* FalServiceLdb::ServiceUpnpGet(_FAL_REQ_T* req)
 _FAL_RSP_T* FalServiceLdb::ServiceUpnpUpdate(_FAL_REQ_T* req)
 {
     const char* fn = "ServiceUpnpUpdate";
-    SvcTrace trace(fn);
-    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 107, false);
-    if (!rsp || svcLacksBody(rsp, req))
+    FalTrace trace(SVC_LOG, fn, FAL_TRACE_WORD_FIRST);
+    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, 107, false);
+    if (!rsp || serviceLacksBody(rsp, req))
         return rsp;
     FalLock upnp(API_TYPE_SERVICE, "upnp", req->requester);
-    svcLockOrAnswer(upnp, rsp, FAL_FAILED);
+    serviceLockOrAnswer(upnp, rsp, FAL_FAILED);
     if (!upnp)
         return rsp;
     bool active = req->body->get<bool>("active");
     copyPresent(upnp.get(), req->body, {"active", "interval", "ttl"});
     if (!upnp.save()) {
-        svcAnswer(rsp, FAL_FAILED);
+        falAnswer(rsp, FAL_FAILED);
         return rsp;
     }
-    svcAnswer(rsp, FAL_OK);
+    falAnswer(rsp, FAL_OK);
     // Switching UPnP off drops its port mappings.
     FalLock mappings(API_TYPE_SERVICE, "upnpPortmapping", req->requester);
     if (!mappings) {
@@ -165,12 +165,12 @@ _FAL_RSP_T* FalServiceLdb::ServiceAlgGet(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServiceAlgUpdate(_FAL_REQ_T* req)
 {
-    SvcTrace trace("ServiceAlgUpdate");
-    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 125, false);
-    if (!rsp || svcLacksBody(rsp, req) || svcRefusesEntries(rsp, req->body))
+    FalTrace trace(SVC_LOG, "ServiceAlgUpdate", FAL_TRACE_WORD_FIRST);
+    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, 125, false);
+    if (!rsp || serviceLacksBody(rsp, req) || serviceRefusesEntries(rsp, req->body))
         return rsp;
     FalLock gateways(API_TYPE_SERVICE, "alg", req->requester);
-    svcLockOrAnswer(gateways, rsp, FAL_FAILED);
+    serviceLockOrAnswer(gateways, rsp, FAL_FAILED);
     if (!gateways)
         return rsp;
     // Matched entries are replaced whole but keep their stored name; unknown ids are dropped.
@@ -183,7 +183,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceAlgUpdate(_FAL_REQ_T* req)
         entry->set("displayName", stored->get<const char*>("displayName"));
         gateways->setArrayItem(unsigned(index), entry.get());
     }
-    svcAnswer(rsp, gateways.save() ? FAL_OK : FAL_FAILED);
+    falAnswer(rsp, gateways.save() ? FAL_OK : FAL_FAILED);
     return rsp;
 }
 

@@ -9,27 +9,27 @@
 
 _FAL_RSP_T* FalServiceLdb::ServiceWolList(_FAL_REQ_T* req)
 {
-    return svcReadObject(req, API_TYPE_SERVICE, SVC_REQUEST_ID_PLUS_ONE,
+    return serviceReadObject(req, API_TYPE_SERVICE, SVC_REQUEST_ID_PLUS_ONE,
                          {"ServiceWolList", "wol", FAL_FAILED, nullptr, FAL_TRACE_NAME_FIRST, SVC_NO_OBJECT,
                           SVC_NO_RESPONSE_PLAIN});
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceWolUpdate(_FAL_REQ_T* req)
 {
-    SvcTrace trace("ServiceWolUpdate");
-    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 71, true);
-    if (!rsp || svcLacksBody(rsp, req))
+    FalTrace trace(SVC_LOG, "ServiceWolUpdate", FAL_TRACE_WORD_FIRST);
+    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, 71, true);
+    if (!rsp || serviceLacksBody(rsp, req))
         return rsp;
     FalTree given(req->body->get("rules"));
-    if (given && svcRefusesEntries(rsp, given.get()))
+    if (given && serviceRefusesEntries(rsp, given.get()))
         return rsp;
     FalLock lock(API_TYPE_SERVICE, "wol", req->requester);
-    svcLockOrAnswer(lock, rsp, FAL_DB_ERROR);
+    serviceLockOrAnswer(lock, rsp, FAL_DB_ERROR);
     if (!lock)
         return rsp;
     FalTree stored(lock->get("rules"));
     if (stored && !stored->isArray()) {
-        svcAnswer(rsp, FAL_DB_ERROR);
+        falAnswer(rsp, FAL_DB_ERROR);
         return rsp;
     }
     lock->set("active", req->body->get<bool>("active"));
@@ -59,11 +59,11 @@ _FAL_RSP_T* FalServiceLdb::ServiceWolUpdate(_FAL_REQ_T* req)
         }
     }
     if (!lock.save()) {
-        svcAnswer(rsp, FAL_FAILED);
-        svcDropData(rsp);
+        falAnswer(rsp, FAL_FAILED);
+        serviceDropData(rsp);
         return rsp;
     }
-    svcAnswer(rsp, FAL_OK);
+    falAnswer(rsp, FAL_OK);
     rsp->data->set("created", created.get());
     rsp->data->set("updated", updated.get());
     return rsp;
@@ -71,48 +71,48 @@ _FAL_RSP_T* FalServiceLdb::ServiceWolUpdate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServiceWolCreate(_FAL_REQ_T* req)
 {
-    SvcTrace trace("ServiceWolCreate");
-    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 73, true);
-    if (!rsp || svcLacksBody(rsp, req))
+    FalTrace trace(SVC_LOG, "ServiceWolCreate", FAL_TRACE_WORD_FIRST);
+    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, 73, true);
+    if (!rsp || serviceLacksBody(rsp, req))
         return rsp;
     FalLock lock(API_TYPE_SERVICE, "wol", req->requester);
-    svcLockOrAnswer(lock, rsp, FAL_FAILED);
+    serviceLockOrAnswer(lock, rsp, FAL_FAILED);
     if (!lock)
         return rsp;
-    FalTree rules = svcArray(lock.get(), "rules");
+    FalTree rules = serviceArray(lock.get(), "rules");
     if (!rules) {
         Logger::print(LOG_TYPE_ERROR, SVC_LOG, "list of rules does not exist\n");
-        svcAnswer(rsp, FAL_FAILED);
-        svcDropData(rsp);
+        falAnswer(rsp, FAL_FAILED);
+        serviceDropData(rsp);
         return rsp;
     }
-    int id = svcLargestIdPlusOne(rules.get());
+    int id = serviceLargestIdPlusOne(rules.get());
     FalTree rule(req->body->clone(nullptr));
     rule->set("id", id);
     rules->addArrayItem(rule.get());
     if (!lock.save()) {
-        svcAnswer(rsp, FAL_FAILED);
+        falAnswer(rsp, FAL_FAILED);
         return rsp;
     }
-    svcAnswer(rsp, FAL_CREATED);
+    falAnswer(rsp, FAL_CREATED);
     rsp->data->set("id", id);
     return rsp;
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceWolDeleteOne(_FAL_REQ_T* req)
 {
-    return svcDeleteOnePositional(req, "ServiceWolDeleteOne", "wol", "rules", 75);
+    return serviceDeleteOnePositional(req, "ServiceWolDeleteOne", "wol", "rules", 75);
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceWolDeleteAll(_FAL_REQ_T* req)
 {
-    return svcEmptyList(req, "ServiceWolDeleteAll", "wol", "rules", 77, FAL_FAILED, nullptr);
+    return serviceEmptyList(req, "ServiceWolDeleteAll", "wol", "rules", 77, FAL_FAILED, nullptr);
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceWolWakeon(_FAL_REQ_T*)
 {
-    SvcTrace trace("ServiceWolWakeon");
-    _FAL_RSP_T* rsp = svcNewResponse(API_TYPE_SERVICE, 79, false);
+    FalTrace trace(SVC_LOG, "ServiceWolWakeon", FAL_TRACE_WORD_FIRST);
+    _FAL_RSP_T* rsp = serviceNewResponse(API_TYPE_SERVICE, 79, false);
     if (!rsp)
         return nullptr;
     sleep(3);
@@ -121,7 +121,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceWolWakeon(_FAL_REQ_T*)
 
 _FAL_RSP_T* FalServiceLdb::ServiceWolActive(_FAL_REQ_T* req)
 {
-    return svcSetActive(req, "ServiceWolActive", "wol", 81, false);
+    return serviceSetActive(req, "ServiceWolActive", "wol", 81, false);
 }
 
 // ---- Static routes ----------------------------------------------------------------------------
@@ -150,7 +150,7 @@ FalTree routeEntry(int id, TreeMapObject* body, bool typed)
 
 _FAL_RSP_T* FalServiceLdb::ServiceStaticrouteList(_FAL_REQ_T* req)
 {
-    return svcReadObject(req, API_TYPE_SERVICE, 91,
+    return serviceReadObject(req, API_TYPE_SERVICE, 91,
                          {"ServiceStaticrouteList", "staticRoute", FAL_FAILED, nullptr, FAL_TRACE_WORD_FIRST,
                           SVC_NO_OBJECT, SVC_NO_RESPONSE});
 }
@@ -162,74 +162,74 @@ _FAL_RSP_T* FalServiceLdb::ServiceStaticrouteUpdate(_FAL_REQ_T*)
 
 _FAL_RSP_T* FalServiceLdb::ServiceStaticroutePatch(_FAL_REQ_T* req)
 {
-    SvcTrace trace("ServiceStaticroutePatch");
-    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 95, false);
-    if (!rsp || svcLacksBody(rsp, req))
+    FalTrace trace(SVC_LOG, "ServiceStaticroutePatch", FAL_TRACE_WORD_FIRST);
+    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, 95, false);
+    if (!rsp || serviceLacksBody(rsp, req))
         return rsp;
     FalLock lock(API_TYPE_SERVICE, "staticRoute", req->requester);
-    svcLockOrAnswer(lock, rsp, FAL_DB_ERROR, "No object found in txt Repo!");
+    serviceLockOrAnswer(lock, rsp, FAL_DB_ERROR, "No object found in txt Repo!");
     if (!lock)
         return rsp;
-    int ruleId = svcRuleIdPositional(req);
-    FalTree list = svcArray(lock.get(), "list");
+    int ruleId = serviceRuleIdPositional(req);
+    FalTree list = serviceArray(lock.get(), "list");
     if (!list) {
-        svcAnswer(rsp, FAL_DB_ERROR);
+        falAnswer(rsp, FAL_DB_ERROR);
         return rsp;
     }
-    int index = svcFindRule(list.get(), ruleId);
+    int index = serviceFindRule(list.get(), ruleId);
     if (index < 0) {
-        svcAnswer(rsp, FAL_FAILED);
+        falAnswer(rsp, FAL_FAILED);
         return rsp;
     }
     FalTree entry = routeEntry(ruleId, req->body, true);
     list->setArrayItem(unsigned(index), entry.get());
-    svcAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
+    falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
     return rsp;
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceStaticrouteCreate(_FAL_REQ_T* req)
 {
-    SvcTrace trace("ServiceStaticrouteCreate");
-    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 97, false);
-    if (!rsp || svcLacksBody(rsp, req))
+    FalTrace trace(SVC_LOG, "ServiceStaticrouteCreate", FAL_TRACE_WORD_FIRST);
+    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, 97, false);
+    if (!rsp || serviceLacksBody(rsp, req))
         return rsp;
     FalLock lock(API_TYPE_SERVICE, "staticRoute", req->requester);
-    svcLockOrAnswer(lock, rsp, FAL_FAILED);
+    serviceLockOrAnswer(lock, rsp, FAL_FAILED);
     if (!lock)
         return rsp;
-    FalTree list = svcArray(lock.get(), "list");
+    FalTree list = serviceArray(lock.get(), "list");
     if (!list) {
-        svcAnswer(rsp, FAL_DB_ERROR);
+        falAnswer(rsp, FAL_DB_ERROR);
         return rsp;
     }
-    int id = svcLargestIdPlusOne(list.get());
+    int id = serviceLargestIdPlusOne(list.get());
     FalTree entry = routeEntry(id, req->body, false);
     list->addArrayItem(entry.get());
-    rsp->data = svcIdObject(id);
-    svcAnswer(rsp, lock.save() ? FAL_CREATED : FAL_FAILED);
+    rsp->data = serviceIdObject(id);
+    falAnswer(rsp, lock.save() ? FAL_CREATED : FAL_FAILED);
     return rsp;
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceStaticrouteDeleteOne(_FAL_REQ_T* req)
 {
-    return svcDeleteOnePositional(req, "ServiceStaticrouteDeleteOne", "staticRoute", "list", 99);
+    return serviceDeleteOnePositional(req, "ServiceStaticrouteDeleteOne", "staticRoute", "list", 99);
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceStaticrouteDeleteAll(_FAL_REQ_T* req)
 {
-    return svcEmptyList(req, "ServiceStaticrouteDeleteAll", "staticRoute", "list", 101, FAL_FAILED, nullptr);
+    return serviceEmptyList(req, "ServiceStaticrouteDeleteAll", "staticRoute", "list", 101, FAL_FAILED, nullptr);
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceStaticrouteActive(_FAL_REQ_T* req)
 {
-    return svcSetActive(req, "ServiceStaticrouteActive", "staticRoute", 103, false);
+    return serviceSetActive(req, "ServiceStaticrouteActive", "staticRoute", 103, false);
 }
 
 // ---- Reserved addresses -----------------------------------------------------------------------
 
 _FAL_RSP_T* FalServiceLdb::ServiceReservedipList(_FAL_REQ_T* req)
 {
-    return svcReadObject(req, API_TYPE_SERVICE, 135,
+    return serviceReadObject(req, API_TYPE_SERVICE, 135,
                          {"ServiceReservedipList", "reservedIp", FAL_FAILED, nullptr, FAL_TRACE_WORD_FIRST,
                           SVC_NO_OBJECT, SVC_NO_RESPONSE});
 }
@@ -241,72 +241,72 @@ _FAL_RSP_T* FalServiceLdb::ServiceReservedipUpdate(_FAL_REQ_T*)
 
 _FAL_RSP_T* FalServiceLdb::ServiceReservedipPatch(_FAL_REQ_T* req)
 {
-    SvcTrace trace("ServiceReservedipPatch");
-    _FAL_RSP_T* rsp = svcResponse(req, API_TYPE_SERVICE, 139, false);
-    if (!rsp || svcLacksBody(rsp, req))
+    FalTrace trace(SVC_LOG, "ServiceReservedipPatch", FAL_TRACE_WORD_FIRST);
+    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, 139, false);
+    if (!rsp || serviceLacksBody(rsp, req))
         return rsp;
     FalLock lock(API_TYPE_SERVICE, "reservedIp", req->requester);
-    svcLockOrAnswer(lock, rsp, FAL_FAILED);
+    serviceLockOrAnswer(lock, rsp, FAL_FAILED);
     if (!lock)
         return rsp;
-    int ruleId = svcRuleIdPositional(req);
-    FalTree rules = svcArray(lock.get(), "rules");
-    int index = rules ? svcFindRule(rules.get(), ruleId) : -1;
+    int ruleId = serviceRuleIdPositional(req);
+    FalTree rules = serviceArray(lock.get(), "rules");
+    int index = rules ? serviceFindRule(rules.get(), ruleId) : -1;
     if (index < 0) {
-        svcAnswer(rsp, FAL_FAILED);
+        falAnswer(rsp, FAL_FAILED);
         return rsp;
     }
     // The request's own body becomes the entry.
     req->body->set("id", ruleId);
     rules->setArrayItem(unsigned(index), req->body);
-    svcAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
+    falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
     return rsp;
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceReservedipCreate(_FAL_REQ_T* req)
 {
-    SvcTrace trace("ServiceReservedipCreate");
-    _FAL_RSP_T* rsp = svcNewResponse(API_TYPE_SERVICE, 141, false);
-    if (!rsp || svcRefusesRequest(rsp, req, "Invalid request"))
+    FalTrace trace(SVC_LOG, "ServiceReservedipCreate", FAL_TRACE_WORD_FIRST);
+    _FAL_RSP_T* rsp = serviceNewResponse(API_TYPE_SERVICE, 141, false);
+    if (!rsp || serviceRefusesRequest(rsp, req, "Invalid request"))
         return rsp;
     FalLock lock(API_TYPE_SERVICE, "reservedIp", req->requester);
-    svcLockOrAnswer(lock, rsp, FAL_DB_ERROR);
+    serviceLockOrAnswer(lock, rsp, FAL_DB_ERROR);
     if (!lock)
         return rsp;
-    FalTree rules = svcArray(lock.get(), "rules");
+    FalTree rules = serviceArray(lock.get(), "rules");
     if (!rules) {
         Logger::print(LOG_TYPE_ERROR, SVC_LOG, "Database error occurred\n");
-        svcAnswer(rsp, FAL_DB_ERROR, "Database error occurred");
+        falAnswer(rsp, FAL_DB_ERROR, "Database error occurred");
         return rsp;
     }
-    int id = svcLargestIdPlusOne(rules.get());
+    int id = serviceLargestIdPlusOne(rules.get());
     FalTree rule(req->body->get("rule"));
     if (!rule) {
-        svcAnswer(rsp, FAL_FAILED);
+        falAnswer(rsp, FAL_FAILED);
         return rsp;
     }
     FalTree entry(new TreeMapObject(false));
     entry->set("id", id);
     copyPresent(entry.get(), rule.get(), {"macAddress", "ipAddress", "deviceId"});
     rules->addArrayItem(entry.get());
-    svcAnswer(rsp, lock.save() ? FAL_CREATED : FAL_FAILED);
-    rsp->data = svcIdObject(id);
+    falAnswer(rsp, lock.save() ? FAL_CREATED : FAL_FAILED);
+    rsp->data = serviceIdObject(id);
     return rsp;
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceReservedipDeleteOne(_FAL_REQ_T* req)
 {
-    return svcDeleteOnePositional(req, "ServiceReservedipDeleteOne", "reservedIp", "rules", 143);
+    return serviceDeleteOnePositional(req, "ServiceReservedipDeleteOne", "reservedIp", "rules", 143);
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceReservedipDeleteAll(_FAL_REQ_T* req)
 {
-    return svcEmptyList(req, "ServiceReservedipDeleteAll", "reservedIp", "rules", 145, FAL_FAILED, nullptr);
+    return serviceEmptyList(req, "ServiceReservedipDeleteAll", "reservedIp", "rules", 145, FAL_FAILED, nullptr);
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceReservedipActive(_FAL_REQ_T* req)
 {
-    return svcSetActive(req, "ServiceReservedipActive", "reservedIp", 147, false);
+    return serviceSetActive(req, "ServiceReservedipActive", "reservedIp", 147, false);
 }
 
 // ---- MAC pass-through: every operation answers the stored object and changes nothing ----------
@@ -315,7 +315,7 @@ namespace {
 
 _FAL_RSP_T* macPassthroughObject(_FAL_REQ_T* req, const char* fn, unsigned msgId)
 {
-    return svcReadObject(req, API_TYPE_SERVICE, msgId,
+    return serviceReadObject(req, API_TYPE_SERVICE, msgId,
                          {fn, "macPassthrough", FAL_DB_ERROR, "Failed to load database", FAL_TRACE_NONE, SVC_NO_OBJECT,
                           SVC_NO_RESPONSE});
 }

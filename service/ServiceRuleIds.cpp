@@ -13,7 +13,7 @@ int handleFindNewArrayItemId(TreeMapObject* list, const char* member)
     int candidate = 0;
     for (unsigned i = 0; i < list->len(); ++i) {
         FalTree entry(list->at(i));
-        if (svcIsNull(entry.get()))
+        if (serviceIsNull(entry.get()))
             continue;
         int value = entry->get<int>(member);
         candidate = value >= candidate ? value + 1 : candidate + 1;
@@ -29,7 +29,7 @@ int handleFindArrayItemById(TreeMapObject* list, const char* member, int id)
     }
     for (unsigned i = 0; i < list->len(); ++i) {
         FalTree entry(list->at(i));
-        if (!svcIsNull(entry.get()) && entry->get<int>(member) == id)
+        if (!serviceIsNull(entry.get()) && entry->get<int>(member) == id)
             return int(i);
     }
     return -1;
@@ -49,7 +49,7 @@ void updateConnectedDevice(int id, const char* requester, Change change)
     }
     int index = handleFindArrayItemById(devices.get(), "id", id);
     FalTree device(index >= 0 ? devices->at(unsigned(index)) : nullptr);
-    if (!svcIsNull(device.get())) {
+    if (!serviceIsNull(device.get())) {
         change(device.get());
         Logger::print(LOG_TYPE_TRACE, SVC_LOG, "Update device status successfully\n");
     }

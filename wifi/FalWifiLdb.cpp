@@ -2,7 +2,6 @@
 
 #include <cstring>
 
-#include "host/LocalDbCtrl.h"
 #include "wifi/WifiHelpers.h"
 
 FalWifiLdb::FalWifiLdb()
@@ -48,14 +47,13 @@ const char* FalWifiLdb::GetInterfaceNameById(TreeMapObject* wifiDocument, int in
 
 void FalWifiLdb::UpdateGatewayConnectivity(int interfaceId, int level, const char* requester)
 {
-    TreeMapObject* connectivity = LocalDbCtrl::lockDbObject(API_TYPE_GATEWAY, "connectivity", requester);
+    FalLock connectivity(API_TYPE_GATEWAY, "connectivity", requester);
     FalTree wifi(connectivity ? connectivity->get("wifi") : nullptr);
     FalTree radio(wifi && (interfaceId == 0 || interfaceId == 1) ? wifi->at(unsigned(interfaceId)) : nullptr);
     if (radio) {
         radio->set("connectivity", level);
-        LocalDbCtrl::saveDbObject(API_TYPE_GATEWAY, requester);
+        connectivity.save();
     }
-    falRelease(API_TYPE_GATEWAY, requester, connectivity);
 }
 
 void FalWifiLdb::TurnOffSpecificSsid(TreeMapObject* ssidArray, int index, const char* requester)
@@ -73,7 +71,7 @@ void FalWifiLdb::TurnOffSpecificSsid(TreeMapObject* ssidArray, int index, const 
 
 void FalWifiLdb::TurnOffConnectedDevices(const char* ssidName, const char* requester)
 {
-    TreeMapObject* devices = LocalDbCtrl::lockDbObject(API_TYPE_GATEWAY, "connectedDevices", requester);
+    FalLock devices(API_TYPE_GATEWAY, "connectedDevices", requester);
     if (devices) {
         unsigned n = devices->len();
         for (unsigned i = 0; i < n; ++i) {
@@ -81,7 +79,6 @@ void FalWifiLdb::TurnOffConnectedDevices(const char* ssidName, const char* reque
             if (device && sameText(device->get<const char*>("path"), ssidName))
                 device->set("connected", false);
         }
-        LocalDbCtrl::saveDbObject(API_TYPE_GATEWAY, requester);
+        devices.save();
     }
-    falRelease(API_TYPE_GATEWAY, requester, devices);
 }

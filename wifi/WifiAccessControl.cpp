@@ -1,6 +1,5 @@
 // The MAC access-control list of each SSID ("accessControl" of the SSID entry).
 #include "frame/FalResponse.h"
-#include "host/LocalDbCtrl.h"
 #include "wifi/FalWifiLdb.h"
 #include "wifi/WifiHelpers.h"
 
@@ -26,22 +25,21 @@ struct ListChange {
 template <class Change>
 _FAL_RSP_T* changeList(FalWifiLdb& wifi, _FAL_REQ_T* req, const ListChange& how, Change change)
 {
-    Logger::print(LOG_TYPE_TRACE, WIFI_LOG, "%s Enter\n", how.name);
+    FalTrace trace(WIFI_LOG, how.name, FAL_TRACE_NAME_ENTRY_ONLY);
     _FAL_RSP_T* rsp = nullptr;
     if (!wifiOpen(rsp, wifi.apiType, how.rspId, false, req, how.params, how.needsBody))
         return rsp;
     int interfaceId = wifiIdAt(req, 0);
     int index = wifiIdAt(req, 1);
-    TreeMapObject* ssidObject = wifiLock(rsp, wifi.apiType, "ssid", req->requester);
-    FalTree ssids = wifiLockedBand(rsp, ssidObject, nullptr, interfaceId, FAL_NOT_FOUND, NO_SSID_ARRAY);
+    FalLock ssidObject(wifi.apiType, "ssid", req->requester, rsp, WIFI_LOAD_FAILED);
+    FalTree ssids = wifiLockedBand(rsp, ssidObject.get(), nullptr, interfaceId, FAL_NOT_FOUND, NO_SSID_ARRAY);
     if (ssids) {
         FalTree ssid = wifiFindItem(ssids.get(), "index", index);
         if (ssid)
             change(ssid.get());
-        if (wifiSave(rsp, wifi.apiType, req->requester))
+        if (ssidObject.saveOrAnswer(rsp, WIFI_SAVE_FAILED))
             falAnswer(rsp, how.okStatus, how.okMessage);
     }
-    falRelease(wifi.apiType, req->requester, ssidObject);
     return rsp;
 }
 
@@ -57,14 +55,14 @@ FalTree numberedRule(_FAL_REQ_T* req, int id)
 
 _FAL_RSP_T* FalWifiLdb::WifiSsidAccesscontrolGet(_FAL_REQ_T* req)
 {
-    Logger::print(LOG_TYPE_TRACE, WIFI_LOG, "%s Enter\n", __func__);
+    FalTrace trace(WIFI_LOG, __func__, FAL_TRACE_NAME_ENTRY_ONLY);
     _FAL_RSP_T* rsp = nullptr;
     if (!wifiOpen(rsp, apiType, 29, false, req, 2))
         return rsp;
     int interfaceId = wifiIdAt(req, 0);
     int index = wifiIdAt(req, 1);
-    TreeMapObject* ssidObject = wifiLock(rsp, apiType, "ssid", req->requester, "failed to load database");
-    FalTree ssids(GetTreeMapObjectByInterface(ssidObject, interfaceId));
+    FalLock ssidObject(apiType, "ssid", req->requester, rsp, "failed to load database");
+    FalTree ssids(GetTreeMapObjectByInterface(ssidObject.get(), interfaceId));
     FalTree ssid = wifiFindItem(ssids.get(), "index", index);
     TreeMapObject* list = ssid ? ssid->clone("accessControl") : nullptr;
     if (ssidObject && !ssids)
@@ -72,7 +70,6 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidAccesscontrolGet(_FAL_REQ_T* req)
     else if (ssids && !list)
         falAnswer(rsp, FAL_NOT_FOUND, "No requested ssid");
     rsp->data = list;
-    falRelease(apiType, req->requester, ssidObject);
     return rsp;
 }
 

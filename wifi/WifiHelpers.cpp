@@ -4,7 +4,6 @@
 #include <cstring>
 
 #include "frame/FalResponse.h"
-#include "host/LocalDbCtrl.h"
 #include "wifi/FalWifiLdb.h"
 
 const char* const WIFI_LOAD_FAILED = "failed to get database wifi";

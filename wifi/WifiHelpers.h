@@ -37,19 +37,7 @@ int wifiIdAt(const _FAL_REQ_T* req, unsigned position);
 // "null request content".
 bool wifiNeedsBody(_FAL_RSP_T* rsp, const _FAL_REQ_T* req);
 
-// Locks `key` of the document `apiType` as the requester. On failure answers 8 with `failMessage`
-// (unless it is null) and yields null.
-inline TreeMapObject* wifiLock(_FAL_RSP_T* rsp, unsigned apiType, const char* key, const char* requester,
-                               const char* failMessage = WIFI_LOAD_FAILED)
-{
-    return lockOrAnswer(rsp, apiType, key, requester, failMessage);
-}
 
-// Saves the document `apiType`; on failure answers 8 "failed to save database" and yields false.
-inline bool wifiSave(_FAL_RSP_T* rsp, unsigned apiType, const char* requester)
-{
-    return saveOrAnswer(rsp, apiType, requester, WIFI_SAVE_FAILED);
-}
 
 // The interface's part of the band-keyed member `member` of the locked object (of the locked
 // object itself for a null member). When it is absent from an object that did lock, answers

@@ -3,7 +3,6 @@
 #include <iterator>
 
 #include "frame/FalResponse.h"
-#include "host/LocalDbCtrl.h"
 #include "wifi/FalWifiLdb.h"
 #include "wifi/WifiHelpers.h"
 
@@ -106,29 +105,28 @@ bool radioOff(TreeMapObject* doc, int interfaceId, const char* requester)
 
 _FAL_RSP_T* FalWifiLdb::WifiInterfaceGet(_FAL_REQ_T* req)
 {
-    Logger::print(LOG_TYPE_TRACE, WIFI_LOG, "%s Enter\n", __func__);
+    FalTrace trace(WIFI_LOG, __func__, FAL_TRACE_NAME_ENTRY_ONLY);
     if (!req)
         return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(apiType, 1, true);
-    TreeMapObject* interfaces = wifiLock(rsp, apiType, "interfaces", req->requester);
+    FalLock interfaces(apiType, "interfaces", req->requester, rsp, WIFI_LOAD_FAILED);
     if (interfaces) {
-        rsp->data->set("interfaces", interfaces);
+        rsp->data->set("interfaces", interfaces.get());
         falAnswer(rsp, FAL_OK, "");
     }
-    falRelease(apiType, req->requester, interfaces);
     return rsp;
 }
 
 _FAL_RSP_T* FalWifiLdb::WifiRadioGet(_FAL_REQ_T* req)
 {
-    Logger::print(LOG_TYPE_TRACE, WIFI_LOG, "%s Enter\n", __func__);
+    FalTrace trace(WIFI_LOG, __func__, FAL_TRACE_NAME_ENTRY_ONLY);
     _FAL_RSP_T* rsp = nullptr;
     if (!wifiOpen(rsp, apiType, 3, false, req, 1))
         return rsp;
     int interfaceId = wifiIdAt(req, 0);
     const char* section = wifiParamAt(req, 1);
-    TreeMapObject* radios = wifiLock(rsp, apiType, "radio", req->requester);
-    FalTree radio = wifiLockedBand(rsp, radios, nullptr, interfaceId, FAL_NOT_FOUND, NO_RADIO);
+    FalLock radios(apiType, "radio", req->requester, rsp, WIFI_LOAD_FAILED);
+    FalTree radio = wifiLockedBand(rsp, radios.get(), nullptr, interfaceId, FAL_NOT_FOUND, NO_RADIO);
     if (radio) {
         const char* const* known = std::find_if(std::begin(kRadioSections), std::end(kRadioSections),
                                                 [&](const char* name) { return sameText(name, section); });
@@ -142,20 +140,19 @@ _FAL_RSP_T* FalWifiLdb::WifiRadioGet(_FAL_REQ_T* req)
         }
         falAnswer(rsp, FAL_OK, "");
     }
-    falRelease(apiType, req->requester, radios);
     return rsp;
 }
 
 _FAL_RSP_T* FalWifiLdb::WifiRadioChange(_FAL_REQ_T* req)
 {
-    Logger::print(LOG_TYPE_TRACE, WIFI_LOG, "%s Enter\n", __func__);
+    FalTrace trace(WIFI_LOG, __func__, FAL_TRACE_NAME_ENTRY_ONLY);
     _FAL_RSP_T* rsp = nullptr;
     if (!wifiOpen(rsp, apiType, 5, false, req, 1, true))
         return rsp;
     int interfaceId = wifiIdAt(req, 0);
     falAnswer(rsp, FAL_FAILED, "");
-    TreeMapObject* doc = wifiLock(rsp, apiType, "", req->requester);
-    FalTree radio = wifiLockedBand(rsp, doc, "radio", interfaceId, FAL_NOT_FOUND, NO_RADIO);
+    FalLock doc(apiType, "", req->requester, rsp, WIFI_LOAD_FAILED);
+    FalTree radio = wifiLockedBand(rsp, doc.get(), "radio", interfaceId, FAL_NOT_FOUND, NO_RADIO);
     FalTree actualUsed(radio ? doc->get("actualUsed") : nullptr);
     if (radio) {
         for (const char* path : kRadioSettings) {
@@ -168,7 +165,7 @@ _FAL_RSP_T* FalWifiLdb::WifiRadioChange(_FAL_REQ_T* req)
     }
     if (actualUsed) {
         rsp->data = actualUsed->clone(nullptr);
-        if (wifiSave(rsp, apiType, req->requester)) {
+        if (doc.saveOrAnswer(rsp, WIFI_SAVE_FAILED)) {
             falAnswer(rsp, FAL_OK, "");
             const char* outputPower = req->body->get<const char*>("basic.outputPower");
             if (!outputPower)
@@ -176,41 +173,39 @@ _FAL_RSP_T* FalWifiLdb::WifiRadioChange(_FAL_REQ_T* req)
             followOutputPower(interfaceId, outputPower, req->requester);
         }
     }
-    falRelease(apiType, req->requester, doc);
     return rsp;
 }
 
 _FAL_RSP_T* FalWifiLdb::WifiRadioActive(_FAL_REQ_T* req)
 {
-    Logger::print(LOG_TYPE_TRACE, WIFI_LOG, "%s Enter\n", __func__);
+    FalTrace trace(WIFI_LOG, __func__, FAL_TRACE_NAME_ENTRY_ONLY);
     _FAL_RSP_T* rsp = nullptr;
     if (!wifiOpen(rsp, apiType, 7, false, req, 1, true))
         return rsp;
     int interfaceId = wifiIdAt(req, 0);
     bool active = req->body->get<bool>("active");
-    TreeMapObject* doc = wifiLock(rsp, apiType, "", req->requester);
-    FalTree radio = wifiLockedBand(rsp, doc, "radio", interfaceId, FAL_DB_ERROR, WIFI_LOAD_FAILED);
+    FalLock doc(apiType, "", req->requester, rsp, WIFI_LOAD_FAILED);
+    FalTree radio = wifiLockedBand(rsp, doc.get(), "radio", interfaceId, FAL_DB_ERROR, WIFI_LOAD_FAILED);
     if (radio) {
         radio->set("active", active);
-        bool switched = active ? radioOn(doc, radio.get(), interfaceId, req->requester)
-                               : radioOff(doc, interfaceId, req->requester);
-        if (switched && wifiSave(rsp, apiType, req->requester))
+        bool switched = active ? radioOn(doc.get(), radio.get(), interfaceId, req->requester)
+                               : radioOff(doc.get(), interfaceId, req->requester);
+        if (switched && doc.saveOrAnswer(rsp, WIFI_SAVE_FAILED))
             falAnswer(rsp, FAL_OK, "");
     }
-    falRelease(apiType, req->requester, doc);
     return rsp;
 }
 
 _FAL_RSP_T* FalWifiLdb::WifiRadioRestoreDefault(_FAL_REQ_T* req)
 {
-    Logger::print(LOG_TYPE_TRACE, WIFI_LOG, "%s Enter\n", __func__);
+    FalTrace trace(WIFI_LOG, __func__, FAL_TRACE_NAME_ENTRY_ONLY);
     _FAL_RSP_T* rsp = nullptr;
     if (!wifiOpen(rsp, apiType, 9, false, req, 1))
         return rsp;
     int interfaceId = wifiIdAt(req, 0);
-    TreeMapObject* doc = wifiLock(rsp, apiType, "", req->requester);
-    FalTree radio = wifiLockedBand(rsp, doc, "radio", interfaceId, FAL_DB_ERROR, WIFI_LOAD_FAILED);
-    FalTree factory = wifiLockedBand(rsp, doc, "radioDefault", interfaceId, FAL_DB_ERROR, WIFI_LOAD_FAILED);
+    FalLock doc(apiType, "", req->requester, rsp, WIFI_LOAD_FAILED);
+    FalTree radio = wifiLockedBand(rsp, doc.get(), "radio", interfaceId, FAL_DB_ERROR, WIFI_LOAD_FAILED);
+    FalTree factory = wifiLockedBand(rsp, doc.get(), "radioDefault", interfaceId, FAL_DB_ERROR, WIFI_LOAD_FAILED);
     if (radio && factory) {
         rsp->data = new TreeMapObject(false);
         for (const char* member : kRestoredMembers) {
@@ -220,22 +215,21 @@ _FAL_RSP_T* FalWifiLdb::WifiRadioRestoreDefault(_FAL_REQ_T* req)
             radio->set(member, value.get());
             rsp->data->set(member, value.get());
         }
-        if (wifiSave(rsp, apiType, req->requester))
+        if (doc.saveOrAnswer(rsp, WIFI_SAVE_FAILED))
             falAnswer(rsp, FAL_OK, "");
     }
-    falRelease(apiType, req->requester, doc);
     return rsp;
 }
 
 _FAL_RSP_T* FalWifiLdb::WifiNetworkTypeGet(_FAL_REQ_T* req)
 {
-    Logger::print(LOG_TYPE_TRACE, WIFI_LOG, "%s Enter\n", __func__);
+    FalTrace trace(WIFI_LOG, __func__, FAL_TRACE_NAME_ENTRY_ONLY);
     _FAL_RSP_T* rsp = nullptr;
     if (!wifiOpen(rsp, apiType, 11, false, req, 1))
         return rsp;
     int interfaceId = wifiIdAt(req, 0);
-    TreeMapObject* doc = wifiLock(rsp, apiType, "", req->requester);
-    FalTree networkTypes = wifiLockedBand(rsp, doc, "networkType", interfaceId, FAL_NOT_FOUND, NO_NETWORK_TYPE);
+    FalLock doc(apiType, "", req->requester, rsp, WIFI_LOAD_FAILED);
+    FalTree networkTypes = wifiLockedBand(rsp, doc.get(), "networkType", interfaceId, FAL_NOT_FOUND, NO_NETWORK_TYPE);
     FalTree reply(networkTypes ? networkTypes->clone(nullptr) : nullptr);
     if (networkTypes && !reply)
         Logger::print(LOG_TYPE_ERROR, WIFI_LOG, "%s: memory allocation error\n", __func__);
@@ -243,7 +237,7 @@ _FAL_RSP_T* FalWifiLdb::WifiNetworkTypeGet(_FAL_REQ_T* req)
         // The guest entry lists every SSID of the radio but the primary one.
         FalTree guest(reply->at(1));
         FalTree guestSsids(guest ? guest->get("ssid") : nullptr);
-        FalTree ssids = wifiBand(doc, "ssid", interfaceId);
+        FalTree ssids = wifiBand(doc.get(), "ssid", interfaceId);
         for (unsigned i = 1; guestSsids && ssids && i < ssids->len(); ++i) {
             FalTree ssid(ssids->at(i));
             FalTree index(ssid ? ssid->get("index") : nullptr);
@@ -252,25 +246,24 @@ _FAL_RSP_T* FalWifiLdb::WifiNetworkTypeGet(_FAL_REQ_T* req)
         rsp->data = reply.release();
         falAnswer(rsp, FAL_OK, "OK");
     }
-    falRelease(apiType, req->requester, doc);
     return rsp;
 }
 
 _FAL_RSP_T* FalWifiLdb::WifiNetworkTypeChange(_FAL_REQ_T* req)
 {
-    Logger::print(LOG_TYPE_TRACE, WIFI_LOG, "%s Enter\n", __func__);
+    FalTrace trace(WIFI_LOG, __func__, FAL_TRACE_NAME_ENTRY_ONLY);
     _FAL_RSP_T* rsp = nullptr;
     if (!wifiOpen(rsp, apiType, 13, false, req, 2, true))
         return rsp;
     int interfaceId = wifiIdAt(req, 0);
     const char* name = wifiParamAt(req, 1);
     bool active = req->body->get<bool>("active");
-    TreeMapObject* doc = wifiLock(rsp, apiType, "", req->requester);
-    FalTree networkTypes = wifiLockedBand(rsp, doc, "networkType", interfaceId, FAL_NOT_FOUND, NO_NETWORK_TYPE);
+    FalLock doc(apiType, "", req->requester, rsp, WIFI_LOAD_FAILED);
+    FalTree networkTypes = wifiLockedBand(rsp, doc.get(), "networkType", interfaceId, FAL_NOT_FOUND, NO_NETWORK_TYPE);
     if (networkTypes) {
         if (sameText(name, "primary")) {
             setActiveOnFirst(networkTypes.get(), 1, active);
-            FalTree ssids = wifiBand(doc, "ssid", interfaceId);
+            FalTree ssids = wifiBand(doc.get(), "ssid", interfaceId);
             if (ssids)
                 setActiveOnFirst(ssids.get(), 1, active);
         } else if (sameText(name, "guest")) {
@@ -278,9 +271,8 @@ _FAL_RSP_T* FalWifiLdb::WifiNetworkTypeChange(_FAL_REQ_T* req)
             if (guest)
                 guest->set("active", active);
         }
-        if (wifiSave(rsp, apiType, req->requester))
+        if (doc.saveOrAnswer(rsp, WIFI_SAVE_FAILED))
             falAnswer(rsp, FAL_OK, "");
     }
-    falRelease(apiType, req->requester, doc);
     return rsp;
 }

@@ -4,7 +4,6 @@
 #include <string>
 
 #include "frame/FalResponse.h"
-#include "host/LocalDbCtrl.h"
 #include "wifi/FalWifiLdb.h"
 #include "wifi/WifiHelpers.h"
 
@@ -33,14 +32,13 @@ _FAL_RSP_T* FalWifiLdb::WifiScan(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = nullptr;
     if (!wifiOpen(rsp, apiType, 75, true, req, 1))
         return rsp;
-    TreeMapObject* scan = wifiLock(rsp, apiType, "wifiScan", req->requester);
+    FalLock scan(apiType, "wifiScan", req->requester, rsp, WIFI_LOAD_FAILED);
     if (scan) {
         rsp->data->set("location", resultLocation(wifiIdAt(req, 0)));
         rsp->data->set("retryAfter", scan->get<int>("retryAfter"));
         rsp->data->set("maxRetry", scan->get<int>("maxRetry"));
         falAnswer(rsp, FAL_ACCEPTED, "OK");
     }
-    falRelease(apiType, req->requester, scan);
     return rsp;
 }
 
@@ -54,7 +52,7 @@ _FAL_RSP_T* FalWifiLdb::WifiScanResult(_FAL_REQ_T* req)
     int interfaceId = wifiIdAt(req, 0);
     if (hintsDue) {
         rsp->data = new TreeMapObject(apiType, 77);
-        TreeMapObject* scan = wifiLock(rsp, apiType, "wifiScan", req->requester);
+        FalLock scan(apiType, "wifiScan", req->requester, rsp, WIFI_LOAD_FAILED);
         if (scan) {
             int retryAfter = scan->get<int>("retryAfter");
             int maxRetry = scan->get<int>("maxRetry");
@@ -62,13 +60,11 @@ _FAL_RSP_T* FalWifiLdb::WifiScanResult(_FAL_REQ_T* req)
             rsp->data->set("retryAfter", retryAfter / 2);
             rsp->data->set("maxRetry", maxRetry > 1 ? maxRetry - 1 : maxRetry);
         }
-        falRelease(apiType, req->requester, scan);
     } else {
-        TreeMapObject* results = wifiLock(rsp, apiType, "scanApResult", req->requester);
-        FalTree found(GetTreeMapObjectByInterface(results, interfaceId));
+        FalLock results(apiType, "scanApResult", req->requester, rsp, WIFI_LOAD_FAILED);
+        FalTree found(GetTreeMapObjectByInterface(results.get(), interfaceId));
         if (found)
             rsp->data = found->clone(nullptr);
-        falRelease(apiType, req->requester, results);
     }
     return rsp;
 }

@@ -2,7 +2,6 @@
 #include <string>
 
 #include "frame/FalResponse.h"
-#include "host/LocalDbCtrl.h"
 #include "wifi/FalWifiLdb.h"
 #include "wifi/WifiHelpers.h"
 
@@ -78,13 +77,13 @@ TreeMapObject* newAccessControl()
 
 _FAL_RSP_T* FalWifiLdb::WifiSsidListAll(_FAL_REQ_T* req)
 {
-    Logger::print(LOG_TYPE_TRACE, WIFI_LOG, "%s Enter\n", __func__);
+    FalTrace trace(WIFI_LOG, __func__, FAL_TRACE_NAME_ENTRY_ONLY);
     _FAL_RSP_T* rsp = nullptr;
     if (!wifiOpen(rsp, apiType, 15, false, req, 1))
         return rsp;
     int interfaceId = wifiIdAt(req, 0);
-    TreeMapObject* ssidObject = wifiLock(rsp, apiType, "ssid", req->requester);
-    FalTree ssids = wifiLockedBand(rsp, ssidObject, nullptr, interfaceId, FAL_NOT_FOUND, "failed to get ssid");
+    FalLock ssidObject(apiType, "ssid", req->requester, rsp, WIFI_LOAD_FAILED);
+    FalTree ssids = wifiLockedBand(rsp, ssidObject.get(), nullptr, interfaceId, FAL_NOT_FOUND, "failed to get ssid");
     if (ssids) {
         rsp->data = new TreeMapObject(true);
         unsigned n = ssids->len();
@@ -99,20 +98,19 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidListAll(_FAL_REQ_T* req)
             placeAt(rsp->data, i, summary.get());
         }
     }
-    falRelease(apiType, req->requester, ssidObject);
     return rsp;
 }
 
 _FAL_RSP_T* FalWifiLdb::WifiSsidGet(_FAL_REQ_T* req)
 {
-    Logger::print(LOG_TYPE_TRACE, WIFI_LOG, "%s Enter\n", __func__);
+    FalTrace trace(WIFI_LOG, __func__, FAL_TRACE_NAME_ENTRY_ONLY);
     _FAL_RSP_T* rsp = nullptr;
     if (!wifiOpen(rsp, apiType, 17, false, req, 2))
         return rsp;
     int interfaceId = wifiIdAt(req, 0);
     int index = wifiIdAt(req, 1);
-    TreeMapObject* ssidObject = wifiLock(rsp, apiType, "ssid", req->requester);
-    FalTree ssids(GetTreeMapObjectByInterface(ssidObject, interfaceId));
+    FalLock ssidObject(apiType, "ssid", req->requester, rsp, WIFI_LOAD_FAILED);
+    FalTree ssids(GetTreeMapObjectByInterface(ssidObject.get(), interfaceId));
     FalTree ssid = wifiFindItem(ssids.get(), "index", index);
     if (ssidObject && !ssid)
         falAnswer(rsp, FAL_NOT_FOUND, "No record found");
@@ -121,20 +119,19 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidGet(_FAL_REQ_T* req)
         rsp->data->set("accessControl", ssid->get<bool>("accessControl.active"));
         rsp->data->set("macAddress", "11:22:33:44:55:66");
     }
-    falRelease(apiType, req->requester, ssidObject);
     return rsp;
 }
 
 _FAL_RSP_T* FalWifiLdb::WifiSsidUpdate(_FAL_REQ_T* req)
 {
-    Logger::print(LOG_TYPE_TRACE, WIFI_LOG, "%s Enter\n", __func__);
+    FalTrace trace(WIFI_LOG, __func__, FAL_TRACE_NAME_ENTRY_ONLY);
     _FAL_RSP_T* rsp = nullptr;
     if (!wifiOpen(rsp, apiType, 19, false, req, 2, true))
         return rsp;
     int interfaceId = wifiIdAt(req, 0);
     int index = wifiIdAt(req, 1);
-    TreeMapObject* ssidObject = wifiLock(rsp, apiType, "ssid", req->requester);
-    FalTree ssids = wifiLockedBand(rsp, ssidObject, nullptr, interfaceId, FAL_NOT_FOUND, NO_SSID_ARRAY);
+    FalLock ssidObject(apiType, "ssid", req->requester, rsp, WIFI_LOAD_FAILED);
+    FalTree ssids = wifiLockedBand(rsp, ssidObject.get(), nullptr, interfaceId, FAL_NOT_FOUND, NO_SSID_ARRAY);
     FalTree ssid = wifiFindItem(ssids.get(), "index", index);
     if (ssids && !ssid)
         falAnswer(rsp, FAL_NOT_FOUND, "failed to get ssid");
@@ -143,10 +140,9 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidUpdate(_FAL_REQ_T* req)
             FalTree value(req->body->get(member));
             ssid->set(member, value.get());
         }
-        if (wifiSave(rsp, apiType, req->requester))
+        if (ssidObject.saveOrAnswer(rsp, WIFI_SAVE_FAILED))
             falAnswer(rsp, FAL_OK, "");
     }
-    falRelease(apiType, req->requester, ssidObject);
     return rsp;
 }
 
@@ -156,8 +152,8 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidCreate(_FAL_REQ_T* req)
     if (!wifiOpen(rsp, apiType, 21, false, req, 1))
         return rsp;
     int interfaceId = wifiIdAt(req, 0);
-    TreeMapObject* ssidObject = wifiLock(rsp, apiType, "ssid", req->requester);
-    FalTree ssids = wifiLockedBand(rsp, ssidObject, nullptr, interfaceId, FAL_NOT_FOUND, NO_SSID_ARRAY);
+    FalLock ssidObject(apiType, "ssid", req->requester, rsp, WIFI_LOAD_FAILED);
+    FalTree ssids = wifiLockedBand(rsp, ssidObject.get(), nullptr, interfaceId, FAL_NOT_FOUND, NO_SSID_ARRAY);
     int index = ssids ? freeGuestIndex(ssids.get()) : -1;
     if (ssids && index < 0)
         falAnswer(rsp, FAL_FAILED, "unable to add more ssid");
@@ -168,11 +164,10 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidCreate(_FAL_REQ_T* req)
         ssid->set("type", "guest");
         ssid->set("accessControl", accessControl.get());
         ssids->addArrayItem(ssid.get());
-        if (wifiSave(rsp, apiType, req->requester))
+        if (ssidObject.saveOrAnswer(rsp, WIFI_SAVE_FAILED))
             falAnswer(rsp, FAL_CREATED, "New Created");
         rsp->data = wifiIdReply(index);
     }
-    falRelease(apiType, req->requester, ssidObject);
     return rsp;
 }
 
@@ -187,16 +182,15 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidGuestDelete(_FAL_REQ_T* req)
         falAnswer(rsp, FAL_BAD_REQUEST, "wrong ssidId");
         return rsp;
     }
-    TreeMapObject* doc = wifiLock(rsp, apiType, "", req->requester);
-    FalTree ssids = wifiLockedBand(rsp, doc, "ssid", interfaceId, FAL_NOT_FOUND, "cannot get ssid array");
+    FalLock doc(apiType, "", req->requester, rsp, WIFI_LOAD_FAILED);
+    FalTree ssids = wifiLockedBand(rsp, doc.get(), "ssid", interfaceId, FAL_NOT_FOUND, "cannot get ssid array");
     if (ssids) {
         unsigned position = 0;
         if (wifiFindItem(ssids.get(), "index", index, &position))
             ssids->delArrayItem(position);
-        if (wifiSave(rsp, apiType, req->requester))
+        if (doc.saveOrAnswer(rsp, WIFI_SAVE_FAILED))
             falAnswer(rsp, FAL_DELETED, "Record Deleted");
     }
-    falRelease(apiType, req->requester, doc);
     return rsp;
 }
 
@@ -206,20 +200,19 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidGuestDeleteAll(_FAL_REQ_T* req)
     if (!wifiOpen(rsp, apiType, 25, false, req, 1))
         return rsp;
     int interfaceId = wifiIdAt(req, 0);
-    TreeMapObject* doc = wifiLock(rsp, apiType, "", req->requester);
-    FalTree ssids = wifiLockedBand(rsp, doc, "ssid", interfaceId, FAL_NOT_FOUND, NO_SSID_ARRAY);
+    FalLock doc(apiType, "", req->requester, rsp, WIFI_LOAD_FAILED);
+    FalTree ssids = wifiLockedBand(rsp, doc.get(), "ssid", interfaceId, FAL_NOT_FOUND, NO_SSID_ARRAY);
     if (ssids) {
         TreeMapObject primaryOnly(true);
         FalTree primary(ssids->at(0));
         if (primary)
             primaryOnly.addArrayItem(primary.get());
-        const char* band = GetInterfaceNameById(doc, interfaceId);
+        const char* band = GetInterfaceNameById(doc.get(), interfaceId);
         if (band)
             doc->set((std::string("ssid.") + band).c_str(), &primaryOnly);
-        if (wifiSave(rsp, apiType, req->requester))
+        if (doc.saveOrAnswer(rsp, WIFI_SAVE_FAILED))
             falAnswer(rsp, FAL_OK, "");
     }
-    falRelease(apiType, req->requester, doc);
     return rsp;
 }
 
@@ -231,8 +224,8 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidActive(_FAL_REQ_T* req)
     int interfaceId = wifiIdAt(req, 0);
     int index = wifiIdAt(req, 1);
     bool active = req->body->get<bool>("active");
-    TreeMapObject* doc = wifiLock(rsp, apiType, "", req->requester);
-    FalTree ssids = wifiLockedBand(rsp, doc, "ssid", interfaceId, FAL_NOT_FOUND, NO_SSID_ARRAY);
+    FalLock doc(apiType, "", req->requester, rsp, WIFI_LOAD_FAILED);
+    FalTree ssids = wifiLockedBand(rsp, doc.get(), "ssid", interfaceId, FAL_NOT_FOUND, NO_SSID_ARRAY);
     if (ssids) {
         FalTree ssid = wifiFindItem(ssids.get(), "index", index);
         if (ssid) {
@@ -240,9 +233,8 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidActive(_FAL_REQ_T* req)
             if (!active)
                 TurnOffConnectedDevices(ssid->get<const char*>("name"), req->requester);
         }
-        if (wifiSave(rsp, apiType, req->requester))
+        if (doc.saveOrAnswer(rsp, WIFI_SAVE_FAILED))
             falAnswer(rsp, FAL_OK, "");
     }
-    falRelease(apiType, req->requester, doc);
     return rsp;
 }

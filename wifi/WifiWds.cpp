@@ -4,7 +4,6 @@
 
 #include "frame/BeHelpers.h"
 #include "frame/FalResponse.h"
-#include "host/LocalDbCtrl.h"
 #include "wifi/FalWifiLdb.h"
 #include "wifi/WifiHelpers.h"
 
@@ -20,10 +19,8 @@ enum WdsNeeds { WDS_NEEDS_BODY, WDS_NEEDS_REQUEST };
 template <class Work>
 _FAL_RSP_T* traced(const char* name, Work work)
 {
-    Logger::print(LOG_TYPE_TRACE, WIFI_LOG, "%s Enter\n", name);
-    _FAL_RSP_T* rsp = work();
-    Logger::print(LOG_TYPE_TRACE, WIFI_LOG, "%s Exit\n", name);
-    return rsp;
+    FalTrace trace(WIFI_LOG, name);
+    return work();
 }
 
 // The opening every WDS operation shares; yields whether the operation goes on, and `rsp` is the
@@ -50,9 +47,9 @@ bool openWds(FalWifiLdb& wifi, _FAL_REQ_T* req, WdsNeeds needs, bool withData, _
 }
 
 // Locks "wds"; a failure is logged, and answered with `failMessage` when it is not null.
-TreeMapObject* lockWds(_FAL_RSP_T* rsp, FalWifiLdb& wifi, _FAL_REQ_T* req, const char* failMessage)
+FalLock lockWds(_FAL_RSP_T* rsp, FalWifiLdb& wifi, _FAL_REQ_T* req, const char* failMessage)
 {
-    TreeMapObject* wds = wifiLock(rsp, wifi.apiType, "wds", req->requester, failMessage);
+    FalLock wds(wifi.apiType, "wds", req->requester, rsp, failMessage);
     if (!wds)
         Logger::print(LOG_TYPE_ERROR, WIFI_LOG, "Cannot load object %s in local database\n", "wds");
     return wds;
@@ -103,7 +100,7 @@ bool fitsStructure(_FAL_RSP_T* rsp, const char* type, unsigned peers, bool maste
 }
 
 // Adds the peer of the request to the radio's table, within the structure rules.
-void addPeer(_FAL_RSP_T* rsp, FalWifiLdb& wifi, _FAL_REQ_T* req, TreeMapObject* radio)
+void addPeer(_FAL_RSP_T* rsp, FalLock& wds, _FAL_REQ_T* req, TreeMapObject* radio)
 {
     FalTree rules(radio->get("rules"));
     if (!rules) {
@@ -125,7 +122,7 @@ void addPeer(_FAL_RSP_T* rsp, FalWifiLdb& wifi, _FAL_REQ_T* req, TreeMapObject* 
         return;
     }
     rules->addArrayItem(peer.get());
-    if (wifiSave(rsp, wifi.apiType, req->requester)) {
+    if (wds.saveOrAnswer(rsp, WIFI_SAVE_FAILED)) {
         rsp->status = FAL_CREATED;
         rsp->data->set("id", index);
     }
@@ -140,13 +137,12 @@ _FAL_RSP_T* FalWifiLdb::WifiWdsGet(_FAL_REQ_T* req)
         int interfaceId = 0;
         if (!openWds(*this, req, WDS_NEEDS_BODY, false, rsp, interfaceId))
             return rsp;
-        TreeMapObject* wds = lockWds(rsp, *this, req, nullptr);
-        FalTree radio(GetTreeMapObjectByInterface(wds, interfaceId));
+        FalLock wds = lockWds(rsp, *this, req, nullptr);
+        FalTree radio(GetTreeMapObjectByInterface(wds.get(), interfaceId));
         if (radio) {
             rsp->data = radio->clone(nullptr);
             rsp->status = FAL_OK;
         }
-        falRelease(apiType, req->requester, wds);
         return rsp;
     });
 }
@@ -158,13 +154,12 @@ _FAL_RSP_T* FalWifiLdb::WifiWdsUpdate(_FAL_REQ_T* req)
         int interfaceId = 0;
         if (!openWds(*this, req, WDS_NEEDS_BODY, false, rsp, interfaceId))
             return rsp;
-        TreeMapObject* wds = lockWds(rsp, *this, req, "failed to load database");
-        FalTree radio(GetTreeMapObjectByInterface(wds, interfaceId));
+        FalLock wds = lockWds(rsp, *this, req, "failed to load database");
+        FalTree radio(GetTreeMapObjectByInterface(wds.get(), interfaceId));
         if (radio)
             radio->set("active", req->body->get<bool>("active"));
-        if (wds && LocalDbCtrl::saveDbObject(apiType, req->requester) == 0)
+        if (wds && wds.save())
             rsp->status = FAL_OK;
-        falRelease(apiType, req->requester, wds);
         return rsp;
     });
 }
@@ -181,11 +176,10 @@ _FAL_RSP_T* FalWifiLdb::WifiWdsCreate(_FAL_REQ_T* req)
             refuse(rsp, "ext field should not be NULL.\n", "failed to get slave");
             return rsp;
         }
-        TreeMapObject* wds = lockWds(rsp, *this, req, "failed to get wds");
-        FalTree radio(GetTreeMapObjectByInterface(wds, interfaceId));
+        FalLock wds = lockWds(rsp, *this, req, "failed to get wds");
+        FalTree radio(GetTreeMapObjectByInterface(wds.get(), interfaceId));
         if (radio)
-            addPeer(rsp, *this, req, radio.get());
-        falRelease(apiType, req->requester, wds);
+            addPeer(rsp, wds, req, radio.get());
         return rsp;
     });
 }
@@ -202,17 +196,16 @@ _FAL_RSP_T* FalWifiLdb::WifiWdsDelete(_FAL_REQ_T* req)
             falAnswer(rsp, FAL_BAD_REQUEST, "Wrong URI");
             return rsp;
         }
-        TreeMapObject* wds = lockWds(rsp, *this, req, "Failed to load database");
-        FalTree radio(GetTreeMapObjectByInterface(wds, interfaceId));
+        FalLock wds = lockWds(rsp, *this, req, "Failed to load database");
+        FalTree radio(GetTreeMapObjectByInterface(wds.get(), interfaceId));
         FalTree rules(radio ? radio->get("rules") : nullptr);
         if (rules) {
             unsigned position = 0;
             if (wifiFindItem(rules.get(), "index", atoi(ruleId.get()), &position))
                 rules->delArrayItem(position);
-            if (LocalDbCtrl::saveDbObject(apiType, req->requester) == 0)
+            if (wds.save())
                 rsp->status = FAL_DELETED;
         }
-        falRelease(apiType, req->requester, wds);
         return rsp;
     });
 }
@@ -224,15 +217,14 @@ _FAL_RSP_T* FalWifiLdb::WifiWdsDeleteAll(_FAL_REQ_T* req)
         int interfaceId = 0;
         if (!openWds(*this, req, WDS_NEEDS_REQUEST, false, rsp, interfaceId))
             return rsp;
-        TreeMapObject* wds = lockWds(rsp, *this, req, "failed to load database");
-        FalTree radio = wifiLockedBand(rsp, wds, nullptr, interfaceId, FAL_NOT_FOUND, "cannot find object");
+        FalLock wds = lockWds(rsp, *this, req, "failed to load database");
+        FalTree radio = wifiLockedBand(rsp, wds.get(), nullptr, interfaceId, FAL_NOT_FOUND, "cannot find object");
         if (radio) {
             TreeMapObject noPeers(true);
             radio->set("rules", &noPeers);
-            if (wifiSave(rsp, apiType, req->requester))
+            if (wds.saveOrAnswer(rsp, WIFI_SAVE_FAILED))
                 rsp->status = FAL_OK;
         }
-        falRelease(apiType, req->requester, wds);
         return rsp;
     });
 }

@@ -3,7 +3,6 @@
 #include <ctime>
 
 #include "frame/FalResponse.h"
-#include "host/LocalDbCtrl.h"
 #include "wifi/FalWifiLdb.h"
 #include "wifi/WifiHelpers.h"
 
@@ -20,10 +19,9 @@ _FAL_RSP_T* readObject(FalWifiLdb& wifi, _FAL_REQ_T* req, unsigned rspId, const 
     if (!req)
         return nullptr;
     _FAL_RSP_T* rsp = newFalResponse(wifi.apiType, rspId, false);
-    TreeMapObject* object = wifiLock(rsp, wifi.apiType, key, req->requester);
+    FalLock object(wifi.apiType, key, req->requester, rsp, WIFI_LOAD_FAILED);
     if (object)
         rsp->data = object->clone(nullptr);
-    falRelease(wifi.apiType, req->requester, object);
     return rsp;
 }
 
@@ -34,13 +32,12 @@ _FAL_RSP_T* changeWps(FalWifiLdb& wifi, _FAL_REQ_T* req, unsigned rspId, const c
     _FAL_RSP_T* rsp = nullptr;
     if (!wifiOpen(rsp, wifi.apiType, rspId, false, req, 0, true))
         return rsp;
-    TreeMapObject* wps = wifiLock(rsp, wifi.apiType, "wps", req->requester);
+    FalLock wps(wifi.apiType, "wps", req->requester, rsp, WIFI_LOAD_FAILED);
     if (wps) {
         wps->set(member, read(req->body, member));
-        if (wifiSave(rsp, wifi.apiType, req->requester))
+        if (wps.saveOrAnswer(rsp, WIFI_SAVE_FAILED))
             falAnswer(rsp, FAL_OK, "");
     }
-    falRelease(wifi.apiType, req->requester, wps);
     return rsp;
 }
 
@@ -115,11 +112,10 @@ _FAL_RSP_T* FalWifiLdb::WifiWmmGet(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = nullptr;
     if (!wifiOpen(rsp, apiType, 57, false, req, 1))
         return rsp;
-    TreeMapObject* wmm = wifiLock(rsp, apiType, "wmm", req->requester);
-    FalTree radio = wifiLockedBand(rsp, wmm, nullptr, wifiIdAt(req, 0), FAL_NOT_FOUND, NO_WMM);
+    FalLock wmm(apiType, "wmm", req->requester, rsp, WIFI_LOAD_FAILED);
+    FalTree radio = wifiLockedBand(rsp, wmm.get(), nullptr, wifiIdAt(req, 0), FAL_NOT_FOUND, NO_WMM);
     if (radio)
         rsp->data = radio->clone(nullptr);
-    falRelease(apiType, req->requester, wmm);
     return rsp;
 }
 
@@ -128,17 +124,16 @@ _FAL_RSP_T* FalWifiLdb::WifiWmmUpdate(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = nullptr;
     if (!wifiOpen(rsp, apiType, 59, false, req, 1, true))
         return rsp;
-    TreeMapObject* wmm = wifiLock(rsp, apiType, "wmm", req->requester);
-    FalTree radio = wifiLockedBand(rsp, wmm, nullptr, wifiIdAt(req, 0), FAL_NOT_FOUND, NO_WMM);
+    FalLock wmm(apiType, "wmm", req->requester, rsp, WIFI_LOAD_FAILED);
+    FalTree radio = wifiLockedBand(rsp, wmm.get(), nullptr, wifiIdAt(req, 0), FAL_NOT_FOUND, NO_WMM);
     if (radio) {
         for (const char* member : kWmmSettings) {
             FalTree value(req->body->get(member));
             if (value)
                 radio->set(member, value.get());
         }
-        wifiSave(rsp, apiType, req->requester);
+        wmm.saveOrAnswer(rsp, WIFI_SAVE_FAILED);
     }
-    falRelease(apiType, req->requester, wmm);
     return rsp;
 }
 

@@ -1,5 +1,5 @@
-// Descriptions of the seven families for hosts and tools: their operations in slot order with
-// request ids, how to construct the family object, and how to call one operation.
+// The operations of the seven interfaces in slot order, with their request ids, and how to call
+// one of them on a family object.
 #pragma once
 
 #include <vector>
@@ -12,26 +12,20 @@ struct FalOpInfo {
     unsigned requestId;  // request message id; the response id is requestId + 1
 };
 
-struct FalFamilyInfo {
+struct FalInterfaceInfo {
     const char* name;  // "gateway", "wifi", "network", "security", "service", "mediashare", "qos"
     unsigned apiType;
     std::vector<FalOpInfo> ops;
 
-    // A new family object with its API type set; the caller deletes it.
-    IFal* (*create)();
     // Calls operation `slot` directly (no dispatch, no lock clean-up).
     _FAL_RSP_T* (*call)(IFal* family, unsigned slot, _FAL_REQ_T* req);
-    // Whether the family object overrides the interface's body of operation `slot`.
-    bool (*implemented)(const IFal* family, unsigned slot);
 
     const FalOpInfo* findOp(const char* opName) const;
     const FalOpInfo* findRequest(unsigned requestId) const;
 };
 
-// The seven families, in API type order (gateway 0 ... media share 5, QoS 6).
-const std::vector<FalFamilyInfo>& falFamilies();
-const FalFamilyInfo* falFamilyByName(const char* name);
-const FalFamilyInfo* falFamilyByApiType(unsigned apiType);
+// The interface of API type `apiType` (gateway 0 ... media share 5, QoS 6), or null.
+const FalInterfaceInfo* falInterfaceByApiType(unsigned apiType);
 
 // How many times the dispatcher had to release locks that an operation left held.
 unsigned long falLeftLockCount();
