@@ -45,6 +45,15 @@ void answerError(httplib::Response& res, int httpStatus, const std::string& text
     json_object_put(o);
 }
 
+void answerWith(httplib::Response& res, const FaldAnswer& answer)
+{
+    res.status = answer.status;
+    for (const auto& header : answer.headers)
+        res.set_header(header.first, header.second);
+    if (!answer.body.empty())
+        res.set_content(answer.body, kJson);
+}
+
 // HTTP status of an operation's answer.
 int httpStatusOf(const _FAL_RSP_T* rsp)
 {
@@ -175,6 +184,8 @@ FaldSession sessionOf(const FalCall& login, const _FAL_RSP_T* rsp)
     FaldSession session;
     const char* user = login.body ? login.body->get<const char*>("userName") : nullptr;
     session.user = user ? user : "";
+    const char* role = rsp->data ? rsp->data->get<const char*>("role") : nullptr;
+    session.role = role ? role : "";
     session.permissions = permissionsOf(rsp->data);
     session.idleTimeout = idleTimeoutOf(rsp->data);
     return session;
@@ -219,7 +230,7 @@ bool readFile(const std::string& path, std::string& out)
 
 }  // namespace
 
-FaldServer::FaldServer(FaldOptions options) : options_(std::move(options))
+FaldServer::FaldServer(FaldOptions options) : options_(std::move(options)), cors_(options_.corsOrigin)
 {
     for (const FalFamilyInfo& family : falFamilies()) {
         if (objects_.size() <= family.apiType)
@@ -229,7 +240,7 @@ FaldServer::FaldServer(FaldOptions options) : options_(std::move(options))
     json_object* listing = router_.listing();
     listing_ = falJsonText(listing, false);
     json_object_put(listing);
-    json_object* openApi = router_.openApi();
+    json_object* openApi = router_.openApi(options_.sim);
     openApi_ = falJsonText(openApi, false);
     json_object_put(openApi);
 }
@@ -296,6 +307,13 @@ void FaldServer::stop()
 void FaldServer::handle(const httplib::Request& req, httplib::Response& res)
 {
     InFlight counted(inFlight_);
+    faldSimDelay(options_.latencyMs);
+    std::string origin = req.get_header_value("Origin");
+    FaldAnswer preflight;
+    if (cors_.preflight(req.method, origin, req.get_header_value("Access-Control-Request-Method"), preflight))
+        return answerWith(res, preflight);
+    for (const auto& header : cors_.headers(origin))
+        res.set_header(header.first, header.second);
     const std::string& path = req.path;
     size_t prefix = strlen(kFaldApiPrefix);
     if (path.compare(0, prefix, kFaldApiPrefix) == 0 && (path.size() == prefix || path[prefix] == '/'))
@@ -314,6 +332,13 @@ void FaldServer::api(const httplib::Request& req, httplib::Response& res, const 
         }
         res.set_content(path == "/openapi.json" ? openApi_ : listing_, kJson);
         return;
+    }
+
+    if (options_.sim && faldIsSimPath(path)) {
+        FaldSession who;
+        if (options_.auth && !sessions_.use(tokenOf(req), who))
+            return answerError(res, 401, "login required");
+        return answerWith(res, faldSimHandle(req.method, path, req.body, !options_.auth || who.role == "admin"));
     }
 
     FaldMatch match = router_.match(req.method, path);
@@ -400,7 +425,7 @@ void FaldServer::serveStatic(const httplib::Request& req, httplib::Response& res
     // The file must lie inside the www directory once every link is resolved.
     char base[PATH_MAX];
     char file[PATH_MAX];
-    std::string wanted = options_.wwwDir + req.path;
+    std::string wanted = options_.wwwDir + req.path + (req.path.back() == '/' ? "index.html" : "");
     if (req.path.find('\0') != std::string::npos || !realpath(options_.wwwDir.c_str(), base) ||
         !realpath(wanted.c_str(), file))
         return answerError(res, 404, "no file " + req.path);
@@ -412,5 +437,5 @@ void FaldServer::serveStatic(const httplib::Request& req, httplib::Response& res
     std::string content;
     if (!readFile(file, content))
         return answerError(res, 404, "no file " + req.path);
-    res.set_content(std::move(content), contentTypeOf(req.path));
+    res.set_content(std::move(content), contentTypeOf(wanted));
 }

@@ -11,6 +11,7 @@
 #include "fal.h"
 #include "tools/fald/FaldRoutes.h"
 #include "tools/fald/FaldSessions.h"
+#include "tools/fald/FaldSim.h"
 
 namespace httplib {
 class Server;
@@ -24,6 +25,9 @@ struct FaldOptions {
     bool auth = true;
     std::string wwwDir = "www";  // served at "/"; relative to the working directory (the root)
     int workers = 64;            // request threads; each keeps one client connection
+    bool sim = false;            // the simulator controls under /api/v1/sim
+    unsigned latencyMs = 0;      // delay before every answer
+    std::string corsOrigin;      // the one origin allowed cross-origin access ("": none)
 };
 
 // The largest request body fald accepts.
@@ -60,6 +64,7 @@ private:
     FaldOptions options_;
     FaldRouter router_;
     FaldSessions sessions_;
+    FaldCors cors_;
     std::vector<std::unique_ptr<IFal>> objects_;  // by API type
     std::string listing_;                         // GET /api/v1
     std::string openApi_;                         // GET /api/v1/openapi.json

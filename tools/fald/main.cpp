@@ -1,6 +1,7 @@
 // fald: the REST daemon that serves the gateway's management API over HTTP.
 //
-//   fald [--root DIR] [--listen ADDR:PORT] [--no-auth] [--log-level N]
+//   fald [--root DIR] [--listen ADDR:PORT] [--no-auth] [--log-level N] [--sim] [--latency MS]
+//        [--cors ORIGIN]
 
 #include <malloc.h>
 #include <signal.h>
@@ -18,6 +19,7 @@ namespace {
 
 const char kUsage[] =
     "usage: fald [--root DIR] [--listen ADDR:PORT] [--no-auth] [--log-level N]\n"
+    "            [--sim] [--latency MS] [--cors ORIGIN]\n"
     "\n"
     "Serves the gateway's management API under /api/v1 and the root's www/ directory at /.\n"
     "\n"
@@ -26,6 +28,9 @@ const char kUsage[] =
     "  --listen ADDR:PORT  address to listen on (default 127.0.0.1:8080); port 0 picks a free one\n"
     "  --no-auth           serve every route without a session\n"
     "  --log-level N       log records of type N and above (0 traces ... 3 errors; default 3)\n"
+    "  --sim               the simulator controls under /api/v1/sim (snapshot, reset, faults)\n"
+    "  --latency MS        delay every answer by MS milliseconds\n"
+    "  --cors ORIGIN       let pages from ORIGIN (\"http://localhost:5173\") call the API\n"
     "\n"
     "SIGINT or SIGTERM stop it gracefully.\n";
 
@@ -77,6 +82,17 @@ int main(int argc, char** argv)
                 return usage(std::string("bad --listen \"") + argv[i] + "\" (want ADDR:PORT)");
         } else if (arg == "--no-auth") {
             options.auth = false;
+        } else if (arg == "--sim") {
+            options.sim = true;
+        } else if (arg == "--latency") {
+            const char* text = value("--latency");
+            char* end = nullptr;
+            long ms = strtol(text, &end, 10);
+            if (!*text || *end || ms < 0 || ms > 60000)
+                return usage(std::string("bad latency \"") + text + "\" (want 0-60000 ms)");
+            options.latencyMs = static_cast<unsigned>(ms);
+        } else if (arg == "--cors") {
+            options.corsOrigin = value("--cors");
         } else if (arg == "--log-level") {
             const char* text = value("--log-level");
             char* end = nullptr;
