@@ -339,7 +339,7 @@ json_object* operation(const FaldBoundRoute& route, const SchemaData& data)
     json_object* op = object({
         {"operationId", text(route.op->name)},
         {"summary", text(summary ? json_object_get_string(summary)
-                                 : (std::string(route.op->name) + ": " + method + " " + route.route->path).c_str())},
+                                 : (method + " " + route.route->path).c_str())},
         {"tags", [&] {
              json_object* t = json_object_new_array();
              json_object_array_add(t, text(family.c_str()));
