@@ -45,7 +45,7 @@ void answerError(httplib::Response& res, int httpStatus, const std::string& text
     json_object_put(o);
 }
 
-void answerWith(httplib::Response& res, const FaldAnswer& answer)
+void answerWith(httplib::Response& res, const FaldHttpAnswer& answer)
 {
     res.status = answer.status;
     for (const auto& header : answer.headers)
@@ -309,7 +309,7 @@ void FaldServer::handle(const httplib::Request& req, httplib::Response& res)
     InFlight counted(inFlight_);
     faldSimDelay(options_.latencyMs);
     std::string origin = req.get_header_value("Origin");
-    FaldAnswer preflight;
+    FaldHttpAnswer preflight;
     if (cors_.preflight(req.method, origin, req.get_header_value("Access-Control-Request-Method"), preflight))
         return answerWith(res, preflight);
     for (const auto& header : cors_.headers(origin))

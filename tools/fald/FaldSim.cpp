@@ -18,43 +18,48 @@ struct HandleRef {
 };
 using Handle = std::unique_ptr<TreeMapObject, HandleRef>;
 
-FaldAnswer error(int status, const std::string& text)
+FaldHttpAnswer error(int status, const std::string& text)
 {
     FaldJson o(json_object_new_object());
     json_object_object_add(o.get(), "error", json_object_new_string(text.c_str()));
-    FaldAnswer a;
+    FaldHttpAnswer a;
     a.status = status;
     a.body = falJsonText(o.get(), false);
     return a;
 }
 
 // {"status": 0, "message": M, "data": D}; takes `data`.
-FaldAnswer done(const char* message, json_object* data)
+FaldHttpAnswer done(const char* message, json_object* data)
 {
     FaldJson o(json_object_new_object());
     json_object_object_add(o.get(), "status", json_object_new_int(0));
     json_object_object_add(o.get(), "message", json_object_new_string(message));
     json_object_object_add(o.get(), "data", data);
-    FaldAnswer a;
+    FaldHttpAnswer a;
     a.body = falJsonText(o.get(), false);
     return a;
 }
 
-FaldAnswer wrongMethod(const std::string& method, const std::string& path, const char* allow)
+FaldHttpAnswer wrongMethod(const std::string& method, const std::string& path, const char* allow)
 {
-    FaldAnswer a = error(405, "method " + method + " not allowed on /api/v1" + path);
+    FaldHttpAnswer a = error(405, "method " + method + " not allowed on /api/v1" + path);
     a.headers.emplace_back("Allow", allow);
     return a;
 }
 
-// Writes every document of `snapshot` (validated beforehand); the names of the ones that failed.
+// Writes every document of `snapshot` (validated beforehand) that differs from the stored one;
+// the names of the ones that could not be written.
 std::string load(json_object* snapshot)
 {
     std::string failed;
     json_object_object_foreach(snapshot, name, document)
     {
+        unsigned api = static_cast<unsigned>(LocalDbCtrl::apiTypeOf(name));
+        Handle now(LocalDbCtrl::copyDocument(api));
+        if (now && json_object_equal(now->node(), document))
+            continue;
         Handle h(TreeMapObject::adopt(json_object_get(document)));
-        if (LocalDbCtrl::replaceDocument(static_cast<unsigned>(LocalDbCtrl::apiTypeOf(name)), h.get()) != 0)
+        if (LocalDbCtrl::replaceDocument(api, h.get()) != 0)
             failed += failed.empty() ? name : std::string(", ") + name;
     }
     return failed;
@@ -88,7 +93,7 @@ bool countOf(json_object* body, const char* name, int& out)
     return true;
 }
 
-FaldAnswer faults(const std::string& body)
+FaldHttpAnswer faults(const std::string& body)
 {
     std::string why;
     FaldJson request(falParseJson(body, why));
@@ -143,7 +148,7 @@ json_object* faldFactorySnapshot()
     return out;
 }
 
-FaldAnswer faldSimHandle(const std::string& method, const std::string& apiPath, const std::string& body, bool admin)
+FaldHttpAnswer faldSimHandle(const std::string& method, const std::string& apiPath, const std::string& body, bool admin)
 {
     std::string path = apiPath;
     bool snapshot = path == "/sim/snapshot", reset = path == "/sim/reset", fault = path == "/sim/faults";
@@ -201,7 +206,7 @@ std::vector<std::pair<std::string, std::string>> FaldCors::headers(const std::st
 }
 
 bool FaldCors::preflight(const std::string& method, const std::string& requestOrigin,
-                         const std::string& requestMethod, FaldAnswer& out) const
+                         const std::string& requestMethod, FaldHttpAnswer& out) const
 {
     if (!enabled() || method != "OPTIONS" || requestOrigin.empty() || requestMethod.empty())
         return false;
@@ -210,7 +215,7 @@ bool FaldCors::preflight(const std::string& method, const std::string& requestOr
         out.headers.emplace_back("Vary", "Origin");
         return true;
     }
-    out = FaldAnswer();
+    out = FaldHttpAnswer();
     out.status = 204;
     out.headers = headers(requestOrigin);
     out.headers.emplace_back("Access-Control-Allow-Methods", "GET, HEAD, PUT, PATCH, POST, DELETE");

@@ -23,7 +23,7 @@ struct FaldJsonRef {
 };
 using FaldJson = std::unique_ptr<json_object, FaldJsonRef>;
 
-struct FaldAnswer {
+struct FaldHttpAnswer {
     int status = 200;
     std::vector<std::pair<std::string, std::string>> headers;
     std::string body;  // JSON
@@ -37,7 +37,7 @@ bool faldIsSimPath(const std::string& apiPath);
 
 // Answers a simulator request. `admin`: the caller may use the controls (an admin session, or
 // sessions are off).
-FaldAnswer faldSimHandle(const std::string& method, const std::string& apiPath, const std::string& body, bool admin);
+FaldHttpAnswer faldSimHandle(const std::string& method, const std::string& apiPath, const std::string& body, bool admin);
 
 // The factory-default documents as a snapshot ({"gateway": {...}, ...}). New reference.
 json_object* faldFactorySnapshot();
@@ -56,7 +56,7 @@ public:
     // if so `out` is its answer: 204 with the allowed methods and headers for the allowed origin,
     // 403 for any other.
     bool preflight(const std::string& method, const std::string& requestOrigin, const std::string& requestMethod,
-                   FaldAnswer& out) const;
+                   FaldHttpAnswer& out) const;
 
 private:
     std::string origin_;
