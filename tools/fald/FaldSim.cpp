@@ -175,6 +175,10 @@ FaldHttpAnswer faldSimHandle(const std::string& method, const std::string& apiPa
     }
     FaldJson next;
     if (reset) {
+        for (unsigned api = 0; api < LocalDbCtrl::kDocuments; ++api) {  // no fault outlives a reset
+            LocalDbCtrl::failNextLocks(api, 0);
+            LocalDbCtrl::failNextSaves(api, 0);
+        }
         next.reset(faldFactorySnapshot());
     } else {
         std::string why;

@@ -3,7 +3,7 @@
 //
 //   GET  /api/v1/sim/snapshot  every document of the root, as one object by family name
 //   PUT  /api/v1/sim/snapshot  loads such an object: every family it names, all at once
-//   POST /api/v1/sim/reset     back to the factory defaults
+//   POST /api/v1/sim/reset     back to the factory defaults, with no fault pending
 //   POST /api/v1/sim/faults    {"family": F, "failLock": N, "failSave": N}: the next N locks or
 //                              saves of F's document fail
 //

@@ -75,8 +75,11 @@ TEST_F(FaldSimTest, FaultsFailTheNextSavesAndResetRestoresTheFactoryDocuments)
     EXPECT_EQ(call("GET", kApi + "/gateway/devices", nullptr, token_).status, 500);
     EXPECT_EQ(call("GET", kApi + "/gateway/devices", nullptr, token_).status, 200);
 
+    ASSERT_EQ(call("POST", kApi + "/sim/faults", R"({"family":"service","failLock":2,"failSave":2})", token_).status,
+              200);
     FaldAnswer reset = call("POST", kApi + "/sim/reset", "", token_);
     ASSERT_EQ(reset.status, 200) << reset.body;
+    EXPECT_EQ(LocalDbCtrl::pendingLockFailures(4) + LocalDbCtrl::pendingSaveFailures(4), 0u);
     EXPECT_FALSE(listed("sim-web"));
     EXPECT_TRUE(listed("Office web server"));
 }
