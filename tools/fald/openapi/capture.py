@@ -103,6 +103,11 @@ def main():
             line["body"] = body
         reply = batch(build, root, [line])[0]
         shutil.rmtree(root)
+        if reply is None:  # gives no response at all: answers 501 whatever it is sent
+            op.pop("body", None)
+            op.pop("data", None)
+            op["codes"] = [501]
+            continue
         code = HTTP.get(reply["status"], 500) if reply else 501
         reply = reply or {}
         op["data"] = reply.get("data")
