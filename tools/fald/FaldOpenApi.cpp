@@ -166,20 +166,22 @@ json_object* content(json_object* schema, json_object* example)
     return object({{"application/json", media}});
 }
 
-// The reply of a success: {"status", "message", "data"} with the data typed from its example.
-json_object* successReply(json_object* data, int code)
+// The reply of a success: {"status", "message", "data"} with the data typed from its example
+// (`known` false: no example, any data).
+json_object* successReply(json_object* data, bool known, int code)
 {
     json_object* props = object({{"status", object({{"type", text("integer")}})},
                                  {"message", object({{"type", text("string")}})},
-                                 {"data", schemaOf(data)}});
+                                 {"data", known ? schemaOf(data) : json_object_new_object()}});
     json_object* required = json_object_new_array();
     for (const char* name : {"status", "message", "data"})
         json_object_array_add(required, text(name));
     json_object* schema = object({{"type", text("object")}, {"required", required}, {"properties", props}});
     int status = code == 201 ? 1 : code == 202 ? 2 : 0;
-    json_object* example = object({{"status", json_object_new_int(status)},
-                                   {"message", text("FAL processed fine!")},
-                                   {"data", copy(data)}});
+    json_object* example = known ? object({{"status", json_object_new_int(status)},
+                                           {"message", text("FAL processed fine!")},
+                                           {"data", copy(data)}})
+                                 : nullptr;
     return object({{"description", text(reason(code))}, {"content", content(schema, example)}});
 }
 
@@ -303,7 +305,7 @@ json_object* parameter(const std::string& name, const char* in, json_object* inf
     return p;
 }
 
-json_object* responsesOf(json_object* data, json_object* codes, bool body, bool login)
+json_object* responsesOf(json_object* info, json_object* codes, bool body, bool login)
 {
     json_object* out = json_object_new_object();
     auto shared = [&](int code) {
@@ -315,7 +317,9 @@ json_object* responsesOf(json_object* data, json_object* codes, bool body, bool 
         if (code == 401 || code == 403 || code == 413 || code == 429)
             continue;  // added below, in order
         if (code >= 200 && code < 300)
-            json_object_object_add(out, std::to_string(code).c_str(), successReply(data, code));
+            json_object_object_add(out, std::to_string(code).c_str(),
+                                   successReply(member(info, "data"), json_object_object_get_ex(info, "data", nullptr),
+                                                code));
         else
             shared(code);
     }
@@ -377,7 +381,7 @@ json_object* operation(const FaldBoundRoute& route, const SchemaData& data)
         codes = fallback;
     }
     bool login = strcmp(route.op->name, "GatewayLogin") == 0;
-    json_object_object_add(op, "responses", responsesOf(member(info, "data"), codes, body && route.implemented, login));
+    json_object_object_add(op, "responses", responsesOf(info, codes, body && route.implemented, login));
     json_object_put(fallback);
     if (login)
         json_object_object_add(op, "security", json_object_new_array());
@@ -433,7 +437,7 @@ void addSimulator(json_object* paths, const SchemaData& data)
             json_object_object_add(op, "requestBody",
                                    object({{"required", json_object_new_boolean(true)},
                                            {"content", content(schemaOf(body), copy(body))}}));
-        json_object* responses = object({{"200", successReply(reply, 200)}});
+        json_object* responses = object({{"200", successReply(reply, true, 200)}});
         if (body) {
             json_object_object_add(responses, "400", refTo("#/components/responses/S400"));
             json_object_object_add(responses, "413", refTo("#/components/responses/S413"));

@@ -425,7 +425,7 @@ void FaldServer::serveStatic(const httplib::Request& req, httplib::Response& res
     // The file must lie inside the www directory once every link is resolved.
     char base[PATH_MAX];
     char file[PATH_MAX];
-    std::string wanted = options_.wwwDir + req.path + (req.path.back() == '/' ? "index.html" : "");
+    std::string wanted = options_.wwwDir + req.path + (!req.path.empty() && req.path.back() == '/' ? "index.html" : "");
     if (req.path.find('\0') != std::string::npos || !realpath(options_.wwwDir.c_str(), base) ||
         !realpath(wanted.c_str(), file))
         return answerError(res, 404, "no file " + req.path);
