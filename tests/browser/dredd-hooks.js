@@ -1,12 +1,13 @@
 // Dredd hooks for the run against `fald --sim --no-auth`.
 //
 // Every transaction starts from the factory defaults, so that a delete run before a read does
-// not change what the read answers. The 500 answers are provoked through the simulator: the next
-// lock of the family's document fails. The 4xx answers need a request the description does not
-// give (a session, a wrong body, a missing record), so they are skipped.
+// not change what the read answers. Some failures can be provoked: a 500 by making the next lock
+// of the family's document fail (through the simulator), a 400 by a body that is not JSON, a 413
+// by a body over 64 KiB. The others (401 and 403 need sessions, 404 and 409 a record the example
+// does not name, 429 repeated failed logins) are skipped.
 const hooks = require('hooks');
 
-async function post(transaction, path, body) {
+async function sim(transaction, path, body) {
   const { protocol, host, port } = transaction;
   const res = await fetch(`${protocol}//${host}:${port}/api/v1/sim/${path}`, {
     method: 'POST',
@@ -18,15 +19,23 @@ async function post(transaction, path, body) {
 
 hooks.beforeEach((transaction, done) => {
   const expected = String(transaction.expected.statusCode);
-  if (expected.startsWith('4')) {
+  const segments = transaction.request.uri.split('?')[0].split('/');
+  const family = segments.find((s) => s && s !== 'api' && s !== 'v1');
+  const hasBody = transaction.request.body !== undefined && transaction.request.body !== '';
+  if (expected === '400' && hasBody) {
+    transaction.request.body = '{"unterminated": ';
+  } else if (expected === '413' && hasBody) {
+    transaction.request.body = JSON.stringify({ padding: 'x'.repeat(70 * 1024) });
+  } else if (expected.startsWith('4') || (expected === '500' && family === 'sim')) {
     transaction.skip = true;
     done();
     return;
   }
-  const segments = transaction.request.uri.split('?')[0].split('/');
-  const family = segments.find((s) => s && s !== 'api' && s !== 'v1');
-  post(transaction, 'reset', {})
-    .then(() => (expected === '500' && family !== 'sim' ? post(transaction, 'faults', { family, failLock: 1 }) : null))
+  if (transaction.request.headers['Content-Length'] !== undefined) {
+    transaction.request.headers['Content-Length'] = Buffer.byteLength(transaction.request.body);
+  }
+  sim(transaction, 'reset', {})
+    .then(() => (expected === '500' ? sim(transaction, 'faults', { family, failLock: 1 }) : null))
     .then(() => done())
     .catch(done);
 });

@@ -350,9 +350,12 @@ json_object* operation(const FaldBoundRoute& route, const SchemaData& data)
              return t;
          }()},
     });
+    json_object* codes = member(info, "codes");
+    bool answers = route.implemented && codes &&
+                   !(json_object_array_length(codes) == 1 && json_object_get_int(json_object_array_get_idx(codes, 0)) == 501);
     std::string description = "The " + family + " family's operation " + route.op->name + ".";
-    if (!route.implemented)
-        description += " Not supported by this gateway yet: answers 501.";
+    if (!answers)
+        description += " Not supported by this gateway: answers 501.";
     json_object_object_add(op, "description", text(description.c_str()));
 
     json_object* params = json_object_new_array();
@@ -373,7 +376,6 @@ json_object* operation(const FaldBoundRoute& route, const SchemaData& data)
         json_object_object_add(op, "requestBody",
                                object({{"required", json_object_new_boolean(true)},
                                        {"content", content(schemaOf(body), copy(body))}}));
-    json_object* codes = member(info, "codes");
     json_object* fallback = nullptr;
     if (!codes || !route.implemented) {
         fallback = json_object_new_array();

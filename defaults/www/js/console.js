@@ -109,7 +109,10 @@ function renderFamilies() {
         el('span', { className: 'path', textContent: o.path }));
       button.dataset.op = o.op.operationId;
       button.title = o.op.operationId;
-      if (o.op.description?.includes('501')) button.classList.add('unsupported');
+      if (!Object.keys(o.op.responses || {}).some((code) => code.startsWith('2'))) {
+        button.classList.add('unsupported');
+        button.title += ' (not supported by this gateway)';
+      }
       button.addEventListener('click', () => pick(o, button));
       ul.append(el('li', {}, button));
     }
