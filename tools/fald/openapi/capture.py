@@ -110,7 +110,16 @@ def main():
             continue
         code = HTTP.get(reply["status"], 500)
         op["data"] = reply.get("data")
-        codes = {code, 500}
+        codes = {code}
+        # What the operation answers when its document cannot be locked, or saved.
+        for control in ("failLock", "failSave") if r["method"] != "GET" else ("failLock",):
+            root = tempfile.mkdtemp()
+            shutil.rmtree(root)
+            shutil.copytree(factory, root)
+            got = batch(build, root, [{"control": control, "family": fam, "count": 1}, line])[-1]
+            shutil.rmtree(root)
+            if got:
+                codes.add(HTTP.get(got["status"], 500))
         if code >= 300:
             # The example fails on a factory root (a missing record, say); the operation can still
             # succeed, with data the capture has not seen.
