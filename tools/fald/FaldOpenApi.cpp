@@ -166,6 +166,14 @@ json_object* content(json_object* schema, json_object* example)
     return object({{"application/json", media}});
 }
 
+json_object* requiredList(std::initializer_list<const char*> names)
+{
+    json_object* a = json_object_new_array();
+    for (const char* n : names)
+        json_object_array_add(a, text(n));
+    return a;
+}
+
 // The reply of a success: {"status", "message", "data"} with the data typed from its example
 // (`known` false: no example, any data).
 json_object* successReply(json_object* data, bool known, int code)
@@ -173,10 +181,9 @@ json_object* successReply(json_object* data, bool known, int code)
     json_object* props = object({{"status", object({{"type", text("integer")}})},
                                  {"message", object({{"type", text("string")}})},
                                  {"data", known ? schemaOf(data) : json_object_new_object()}});
-    json_object* required = json_object_new_array();
-    for (const char* name : {"status", "message", "data"})
-        json_object_array_add(required, text(name));
-    json_object* schema = object({{"type", text("object")}, {"required", required}, {"properties", props}});
+    json_object* schema = object({{"type", text("object")},
+                                  {"required", requiredList({"status", "message", "data"})},
+                                  {"properties", props}});
     int status = code == 201 ? 1 : code == 202 ? 2 : 0;
     json_object* example = known ? object({{"status", json_object_new_int(status)},
                                            {"message", text("FAL processed fine!")},
@@ -202,14 +209,6 @@ json_object* sharedResponses()
         add(code, "Failure");
     add(501, "NotSupported");
     return out;
-}
-
-json_object* requiredList(std::initializer_list<const char*> names)
-{
-    json_object* a = json_object_new_array();
-    for (const char* n : names)
-        json_object_array_add(a, text(n));
-    return a;
 }
 
 json_object* sharedSchemas()
