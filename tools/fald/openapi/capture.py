@@ -22,7 +22,8 @@ HTTP = {0: 200, 3: 200, 1: 201, 2: 202, 4: 409, 8: 500, 9: 404, 10: 400}
 
 
 def routes(build):
-    proc = subprocess.Popen([os.path.join(build, "fald"), "--root", tempfile.mkdtemp(), "--listen",
+    root = tempfile.mkdtemp()
+    proc = subprocess.Popen([os.path.join(build, "fald"), "--root", root, "--listen",
                              "127.0.0.1:0", "--no-auth"], stdout=subprocess.PIPE, text=True)
     try:
         line = proc.stdout.readline()
@@ -32,6 +33,7 @@ def routes(build):
     finally:
         proc.terminate()
         proc.wait()
+        shutil.rmtree(root)
 
 
 def batch(build, root, lines):
@@ -63,9 +65,9 @@ def seed(data, method, path):
 def main():
     build = sys.argv[1]
     table = routes(build)
-    factory = tempfile.mkdtemp()
-    batch(build, factory + "/root", [])
-    factory += "/root"
+    top = tempfile.mkdtemp()
+    factory = top + "/root"
+    batch(build, factory, [])
     files = {}
     for fam in sorted({r["family"] for r in table}):
         path = os.path.join(HERE, fam + ".json")
@@ -131,6 +133,7 @@ def main():
         if r["method"] != "GET":
             codes.update((400, 409))
         op["codes"] = sorted(codes)
+    shutil.rmtree(top)
     for fam, doc in files.items():
         with open(os.path.join(HERE, fam + ".json"), "w") as f:
             json.dump(doc, f, indent=1)
