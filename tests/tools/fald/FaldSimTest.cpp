@@ -2,6 +2,8 @@
 #include <chrono>
 #include <set>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "tools/common/FalRequest.h"
 #include "tools/fald/FaldFixture.h"
@@ -159,14 +161,67 @@ TEST_F(FaldSimTest, ControlsAreForAdminsAndOnlyUnderSim)
     EXPECT_EQ(at(doc.json, {"paths", "/sim/reset"}), nullptr);
 }
 
-TEST_F(FaldSimTest, LatencyDelaysEveryAnswer)
+TEST_F(FaldSimTest, LatencyDelaysEveryAnswerWithoutHoldingBackTheOthers)
 {
+    using Ms = std::chrono::milliseconds;
     FaldOptions slow = simOptions();
-    slow.latencyMs = 120;
+    slow.latencyMs = 300;
+    slow.limits.threads = 1;  // one event thread and one worker: a sleeping thread would serialise
+    slow.limits.workers = 1;
     startServer(slow);
     auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(call("GET", kApi + "/gateway/about").status, 401);
-    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(120));
+    EXPECT_GE(std::chrono::steady_clock::now() - start, Ms(300));
+
+    // Reads (answered on the event thread) and writes (on the worker) at once: all are delayed
+    // together, not one after the other.
+    token_ = login("admin", "admin");
+    start = std::chrono::steady_clock::now();
+    std::vector<int> statuses(8, 0);
+    std::vector<std::thread> clients;
+    for (size_t i = 0; i < statuses.size(); ++i)
+        clients.emplace_back([&, i] {
+            statuses[i] = i % 2 ? call("GET", kApi + "/service/portForwarding", nullptr, token_).status
+                                : call("POST", kApi + "/sim/faults", R"({"family":"wifi","failLock":0,"failSave":0})",
+                                       token_).status;
+        });
+    for (std::thread& t : clients)
+        t.join();
+    auto took = std::chrono::steady_clock::now() - start;
+    for (int status : statuses)
+        EXPECT_EQ(status, 200);
+    EXPECT_GE(took, Ms(300));
+    EXPECT_LT(took, Ms(1500)) << "8 delayed replies took as long as one after another";
+}
+
+TEST_F(FaldSimTest, StoppingSendsTheDelayedRepliesAtOnce)
+{
+    FaldOptions slow = simOptions();
+    slow.latencyMs = 60000;
+    startServer(slow);
+    FaldAnswer answer;
+    std::thread client([&] { answer = call("GET", kApi + "/openapi.json"); });
+    while (server_->inFlight() == 0)
+        std::this_thread::yield();
+    auto start = std::chrono::steady_clock::now();
+    server_->stop();
+    client.join();
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+    EXPECT_EQ(answer.status, 200);
+}
+
+TEST_F(FaldSimTest, ASnapshotMayExceedTheBodyLimitOfOperations)
+{
+    FaldOptions small = simOptions();
+    small.limits.maxBody = 1024;
+    startServer(small);
+    token_ = login("admin", "admin");
+    FaldAnswer snapshot = call("GET", kApi + "/sim/snapshot", nullptr, token_);
+    ASSERT_EQ(snapshot.status, 200);
+    std::string documents = falJsonText(at(snapshot.json, {"data"}), false);
+    ASSERT_GT(documents.size(), 1024u);
+    EXPECT_EQ(call("PUT", kApi + "/sim/snapshot", documents.c_str(), token_).status, 200);
+    EXPECT_EQ(call("PUT", kApi + "/service/portForwarding", documents.c_str(), token_).status, 413);
 }
 
 TEST(FaldCors, OnlyTheConfiguredOriginGetsAccessAndCredentials)
@@ -220,6 +275,13 @@ TEST_F(FaldSimTest, CorsPreflightAndCredentialedCallsOverHttp)
     auto other = client.Get(kApi + "/openapi.json", {{"Origin", "http://evil.test"}});
     ASSERT_TRUE(other);
     EXPECT_FALSE(other->has_header("Access-Control-Allow-Origin"));
+
+    // fald's own refusals, before any operation sees the request, carry the headers too.
+    auto tooBig = client.Post(kApi + "/service/portForwarding", {{"Origin", "http://ui.test:5173"}},
+                              std::string(o.limits.maxBody + 1, ' '), "application/json");
+    ASSERT_TRUE(tooBig);
+    EXPECT_EQ(tooBig->status, 413);
+    EXPECT_EQ(tooBig->get_header_value("Access-Control-Allow-Origin"), "http://ui.test:5173");
 }
 
 TEST_F(FaldSimTest, TheConsoleShipsWithTheRootAndServesAtSlash)
