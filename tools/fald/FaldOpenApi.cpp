@@ -150,7 +150,7 @@ const char* reason(int code)
     case 403: return "the role may not do this";
     case 404: return "not found (status 9)";
     case 409: return "refused (status 4)";
-    case 413: return "body over 64 KiB";
+    case 413: return "body over the limit (fald --max-body, 64 KiB by default)";
     case 429: return "too many failed logins; retry after \"Retry-After\" seconds";
     case 500: return "database error (status 8)";
     case 501: return "not supported by this gateway";
