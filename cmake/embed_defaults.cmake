@@ -1,5 +1,12 @@
-# Writes a C++ source that holds every file under ROOT as {relative path, contents, size}.
-file(GLOB_RECURSE files RELATIVE ${ROOT} ${ROOT}/*)
+# Writes a C++ source that holds every file under ROOT matching PATTERN (default: all) as
+# {relative path, contents, size}, in the array SYMBOL (default: falDefaultFiles).
+if(NOT PATTERN)
+  set(PATTERN "*")
+endif()
+if(NOT SYMBOL)
+  set(SYMBOL falDefaultFiles)
+endif()
+file(GLOB_RECURSE files RELATIVE ${ROOT} ${ROOT}/${PATTERN})
 list(SORT files)
 set(body "")
 set(entries "")
@@ -11,5 +18,5 @@ foreach(f ${files})
   string(APPEND entries "    {\"${f}\", reinterpret_cast<const char*>(file${n}), sizeof(file${n}) - 1},\n")
   math(EXPR n "${n}+1")
 endforeach()
-file(WRITE ${OUT}.tmp "// Generated from defaults/: do not edit.\n#include \"tools/common/FalDefaults.h\"\n\n${body}\nconst FalDefaultFile falDefaultFiles[] = {\n${entries}    {nullptr, nullptr, 0},\n};\n")
+file(WRITE ${OUT}.tmp "// Generated from ${ROOT}: do not edit.\n#include \"tools/common/FalDefaults.h\"\n\n${body}\nextern const FalDefaultFile ${SYMBOL}[];\nconst FalDefaultFile ${SYMBOL}[] = {\n${entries}    {nullptr, nullptr, 0},\n};\n")
 configure_file(${OUT}.tmp ${OUT} COPYONLY)

@@ -132,10 +132,13 @@ struct FaldEngine::Req {
     FaldHttpRequest request;
     FaldHttpReply reply;
     bool overLimit = false;  // the body outgrew the limit: only the refusal is left
+    size_t maxBody = 0;      // the body limit of this request
     bool busy = false;       // counted in busy_
+    Clock::time_point due;   // the earliest time the reply may go out
 };
 
-FaldEngine::FaldEngine(FaldHttpHandler& handler, const FaldLimits& limits) : handler_(handler), limits_(limits)
+FaldEngine::FaldEngine(FaldHttpHandler& handler, const FaldLimits& limits, std::chrono::milliseconds delay)
+    : handler_(handler), limits_(limits), delay_(delay)
 {
     if (limits_.threads == 0)
         limits_.threads = 1;
@@ -172,6 +175,8 @@ int FaldEngine::start(const std::string& host, int port, std::string& error)
     for (unsigned i = 0; i < limits_.workers; ++i)
         workers_.emplace_back([this] { work(); });
     reaper_ = std::thread([this] { reap(); });
+    if (delay_.count() > 0)
+        delayer_ = std::thread([this] { delayReplies(); });
     return boundPort;
 }
 
@@ -180,6 +185,14 @@ void FaldEngine::stop()
     if (!daemon_)
         return;
     stopping_ = true;
+    // Replies held back by the delay go out now.
+    {
+        std::lock_guard<std::mutex> lock(heldMutex_);
+        heldQuit_ = true;
+    }
+    heldWake_.notify_all();
+    if (delayer_.joinable())
+        delayer_.join();
     MHD_socket listener = MHD_quiesce_daemon(daemon_);
     if (listener != MHD_INVALID_SOCKET)
         close(listener);
@@ -315,11 +328,13 @@ bool FaldEngine::refuseBeforeBody(Req& r)
         r.reply = faldError(400, "both Content-Length and Transfer-Encoding");
     else if (otherCoding)
         r.reply = faldError(400, "unsupported Transfer-Encoding");
-    else if (declared > limits_.maxBody)
-        r.reply = faldError(413, "request body over " + std::to_string(limits_.maxBody) + " bytes");
+    else if (declared > r.maxBody)
+        r.reply = faldError(413, "request body over " + std::to_string(r.maxBody) + " bytes");
     else
         return false;
     r.reply.close = true;
+    FaldPairs extra = handler_.replyHeaders(q);
+    r.reply.headers.insert(r.reply.headers.end(), extra.begin(), extra.end());
     return true;
 }
 
@@ -345,6 +360,7 @@ MHD_Result FaldEngine::access(MHD_Connection* c, const char* url, const char* me
         r->request.client = r->conn ? r->conn->client : "";
         MHD_get_connection_values(c, MHD_HEADER_KIND, &collect, &r->request.headers);
         MHD_get_connection_values(c, MHD_GET_ARGUMENT_KIND, &collect, &r->request.query);
+        r->maxBody = handler_.bodyLimit(r->request, limits_.maxBody);
         if (refuseBeforeBody(*r)) {
             r->state = Req::READY;
             return queue(c, *r);
@@ -352,7 +368,7 @@ MHD_Result FaldEngine::access(MHD_Connection* c, const char* url, const char* me
         return MHD_YES;
     }
     if (*uploadSize > 0) {
-        if (r->request.body.size() + *uploadSize > limits_.maxBody) {
+        if (r->request.body.size() + *uploadSize > r->maxBody) {
             r->overLimit = true;  // a chunked body that outgrew the limit: drained, then refused
             r->request.body.clear();
         } else if (!r->overLimit) {
@@ -370,14 +386,22 @@ MHD_Result FaldEngine::access(MHD_Connection* c, const char* url, const char* me
     r->busy = true;
     ++busy_;
     setPhase(r->conn, BUSY);
-    if (r->overLimit) {
-        r->reply = faldError(413, "request body over " + std::to_string(limits_.maxBody) + " bytes");
+    r->due = Clock::now() + delay_;
+    if (r->overLimit || stopping_) {
+        r->reply = r->overLimit ? faldError(413, "request body over " + std::to_string(r->maxBody) + " bytes")
+                                : faldError(503, "fald is stopping");
         r->reply.close = true;
-    } else if (stopping_) {
-        r->reply = faldError(503, "fald is stopping");
-        r->reply.close = true;
+        FaldPairs extra = handler_.replyHeaders(r->request);
+        r->reply.headers.insert(r->reply.headers.end(), extra.begin(), extra.end());
     } else if (!handler_.mayBlock(r->request)) {
         r->reply = handler_.respond(r->request);
+        if (delay_.count() > 0) {
+            r->state = Req::QUEUED;
+            ++inFlight_;
+            MHD_suspend_connection(c);
+            hold(r);
+            return MHD_YES;
+        }
     } else {
         r->state = Req::QUEUED;
         ++inFlight_;
@@ -423,15 +447,63 @@ void FaldEngine::work()
             jobs_.pop_front();
         }
         r->reply = handler_.respond(r->request);
-        r->state = Req::READY;
-        // The count drops before the reply can go out (a client that has its answer sees the
-        // request done); stop() waits for resuming_ too, so the daemon is still there for the
-        // resume. r belongs to the event thread from the resume on.
-        MHD_Connection* c = r->connection;
-        ++resuming_;
-        --inFlight_;
-        MHD_resume_connection(c);
-        --resuming_;
+        if (delay_.count() > 0 && Clock::now() < r->due) {
+            hold(r);
+            continue;
+        }
+        release(r);
+    }
+}
+
+// Hands a reply that a worker or the delay held back to its connection's event thread.
+void FaldEngine::release(Req* r)
+{
+    r->state = Req::READY;
+    // The count drops before the reply can go out (a client that has its answer sees the request
+    // done); stop() waits for resuming_ too, so the daemon is still there for the resume. r
+    // belongs to the event thread from the resume on.
+    MHD_Connection* c = r->connection;
+    ++resuming_;
+    --inFlight_;
+    MHD_resume_connection(c);
+    --resuming_;
+}
+
+// Keeps a reply (its connection suspended) until it is due.
+void FaldEngine::hold(Req* r)
+{
+    {
+        std::lock_guard<std::mutex> lock(heldMutex_);
+        if (!heldQuit_) {
+            held_.emplace(r->due, r);
+            heldWake_.notify_all();
+            return;
+        }
+    }
+    release(r);  // stopping: it goes out now
+}
+
+// Releases the held replies as they fall due, and every one of them when the engine stops.
+void FaldEngine::delayReplies()
+{
+    std::unique_lock<std::mutex> lock(heldMutex_);
+    for (;;) {
+        if (heldQuit_ && held_.empty())
+            return;
+        if (held_.empty()) {
+            heldWake_.wait(lock);
+            continue;
+        }
+        auto first = held_.begin();
+        if (!heldQuit_ && Clock::now() < first->first) {
+            heldWake_.wait_until(lock, first->first);
+            continue;
+        }
+        Req* r = first->second;
+        held_.erase(first);
+        lock.unlock();
+        release(r);
+        lock.lock();
     }
 }
 

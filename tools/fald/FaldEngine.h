@@ -23,7 +23,10 @@
 
 class FaldEngine {
 public:
-    FaldEngine(FaldHttpHandler& handler, const FaldLimits& limits);
+    // `delay`: every reply the handler gives goes out no sooner than this after its request came
+    // in (a simulated slow gateway); the connection waits suspended, no thread waits for it.
+    FaldEngine(FaldHttpHandler& handler, const FaldLimits& limits,
+               std::chrono::milliseconds delay = std::chrono::milliseconds(0));
     ~FaldEngine();  // stops
     FaldEngine(const FaldEngine&) = delete;
     FaldEngine& operator=(const FaldEngine&) = delete;
@@ -55,6 +58,9 @@ private:
     void setPhase(Conn* conn, int phase);
     void work();
     void reap();
+    void hold(Req* r);
+    void release(Req* r);
+    void delayReplies();
 
     FaldHttpHandler& handler_;
     FaldLimits limits_;
@@ -76,6 +82,14 @@ private:
     std::vector<std::thread> workers_;
     std::atomic<unsigned> inFlight_{0};
     std::atomic<unsigned> resuming_{0};  // workers handing a reply back
+
+    // Replies held back by the delay, by the time they are due.
+    std::chrono::milliseconds delay_;
+    std::mutex heldMutex_;
+    std::condition_variable heldWake_;
+    std::multimap<std::chrono::steady_clock::time_point, Req*> held_;
+    bool heldQuit_ = false;
+    std::thread delayer_;
 
     std::thread reaper_;
     std::mutex reapMutex_;

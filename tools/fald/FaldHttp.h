@@ -45,6 +45,10 @@ public:
     virtual FaldHttpReply respond(const FaldHttpRequest& request) = 0;
     // Whether answering may block; false lets the engine answer on its event thread.
     virtual bool mayBlock(const FaldHttpRequest& request) const = 0;
+    // Headers that every reply to the request carries, the engine's own refusals included.
+    virtual FaldPairs replyHeaders(const FaldHttpRequest&) const { return {}; }
+    // The largest body the request may have, given the engine's limit for all.
+    virtual size_t bodyLimit(const FaldHttpRequest&, size_t limit) const { return limit; }
 };
 
 // {"error": text} with the status.

@@ -68,8 +68,9 @@ public:
 
     // {"routes": [{"method", "path", "family", "operation", "implemented"}, ...]}. New reference.
     json_object* listing() const;
-    // An OpenAPI 3 description of every route. New reference.
-    json_object* openApi() const;
+    // An OpenAPI 3 description of every route (and of the simulator's when `sim`), typed from the
+    // schema data in tools/fald/openapi/. New reference.
+    json_object* openApi(bool sim) const;
 
 private:
     std::vector<FaldBoundRoute> routes_;
@@ -77,3 +78,8 @@ private:
 
 // The segments of a path ("/a/b" -> {"a", "b"}); empty segments are kept.
 std::vector<std::string> faldSplitPath(const std::string& path);
+// Whether a path segment is a variable ("{ruleId}"), and its name ("ruleId").
+bool faldIsVariable(const std::string& segment);
+std::string faldVariableName(const std::string& segment);
+// The query parameters a route reads, in table order.
+std::vector<std::string> faldQueryNames(const FaldRoute& route);

@@ -4,6 +4,7 @@
 #include <stdlib.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cstring>
 #include <fstream>
 #include <sstream>
@@ -24,7 +25,18 @@ const std::chrono::seconds kDefaultLifetime{3600};
 const off_t kMaxStaticFile = 16 * 1024 * 1024;
 // Members that only a session that may change the gateway family receives.
 const char* const kSecrets[] = {"password", "accessToken"};
+// The largest snapshot the simulator loads in one request.
+const size_t kFaldSnapshotMaxBody = 8 * 1024 * 1024;
 
+// The reply that carries an answer of the simulator or of the CORS checks.
+FaldHttpReply replyWith(FaldHttpAnswer answer)
+{
+    FaldHttpReply reply;
+    reply.status = answer.status;
+    reply.headers = std::move(answer.headers);
+    reply.body = std::move(answer.body);
+    return reply;
+}
 
 // HTTP status of an operation's answer.
 int httpStatusOf(const _FAL_RSP_T* rsp)
@@ -169,6 +181,8 @@ FaldSession sessionOf(const std::string& user, const _FAL_RSP_T* rsp)
 {
     FaldSession session;
     session.user = user;
+    const char* role = rsp->data ? rsp->data->get<const char*>("role") : nullptr;
+    session.role = role ? role : "";
     session.permissions = permissionsOf(rsp->data);
     session.idleTimeout = timerOf(rsp->data, "idleTimeout", kDefaultIdle);
     session.lifetime = timerOf(rsp->data, "sessionTimeout", kDefaultLifetime);
@@ -250,7 +264,7 @@ struct FaldServer::Caller {
     FaldPairs refusalHeaders;
 };
 
-FaldServer::FaldServer(FaldOptions options) : options_(std::move(options))
+FaldServer::FaldServer(FaldOptions options) : options_(std::move(options)), cors_(options_.corsOrigin)
 {
     for (const FalFamilyInfo& family : falFamilies()) {
         if (objects_.size() <= family.apiType)
@@ -260,7 +274,7 @@ FaldServer::FaldServer(FaldOptions options) : options_(std::move(options))
     json_object* listing = router_.listing();
     listing_ = falJsonText(listing, false);
     json_object_put(listing);
-    json_object* openApi = router_.openApi();
+    json_object* openApi = router_.openApi(options_.sim);
     openApi_ = falJsonText(openApi, false);
     json_object_put(openApi);
     if (faldIsLoopback(options_.host)) {
@@ -276,7 +290,7 @@ FaldServer::~FaldServer()
 
 bool FaldServer::start(std::string& error)
 {
-    engine_ = std::make_unique<FaldEngine>(*this, options_.limits);
+    engine_ = std::make_unique<FaldEngine>(*this, options_.limits, std::chrono::milliseconds(options_.latencyMs));
     port_ = engine_->start(options_.host, options_.port, error);
     if (port_ <= 0) {
         engine_.reset();
@@ -315,7 +329,35 @@ bool FaldServer::hostAllowed(const FaldHttpRequest& req) const
     return hostNames_.empty() || host.empty() || faldHostAllowed(host, hostNames_);
 }
 
+FaldPairs FaldServer::replyHeaders(const FaldHttpRequest& request) const
+{
+    return cors_.headers(request.header("Origin"));
+}
+
+// A whole snapshot of the root comes in one request.
+size_t FaldServer::bodyLimit(const FaldHttpRequest& request, size_t limit) const
+{
+    if (options_.sim && request.method == "PUT" && isApiPath(request.path) &&
+        faldIsSimPath(request.path.substr(strlen(kFaldApiPrefix))))
+        return std::max(limit, kFaldSnapshotMaxBody);
+    return limit;
+}
+
 FaldHttpReply FaldServer::respond(const FaldHttpRequest& req)
+{
+    // A preflight is answered at once, with its own headers; every other reply carries the
+    // cross-origin headers.
+    FaldHttpAnswer preflight;
+    if (hostAllowed(req) &&
+        cors_.preflight(req.method, req.header("Origin"), req.header("Access-Control-Request-Method"), preflight))
+        return replyWith(std::move(preflight));
+    FaldHttpReply reply = route(req);
+    FaldPairs cors = replyHeaders(req);
+    reply.headers.insert(reply.headers.end(), cors.begin(), cors.end());
+    return reply;
+}
+
+FaldHttpReply FaldServer::route(const FaldHttpRequest& req)
 {
     if (!hostAllowed(req))
         return faldError(421, "host \"" + req.header("Host") + "\" is not served here (fald --allow-host NAME)");
@@ -335,14 +377,6 @@ FaldHttpReply FaldServer::api(const FaldHttpRequest& req, const std::string& pat
         return reply;
     }
 
-    FaldMatch match = router_.match(req.method, path);
-    if (match.kind == FaldMatch::NOT_FOUND)
-        return faldError(404, "no route " + req.path);
-    if (match.kind == FaldMatch::WRONG_METHOD)
-        return notAllowed(req, match.allow);
-    if (req.body.size() > options_.limits.maxBody)
-        return faldError(413, "request body over " + std::to_string(options_.limits.maxBody) + " bytes");
-
     // Counted while it runs, so that reads meanwhile go to the workers (see mayBlock).
     struct Writing {
         std::atomic<unsigned>& n;
@@ -355,6 +389,21 @@ FaldHttpReply FaldServer::api(const FaldHttpRequest& req, const std::string& pat
     } writing{writes_, !read};
     if (!read)
         ++writes_;
+
+    if (options_.sim && faldIsSimPath(path)) {
+        FaldSession who;
+        if (options_.auth && !sessions_.use(tokenOf(req), who))
+            return faldError(401, "login required");
+        return replyWith(faldSimHandle(req.method, path, req.body, !options_.auth || who.role == "admin"));
+    }
+
+    FaldMatch match = router_.match(req.method, path);
+    if (match.kind == FaldMatch::NOT_FOUND)
+        return faldError(404, "no route " + req.path);
+    if (match.kind == FaldMatch::WRONG_METHOD)
+        return notAllowed(req, match.allow);
+    if (req.body.size() > options_.limits.maxBody)
+        return faldError(413, "request body over " + std::to_string(options_.limits.maxBody) + " bytes");
 
     bool login = strcmp(match.route->op->name, "GatewayLogin") == 0;
     std::string loginUser = login ? loginUserOf(req.body) : "";
@@ -478,7 +527,7 @@ FaldHttpReply FaldServer::serveStatic(const FaldHttpRequest& req)
     // The file must lie inside the www directory once every link is resolved.
     char base[PATH_MAX];
     char file[PATH_MAX];
-    std::string wanted = options_.wwwDir + req.path;
+    std::string wanted = options_.wwwDir + req.path + (!req.path.empty() && req.path.back() == '/' ? "index.html" : "");
     if (req.path.find('\0') != std::string::npos || !realpath(options_.wwwDir.c_str(), base) ||
         !realpath(wanted.c_str(), file))
         return faldError(404, "no file " + req.path);
@@ -490,6 +539,6 @@ FaldHttpReply FaldServer::serveStatic(const FaldHttpRequest& req)
     FaldHttpReply reply;
     if (!readFile(file, reply.body))
         return faldError(404, "no file " + req.path);
-    reply.contentType = contentTypeOf(req.path);
+    reply.contentType = contentTypeOf(wanted);
     return reply;
 }

@@ -15,6 +15,7 @@
 #include "tools/fald/FaldHttp.h"
 #include "tools/fald/FaldRoutes.h"
 #include "tools/fald/FaldSessions.h"
+#include "tools/fald/FaldSim.h"
 
 class FaldEngine;
 struct FalCall;
@@ -42,6 +43,9 @@ struct FaldOptions {
     FaldLimits limits;
     // Host header values accepted besides the loopback names when listening on loopback.
     std::vector<std::string> allowHosts;
+    bool sim = false;            // the simulator controls under /api/v1/sim
+    unsigned latencyMs = 0;      // delay before every answer
+    std::string corsOrigin;      // the one origin allowed cross-origin access ("": none)
 };
 
 // The session cookie.
@@ -71,10 +75,13 @@ public:
 
     FaldHttpReply respond(const FaldHttpRequest& request) override;
     bool mayBlock(const FaldHttpRequest& request) const override;
+    FaldPairs replyHeaders(const FaldHttpRequest& request) const override;
+    size_t bodyLimit(const FaldHttpRequest& request, size_t limit) const override;
 
 private:
     struct Caller;  // who asks: the session, and the refusal when they may not
 
+    FaldHttpReply route(const FaldHttpRequest& req);
     FaldHttpReply api(const FaldHttpRequest& req, const std::string& path);
     Caller authorize(const FaldHttpRequest& req, const FaldBoundRoute& route, const std::string& loginUser);
     bool buildCall(const FaldHttpRequest& req, FaldMatch& match, const Caller& caller, FalCall& call,
@@ -86,6 +93,7 @@ private:
     FaldOptions options_;
     FaldRouter router_;
     FaldSessions sessions_;
+    FaldCors cors_;
     std::vector<std::unique_ptr<IFal>> objects_;  // by API type
     std::string listing_;                         // GET /api/v1
     std::string openApi_;                         // GET /api/v1/openapi.json

@@ -13,6 +13,7 @@
 
 struct FaldSession {
     std::string user;
+    std::string role;  // "admin", "user", ... as the login reply gives it
     // Family name -> "rw" or "r", as the role's permission table gives it.
     std::map<std::string, std::string> permissions;
     std::chrono::seconds idleTimeout{0};

@@ -1,6 +1,7 @@
 // fald: the REST daemon that serves the gateway's management API over HTTP.
 //
-//   fald [--root DIR] [--listen ADDR:PORT] [--no-auth] [--log-level N] [limits...]
+//   fald [--root DIR] [--listen ADDR:PORT] [--no-auth] [--log-level N] [--allow-host NAME]...
+//        [--sim] [--latency MS] [--cors ORIGIN] [limits...]
 
 #include <malloc.h>
 #include <signal.h>
@@ -19,7 +20,7 @@ namespace {
 
 const char kUsage[] =
     "usage: fald [--root DIR] [--listen ADDR:PORT] [--no-auth] [--log-level N] [--allow-host NAME]...\n"
-    "            [limits]\n"
+    "            [--sim] [--latency MS] [--cors ORIGIN] [limits]\n"
     "\n"
     "Serves the gateway's management API under /api/v1 and the root's www/ directory at /.\n"
     "\n"
@@ -31,6 +32,9 @@ const char kUsage[] =
     "  --log-level N          log records of type N and above (0 traces ... 3 errors; default 3)\n"
     "  --allow-host NAME      accept this Host header besides the loopback names (when listening\n"
     "                         on loopback, other Host values are refused)\n"
+    "  --sim                  the simulator controls under /api/v1/sim (snapshot, reset, faults)\n"
+    "  --latency MS           delay every answer by MS milliseconds (0-60000)\n"
+    "  --cors ORIGIN          let pages from ORIGIN (\"http://localhost:5173\") call the API\n"
     "\n"
     "Limits (excess is refused with 4xx/503 and the connection closed):\n"
     "  --max-connections N    open connections in all (default 256)\n"
@@ -146,6 +150,17 @@ int main(int argc, char** argv)
             options.auth = false;
         } else if (arg == "--allow-host") {
             options.allowHosts.push_back(value("--allow-host"));
+        } else if (arg == "--sim") {
+            options.sim = true;
+        } else if (arg == "--latency") {
+            const char* text = value("--latency");
+            char* end = nullptr;
+            long ms = strtol(text, &end, 10);
+            if (!*text || *end || ms < 0 || ms > 60000)
+                return usage(std::string("bad latency \"") + text + "\" (want 0-60000 ms)");
+            options.latencyMs = static_cast<unsigned>(ms);
+        } else if (arg == "--cors") {
+            options.corsOrigin = value("--cors");
         } else if (arg == "--log-level") {
             const char* text = value("--log-level");
             char* end = nullptr;
