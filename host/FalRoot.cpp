@@ -1,4 +1,4 @@
-#include "tools/common/FalRoot.h"
+#include "host/FalRoot.h"
 
 #include <fcntl.h>
 #include <stdlib.h>
@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "host/LocalDbCtrl.h"
-#include "tools/common/FalDefaults.h"
+#include "host/FalDefaults.h"
 
 namespace fs = std::filesystem;
 
