@@ -16,6 +16,16 @@ cmake --install "$build" --prefix "$prefix" >"$work/install.log"
 lib=$(dirname "$(find "$prefix" -name 'libfal.so.1' | head -1)")
 [ -n "$lib" ] || fail "libfal.so.1 not installed"
 readelf -d "$lib/libfal.so.1" | grep -q 'SONAME.*\[libfal\.so\.1\]' || fail "SONAME is not libfal.so.1"
+# The public API is exported, the families' own helpers are not.
+nm -D --defined-only -C "$lib/libfal.so.1" >"$work/exports"
+for name in "FalServiceLdb::ServiceDmzGet(" "IFalGateway::handleFalReq(" "TreeMapObject::set(" \
+    "LocalDbCtrl::" "makeFalResponse(" "BE_PairVal2(" "falEnterRoot(" "falVersion()"; do
+  grep -qF " $name" "$work/exports" || fail "$name is not exported"
+done
+if grep -E " (svc|net|wifi|sec|mediashare)[A-Z][A-Za-z]*\(" "$work/exports"; then
+  fail "family helpers are exported"
+fi
+echo "libfal.so.1 exports $(wc -l <"$work/exports") symbols"
 [ -L "$lib/libfal.so" ] || fail "no libfal.so link for the linker"
 [ -f "$prefix/include/fal/fal.h" ] && [ -f "$prefix/include/fal/FalMsgIds.h" ] &&
   [ -f "$prefix/include/fal/frame/IFal.h" ] || fail "headers missing under include/fal/"
