@@ -2,7 +2,7 @@
 # Installs the Debian packages the build and the tests need, when they are missing.
 set -euo pipefail
 packages=(cmake g++ make pkg-config libjson-c-dev libgtest-dev libgmock-dev libbenchmark-dev
-  libcpp-httplib-dev wrk clang libclang-rt-14-dev gcovr "$@")
+  libcpp-httplib-dev libmicrohttpd-dev wrk clang libclang-rt-14-dev gcovr dpkg-dev "$@")
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
