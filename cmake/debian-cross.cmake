@@ -19,4 +19,7 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE BOTH)
 # Only the target's .pc files.
 set(ENV{PKG_CONFIG_LIBDIR} /usr/lib/${FAL_CROSS_TRIPLE}/pkgconfig:/usr/share/pkgconfig)
 set(ENV{PKG_CONFIG_PATH} "")
-set(CMAKE_CROSSCOMPILING_EMULATOR ${FAL_CROSS_QEMU} -L /usr/${FAL_CROSS_TRIPLE})
+# The target's own libc6:<arch> (a dependency of the dev packages) gives qemu the loader and the
+# libraries under /lib/<triple>. No -L prefix: the cross toolchain's loader with the target's
+# libc (two builds of glibc) hangs threaded programs.
+set(CMAKE_CROSSCOMPILING_EMULATOR ${FAL_CROSS_QEMU})
