@@ -20,7 +20,8 @@ jobs=$(nproc)
 sudo=""
 [ "$(id -u)" -eq 0 ] || sudo="sudo"
 packages=(cmake make pkg-config ccache qemu-user "crossbuild-essential-$arch"
-  "libjson-c-dev:$arch" "libgtest-dev:$arch" "libgmock-dev:$arch" "libmicrohttpd-dev:$arch")
+  "libstdc++6:$arch" "libjson-c-dev:$arch" "libgtest-dev:$arch" "libgmock-dev:$arch"
+  "libmicrohttpd-dev:$arch")
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
@@ -47,7 +48,7 @@ cmake -S . -B "$dir" -DCMAKE_TOOLCHAIN_FILE="$PWD/cmake/debian-cross.cmake" \
 cmake --build "$dir" -j"$jobs"
 built=$(date +%s)
 status=0
-ctest --test-dir "$dir" --output-on-failure -j"$jobs" --timeout 900 "$@" || status=$?
+ctest --test-dir "$dir" --output-on-failure -j"$jobs" "$@" || status=$?
 done_at=$(date +%s)
 
 lib=$(readlink -f "$dir/libfal.so")
