@@ -15,7 +15,7 @@ fail() { echo "FAIL: $*" >&2; exit 1; }
 cmake --install "$build" --prefix "$prefix" >"$work/install.log"
 lib=$(dirname "$(find "$prefix" -name 'libfal.so.1' | head -1)")
 [ -n "$lib" ] || fail "libfal.so.1 not installed"
-readelf -d "$lib/libfal.so.1" | grep -q 'SONAME.*\[libfal\.so\.1\]' || fail "SONAME is not libfal.so.1"
+grep -q 'SONAME.*\[libfal\.so\.1\]' <<<"$(readelf -d "$lib/libfal.so.1")" || fail "SONAME is not libfal.so.1"
 # The public API is exported, the families' own helpers are not.
 nm -D --defined-only -C "$lib/libfal.so.1" >"$work/exports"
 for name in "FalServiceLdb::ServiceDmzGet(" "IFalGateway::handleFalReq(" "TreeMapObject::set(" \
@@ -35,11 +35,11 @@ echo "libfal.so.1 exports $(wc -l <"$work/exports") symbols"
 # The installed tools find the installed library by themselves (install-time RPATH).
 for tool in falctl fald; do
   [ -x "$prefix/bin/$tool" ] || continue
-  readelf -d "$prefix/bin/$tool" | grep -q "R.*PATH.*\$ORIGIN" || fail "$tool has no \$ORIGIN RPATH"
-  if readelf -d "$prefix/bin/$tool" | grep "R.*PATH" | grep -q "$build"; then
+  grep -q "R.*PATH.*\$ORIGIN" <<<"$(readelf -d "$prefix/bin/$tool")" || fail "$tool has no \$ORIGIN RPATH"
+  if [[ "$(readelf -d "$prefix/bin/$tool")" == *"$build"* ]]; then
     fail "$tool's RPATH points into the build directory"
   fi
-  "$prefix/bin/$tool" --help 2>&1 | grep -q -- --version || { [ "$tool" = fald ] && continue; }
+  grep -q -- --version <<<"$("$prefix/bin/$tool" --help 2>&1)" || { [ "$tool" = fald ] && continue; }
   version=$(env -u LD_LIBRARY_PATH "$prefix/bin/$tool" --version 2>&1) || fail "$tool --version: $version"
   [[ "$version" == "$tool "[0-9]*.[0-9]*.[0-9]* ]] || fail "$tool --version printed \"$version\""
 done
@@ -51,7 +51,7 @@ pkg-config --exists libfal || fail "pkg-config does not know libfal"
 "$cxx" -std=c++17 -o "$work/consumer-pc" "$here/consumer.cpp" $(pkg-config --cflags --libs libfal)
 out=$(LD_LIBRARY_PATH="$lib" "$work/consumer-pc" "$work/root-pc") || fail "pkg-config consumer: $out"
 echo "pkg-config consumer: $out"
-LD_LIBRARY_PATH="$lib" ldd "$work/consumer-pc" | grep -q "$lib/libfal.so.1" || fail "pkg-config consumer did not load the installed library"
+grep -qF "$lib/libfal.so.1" <<<"$(LD_LIBRARY_PATH="$lib" ldd "$work/consumer-pc")" || fail "pkg-config consumer did not load the installed library"
 
 # CMake package
 cmake -S "$here" -B "$work/cmake" -DCMAKE_CXX_COMPILER="$cxx" -DCMAKE_PREFIX_PATH="$prefix" \
