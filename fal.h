@@ -1,24 +1,4 @@
-// libfal: the management interface of a home gateway over a local JSON database.
-//
-// The whole public API: the request frame, the host services and the seven family classes.
+// The public API for code inside this tree; embedders include <fal/fal.h>.
 #pragma once
 
-#include "frame/BeHelpers.h"
-#include "frame/FalGeneric.h"
-#include "frame/FalResponse.h"
-#include "frame/FalTypes.h"
-#include "frame/IFal.h"
-#include "host/JsonData.h"
-#include "host/LocalDbCtrl.h"
-#include "host/Logger.h"
-#include "host/TreeMapObject.h"
-#include "host/base64.h"
-#include "registry/FalFamily.h"
-
-#include "gateway/FalGatewayLdb.h"
-#include "mediashare/FalMediaShareLdb.h"
-#include "network/FalNetworkLdb.h"
-#include "qos/FalQosLdb.h"
-#include "security/FalSecurityLdb.h"
-#include "service/FalServiceLdb.h"
-#include "wifi/FalWifiLdb.h"
+#include "fal/fal.h"

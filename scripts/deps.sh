@@ -10,7 +10,7 @@ if [ "${1:-}" = "--console" ]; then
   command -v npm >/dev/null || extra+=(npm)
 fi
 packages=(cmake g++ make pkg-config libjson-c-dev libgtest-dev libgmock-dev libbenchmark-dev
-  libmicrohttpd-dev libcpp-httplib-dev nginx-light wrk clang libclang-rt-14-dev gcovr libsqlite3-dev
+  libmicrohttpd-dev libcpp-httplib-dev nginx-light wrk clang libclang-rt-14-dev gcovr libsqlite3-dev dpkg-dev
   "${extra[@]}" "$@")
 missing=()
 for p in "${packages[@]}"; do

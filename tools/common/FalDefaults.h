@@ -1,13 +1,4 @@
-// The factory-default gateway root, compiled in from defaults/.
+// The factory-default root compiled into the library (host/FalDefaults.h).
 #pragma once
 
-#include <cstddef>
-
-struct FalDefaultFile {
-    const char* path;  // relative to the root, e.g. "db/gateway.json"
-    const char* data;
-    size_t size;
-};
-
-// Ends with an entry whose path is null.
-extern const FalDefaultFile falDefaultFiles[];
+#include "host/FalDefaults.h"

@@ -4,6 +4,7 @@
 //   falctl [--root DIR] [--log-level N] ops [FAMILY]
 //   falctl [--root DIR] [--log-level N] batch
 //   falctl --help
+//   falctl --version
 
 #include <stdlib.h>
 
@@ -27,7 +28,7 @@ const char kUsage[] =
     "usage: falctl [--root DIR] [--log-level N] call FAMILY OPERATION [NAME=VALUE ...] [--body JSON] [--requester R]\n"
     "       falctl [--root DIR] [--log-level N] ops [FAMILY]\n"
     "       falctl [--root DIR] [--log-level N] batch\n"
-    "       falctl --help\n";
+    "       falctl --help | --version\n";
 
 const char kHelp[] =
     "\n"
@@ -241,6 +242,10 @@ int main(int argc, char** argv)
         if (args[i] == "--help" || args[i] == "-h") {
             fputs(kUsage, stdout);
             fputs(kHelp, stdout);
+            return EXIT_SUCCESS_STATUS;
+        }
+        if (args[i] == "--version") {
+            printf("falctl %s\n", falVersion());
             return EXIT_SUCCESS_STATUS;
         }
         if (optionValue(args, i, "--root", root, malformed)) {

@@ -21,6 +21,7 @@ namespace {
 const char kUsage[] =
     "usage: fald [--root DIR] [--listen ADDR:PORT] [--no-auth] [--log-level N] [--allow-host NAME]...\n"
     "            [--sim] [--latency MS] [--cors ORIGIN] [limits]\n"
+    "       fald --help | --version\n"
     "\n"
     "Serves the gateway's management API under /api/v1 and the root's www/ directory at /.\n"
     "\n"
@@ -140,6 +141,9 @@ int main(int argc, char** argv)
         };
         if (arg == "--help" || arg == "-h") {
             fputs(kUsage, stdout);
+            return 0;
+        } else if (arg == "--version") {
+            printf("fald %s\n", falVersion());
             return 0;
         } else if (arg == "--root") {
             root = value("--root");

@@ -1,4 +1,4 @@
-#include "tools/common/FalRoot.h"
+#include "host/FalRoot.h"
 
 #include <fcntl.h>
 #include <stdlib.h>
@@ -13,7 +13,7 @@
 #include "host/FalRootCheck.h"
 #include "host/FalRootLock.h"
 #include "host/LocalDbCtrl.h"
-#include "tools/common/FalDefaults.h"
+#include "host/FalDefaults.h"
 
 namespace fs = std::filesystem;
 
