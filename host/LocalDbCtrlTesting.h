@@ -1,4 +1,5 @@
-// Hooks of the database controller for tests only; hosts never need them.
+// Hooks of the database controller for tests and the simulator; hosts serving a gateway never
+// need them.
 #pragma once
 
 struct LocalDbCtrlTesting {

@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "fal.h"
+#include "host/LocalDbCtrlTesting.h"
 #include "tools/common/FalDefaults.h"
 #include "tools/common/FalRequest.h"
 
@@ -113,8 +114,8 @@ FaldHttpAnswer faults(const std::string& body)
         LocalDbCtrl::failNextSaves(api, static_cast<unsigned>(saves));
     json_object* data = json_object_new_object();
     json_object_object_add(data, "family", json_object_new_string(json_object_get_string(family)));
-    json_object_object_add(data, "failLock", json_object_new_int(static_cast<int>(LocalDbCtrl::pendingLockFailures(api))));
-    json_object_object_add(data, "failSave", json_object_new_int(static_cast<int>(LocalDbCtrl::pendingSaveFailures(api))));
+    json_object_object_add(data, "failLock", json_object_new_int(static_cast<int>(LocalDbCtrlTesting::pendingLockFailures(api))));
+    json_object_object_add(data, "failSave", json_object_new_int(static_cast<int>(LocalDbCtrlTesting::pendingSaveFailures(api))));
     return done("faults armed", data);
 }
 

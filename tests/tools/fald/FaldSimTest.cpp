@@ -5,6 +5,7 @@
 #include <thread>
 #include <vector>
 
+#include "host/LocalDbCtrlTesting.h"
 #include "tools/common/FalRequest.h"
 #include "tools/fald/FaldFixture.h"
 #include "tools/fald/FaldSim.h"
@@ -71,7 +72,7 @@ TEST_F(FaldSimTest, FaultsFailTheNextSavesAndResetRestoresTheFactoryDocuments)
     EXPECT_EQ(armed.at("data.failLock"), "0");
     FaldAnswer failed = call("POST", kApi + "/service/portForwarding", kRule, token_);
     EXPECT_EQ(failed.status, 409) << failed.body;
-    EXPECT_EQ(LocalDbCtrl::pendingSaveFailures(4), 0u) << "one save failed, no more";
+    EXPECT_EQ(LocalDbCtrlTesting::pendingSaveFailures(4), 0u) << "one save failed, no more";
 
     ASSERT_EQ(call("POST", kApi + "/sim/faults", R"({"family":"gateway","failLock":1})", token_).status, 200);
     EXPECT_EQ(call("GET", kApi + "/gateway/devices", nullptr, token_).status, 500);
@@ -81,7 +82,7 @@ TEST_F(FaldSimTest, FaultsFailTheNextSavesAndResetRestoresTheFactoryDocuments)
               200);
     FaldAnswer reset = call("POST", kApi + "/sim/reset", "", token_);
     ASSERT_EQ(reset.status, 200) << reset.body;
-    EXPECT_EQ(LocalDbCtrl::pendingLockFailures(4) + LocalDbCtrl::pendingSaveFailures(4), 0u);
+    EXPECT_EQ(LocalDbCtrlTesting::pendingLockFailures(4) + LocalDbCtrlTesting::pendingSaveFailures(4), 0u);
     EXPECT_FALSE(listed("sim-web"));
     EXPECT_TRUE(listed("Office web server"));
 }
@@ -136,7 +137,7 @@ TEST_F(FaldSimTest, BadControlRequestsChangeNothing)
         EXPECT_EQ(a.status, c.status) << c.method << " " << c.path << " " << (c.body ? c.body : "") << ": " << a.body;
         EXPECT_NE(a.at("error"), "null") << a.body;
     }
-    EXPECT_EQ(LocalDbCtrl::pendingSaveFailures(4), 0u);
+    EXPECT_EQ(LocalDbCtrlTesting::pendingSaveFailures(4), 0u);
     EXPECT_TRUE(listed("Office web server"));
 }
 
@@ -147,7 +148,7 @@ TEST_F(FaldSimTest, ControlsAreForAdminsAndOnlyUnderSim)
     ASSERT_FALSE(viewer.empty());
     EXPECT_EQ(call("GET", kApi + "/sim/snapshot", nullptr, viewer).status, 403);
     EXPECT_EQ(call("POST", kApi + "/sim/faults", R"({"family":"service","failSave":1})", viewer).status, 403);
-    EXPECT_EQ(LocalDbCtrl::pendingSaveFailures(4), 0u);
+    EXPECT_EQ(LocalDbCtrlTesting::pendingSaveFailures(4), 0u);
 
     FaldOptions noAuth = simOptions();
     noAuth.auth = false;
