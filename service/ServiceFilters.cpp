@@ -1,6 +1,7 @@
 // Filtering rule lists: MAC filtering, port filtering, IP filtering and port-and-address
 // filtering. MAC rules disconnect their device, IP and port-and-address rules every device with
 // their address.
+#include "fal/FalMsgIds.h"
 #include "frame/FalResponse.h"
 #include "service/FalServiceLdb.h"
 #include "service/ServiceHelpers.h"
@@ -104,7 +105,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceMacfilteringCreate(_FAL_REQ_T* req)
 {
     const char* fn = "ServiceMacfilteringCreate";
     FalTrace trace(SVC_LOG, fn, FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, SVC_REQUEST_ID_PLUS_ONE, true);
+    _FAL_RSP_T* rsp = serviceCreateResponse(req, FalMsg::ServiceMacfilteringCreate);
     if (!rsp)
         return nullptr;
     if (serviceRefusesRequest(rsp, req, "Received invalid request")) {
@@ -198,7 +199,7 @@ _FAL_RSP_T* FalServiceLdb::ServicePortfilteringPatch(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServicePortfilteringCreate(_FAL_REQ_T* req)
 {
-    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, SVC_REQUEST_ID_PLUS_ONE, true, NO_RESPONSE_PORT);
+    _FAL_RSP_T* rsp = serviceCreateResponse(req, FalMsg::ServicePortfilteringCreate, NO_RESPONSE_PORT);
     if (!rsp || serviceRefusesRequest(rsp, req, "Received invalid request"))
         return rsp;
     FalLock lock(API_TYPE_SERVICE, "portFiltering", req->requester);

@@ -25,6 +25,11 @@ _FAL_RSP_T* serviceResponse(const _FAL_REQ_T* req, unsigned apiType, unsigned ms
     return serviceNewResponse(apiType, msgId == SVC_REQUEST_ID_PLUS_ONE ? req->msgId + 1 : msgId, withData, failLog);
 }
 
+_FAL_RSP_T* serviceCreateResponse(const _FAL_REQ_T* req, unsigned requestId, const char* failLog)
+{
+    return serviceNewResponse(API_TYPE_SERVICE, (req ? req->msgId : requestId) + 1, true, failLog);
+}
+
 void serviceDropData(_FAL_RSP_T* rsp)
 {
     delete rsp->data;

@@ -34,6 +34,9 @@ _FAL_RSP_T* serviceNewResponse(unsigned apiType, unsigned msgId, bool withData, 
 // A new response for the request (null for a null request), as serviceNewResponse.
 _FAL_RSP_T* serviceResponse(const _FAL_REQ_T* req, unsigned apiType, unsigned msgId, bool withData,
                         const char* failLog = SVC_NO_RESPONSE);
+// A new response for a create that answers a null request like one without a body: its id is
+// the request's + 1, or the operation's own request id (`requestId`) + 1 when there is no request.
+_FAL_RSP_T* serviceCreateResponse(const _FAL_REQ_T* req, unsigned requestId, const char* failLog = SVC_NO_RESPONSE);
 
 // Removes the response's data.
 void serviceDropData(_FAL_RSP_T* rsp);

@@ -144,8 +144,9 @@ TEST_F(ServiceTest, ServicePortIpFilteringTable)
 
 TEST_F(ServiceTest, ServiceNullRequests)
 {
-    // Operations with a fixed response id answer a null request themselves; those whose id
-    // follows the request, or that do not check for one, give no response.
+    // Operations with a fixed response id, and the MAC and port filtering creates (with their own
+    // request id + 1), answer a null request themselves; the others whose id follows the request,
+    // or that do not check for one, give no response.
     struct Row {
         _FAL_RSP_T* (FalServiceLdb::*op)(_FAL_REQ_T*);
         unsigned status;
@@ -164,9 +165,9 @@ TEST_F(ServiceTest, ServiceNullRequests)
         {&FalServiceLdb::ServicePortIpFilteringDeleteAll, 10, "Null request received", 163, "null"},
         {&FalServiceLdb::ServicePortIpfilteringActive, 0, "FAL processed fine!", 165, "null"},
         {&FalServiceLdb::ServiceLogClear, 0, "FAL processed fine!", 169, "null"},
-        {&FalServiceLdb::ServiceMacfilteringCreate, NO_RESPONSE, nullptr, 0, nullptr},
+        {&FalServiceLdb::ServiceMacfilteringCreate, 10, "Received invalid request", 7, "{}"},
         {&FalServiceLdb::ServiceMacfilteringPatch, NO_RESPONSE, nullptr, 0, nullptr},
-        {&FalServiceLdb::ServicePortfilteringCreate, NO_RESPONSE, nullptr, 0, nullptr},
+        {&FalServiceLdb::ServicePortfilteringCreate, 10, "Received invalid request", 19, "{}"},
         {&FalServiceLdb::ServicePortforwardingActive, NO_RESPONSE, nullptr, 0, nullptr},
         {&FalServiceLdb::ServiceMacfilteringList, NO_RESPONSE, nullptr, 0, nullptr},
         {&FalServiceLdb::ServiceDiagnosticsPing, NO_RESPONSE, nullptr, 0, nullptr},
