@@ -193,9 +193,10 @@ void FaldEngine::stop()
     heldWake_.notify_all();
     if (delayer_.joinable())
         delayer_.join();
-    MHD_socket listener = MHD_quiesce_daemon(daemon_);
-    if (listener != MHD_INVALID_SOCKET)
-        close(listener);
+    // From here on a new connection is told that fald is stopping (see opened()); the listening
+    // socket stays with the event threads until MHD_stop_daemon closes it. No quiesce: it takes
+    // the socket out of the event threads' epoll sets from this thread while they may be doing
+    // the same, and the loser of that race aborts the process.
     // The operations that run finish (they are bounded by the library's own time-outs)... A call
     // of the access handler that began before the flag was seen may still queue one: wait for
     // those calls too.
@@ -264,10 +265,12 @@ void FaldEngine::opened(MHD_Connection* c, void** socketCtx)
     std::lock_guard<std::mutex> lock(connMutex_);
     conns_.insert(conn);
     unsigned mine = ++perClient_[conn->client];
-    if (conns_.size() > limits_.maxConnections || mine > limits_.maxPerClient) {
+    if (stopping_ || conns_.size() > limits_.maxConnections || mine > limits_.maxPerClient) {
         conn->refused = true;
         refuseRaw(conn->fd, 503, "Service Unavailable",
-                  mine > limits_.maxPerClient ? "too many connections from this client" : "too many connections");
+                  stopping_                     ? "fald is stopping"
+                  : mine > limits_.maxPerClient ? "too many connections from this client"
+                                                : "too many connections");
     }
 }
 

@@ -34,8 +34,9 @@ public:
     // Listens on host:port (port 0: any free one; "[::1]" or "::1" for IPv6) and serves. The
     // bound port, or -1 with a message in `error`.
     int start(const std::string& host, int port, std::string& error);
-    // Takes no new connections, lets the requests that run finish and their replies go out (up to
-    // a second for slow readers), then closes every connection. Idempotent.
+    // Answers new connections 503 "fald is stopping", lets the requests that run finish and their
+    // replies go out (up to a second for slow readers), then closes every connection and the
+    // listening socket. Idempotent.
     void stop();
     // Requests queued for or running on a worker.
     unsigned inFlight() const { return inFlight_.load(); }

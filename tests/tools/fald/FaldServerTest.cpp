@@ -300,6 +300,29 @@ TEST_F(FaldTest, StopLetsRequestsInFlightFinish)
     EXPECT_EQ(call("GET", kApi).status, 0) << "a stopped server takes no new requests";
 }
 
+TEST_F(FaldTest, AConnectionMadeWhileStoppingIsToldSo)
+{
+    // A request in flight keeps the stop waiting; new connections meanwhile hear why they are
+    // turned away, and the listening socket is closed once the stop is done.
+    FaldAnswer slow;
+    std::thread client([&] { slow = call("POST", kApi + "/service/wol/wakeOn", "{}", token_); });
+    while (server_->inFlight() == 0)
+        std::this_thread::yield();
+    std::thread stopper([&] { server_->stop(); });
+    FaldAnswer refused;
+    for (int i = 0; i < 500 && refused.status != 503 && server_->inFlight() > 0; ++i) {
+        refused = call("GET", kApi);
+        if (refused.status != 503)
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    stopper.join();
+    client.join();
+    EXPECT_EQ(refused.status, 503) << refused.body;
+    EXPECT_EQ(refused.at("error"), "\"fald is stopping\"");
+    EXPECT_EQ(slow.status, 200) << slow.body;
+    EXPECT_EQ(call("GET", kApi).status, 0);
+}
+
 TEST_F(FaldTest, NoAuthServesWithoutASession)
 {
     FaldOptions options;
