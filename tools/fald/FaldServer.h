@@ -63,7 +63,7 @@ public:
     bool start(std::string& error);
     // The bound port (the chosen one when the options asked for 0).
     int port() const { return port_; }
-    // Stops gracefully: no new connections or requests are taken, requests in flight finish
+    // Stops gracefully: new requests are refused (503), requests in flight finish
     // (with their saves) and are answered, then every connection is closed. Idempotent.
     void stop();
 
