@@ -82,12 +82,13 @@ bool parseListen(const std::string& text, FaldOptions& options)
     return true;
 }
 
-bool parseCount(const char* text, unsigned long long max, unsigned long long& out)
+// A whole number from min to max, without sign.
+bool parseCount(const char* text, unsigned long long min, unsigned long long max, unsigned long long& out)
 {
     char* end = nullptr;
     errno = 0;
     unsigned long long v = strtoull(text, &end, 10);
-    if (!*text || *end || errno || v == 0 || v > max || text[0] == '-')
+    if (!*text || *end || errno || v < min || v > max || text[0] == '-')
         return false;
     out = v;
     return true;
@@ -124,7 +125,7 @@ int main(int argc, char** argv)
         auto count = [&](unsigned long long max) {
             const char* text = value(arg.c_str());
             unsigned long long v = 0;
-            if (!parseCount(text, max, v)) {
+            if (!parseCount(text, 1, max, v)) {
                 usage("bad " + arg + " \"" + text + "\" (want 1.." + std::to_string(max) + ")");
                 exit(2);
             }
@@ -158,18 +159,16 @@ int main(int argc, char** argv)
             options.sim = true;
         } else if (arg == "--latency") {
             const char* text = value("--latency");
-            char* end = nullptr;
-            long ms = strtol(text, &end, 10);
-            if (!*text || *end || ms < 0 || ms > 60000)
+            unsigned long long ms = 0;
+            if (!parseCount(text, 0, 60000, ms))
                 return usage(std::string("bad latency \"") + text + "\" (want 0-60000 ms)");
             options.latencyMs = static_cast<unsigned>(ms);
         } else if (arg == "--cors") {
             options.corsOrigin = value("--cors");
         } else if (arg == "--log-level") {
             const char* text = value("--log-level");
-            char* end = nullptr;
-            long level = strtol(text, &end, 10);
-            if (!*text || *end || level < 0 || level > 99)
+            unsigned long long level = 0;
+            if (!parseCount(text, 0, 99, level))
                 return usage(std::string("bad log level \"") + text + "\"");
             logLevel = static_cast<int>(level);
         } else if (arg == "--max-connections") {
