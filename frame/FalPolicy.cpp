@@ -1,0 +1,95 @@
+#include "frame/FalPolicy.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+#include "frame/FalOpTable.h"
+#include "frame/FalResponse.h"
+
+namespace {
+
+// Rows for the operations that differ from the defaults (response id = request id + 1, no
+// parameters, no body, a null response to a null request, no generic member), by family.
+const FalPolicy kGateway[] = {
+    {nullptr, 0, "", FAL_BODY_NONE, FAL_OK, nullptr, nullptr},
+};
+const FalPolicy kWifi[] = {
+    {nullptr, 0, "", FAL_BODY_NONE, FAL_OK, nullptr, nullptr},
+};
+const FalPolicy kNetwork[] = {
+    {nullptr, 0, "", FAL_BODY_NONE, FAL_OK, nullptr, nullptr},
+};
+const FalPolicy kSecurity[] = {
+    {nullptr, 0, "", FAL_BODY_NONE, FAL_OK, nullptr, nullptr},
+};
+const FalPolicy kService[] = {
+    {nullptr, 0, "", FAL_BODY_NONE, FAL_OK, nullptr, nullptr},
+};
+const FalPolicy kMediashare[] = {
+    {nullptr, 0, "", FAL_BODY_NONE, FAL_OK, nullptr, nullptr},
+};
+const FalPolicy kQos[] = {
+    {nullptr, 0, "", FAL_BODY_NONE, FAL_OK, nullptr, nullptr},
+};
+
+struct Rows {
+    const FalPolicy* begin;
+    const FalPolicy* end;
+};
+
+template <size_t N>
+Rows rows(const FalPolicy (&table)[N])
+{
+    return Rows{table, table + N};
+}
+
+// Every family's operations in slot order, each with its row or the defaults.
+std::vector<std::vector<FalPolicy>> buildPolicies()
+{
+    const Rows byApiType[] = {rows(kGateway), rows(kWifi),      rows(kNetwork), rows(kSecurity),
+                              rows(kService), rows(kMediashare), rows(kQos)};
+    std::vector<std::vector<FalPolicy>> all;
+    for (unsigned apiType = 0; apiType < sizeof byApiType / sizeof byApiType[0]; ++apiType) {
+        const FalInterfaceInfo* family = falInterfaceByApiType(apiType);
+        std::vector<FalPolicy> policies;
+        for (const FalOpInfo& op : family->ops)
+            policies.push_back({op.name, op.requestId + 1, "", FAL_BODY_NONE, FAL_OK, nullptr, nullptr});
+        for (const FalPolicy* row = byApiType[apiType].begin; row != byApiType[apiType].end; ++row) {
+            if (!row->op)
+                continue;
+            const FalOpInfo* op = family->findOp(row->op);
+            if (!op) {
+                fprintf(stderr, "policy table: %s is not an operation of the %s family\n", row->op, family->name);
+                abort();
+            }
+            policies[op->slot] = *row;
+            if (!row->responseId)
+                policies[op->slot].responseId = op->requestId + 1;
+        }
+        all.push_back(std::move(policies));
+    }
+    return all;
+}
+
+}  // namespace
+
+const FalPolicy* falPolicy(unsigned apiType, unsigned requestId)
+{
+    static const std::vector<std::vector<FalPolicy>> all = buildPolicies();
+    const FalInterfaceInfo* family = falInterfaceByApiType(apiType);
+    const FalOpInfo* op = family ? family->findRequest(requestId) : nullptr;
+    return op ? &all[apiType][op->slot] : nullptr;
+}
+
+unsigned falResponseId(unsigned apiType, unsigned requestId)
+{
+    const FalPolicy* policy = falPolicy(apiType, requestId);
+    return policy ? policy->responseId : requestId + 1;
+}
+
+_FAL_RSP_T* falNewResponse(unsigned apiType, unsigned requestId, bool withData)
+{
+    return newFalResponse(apiType, falResponseId(apiType, requestId), withData);
+}

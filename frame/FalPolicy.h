@@ -1,0 +1,33 @@
+// What each operation asks of its request, beside the operation lists of FalOps.h: its response
+// id, the parameters and body it needs, the answer to a request that lacks them, and the member
+// of its document that a generic read or write serves.
+#pragma once
+
+#include "frame/FalTypes.h"
+
+enum FAL_BODY_T : unsigned char {
+    FAL_BODY_NONE,      // the operation reads no body
+    FAL_BODY_OPTIONAL,  // a body is read when there is one
+    FAL_BODY_REQUIRED,  // without a body the operation gives its refusal answer
+};
+
+struct FalPolicy {
+    const char* op;              // the operation's name in FalOps.h
+    unsigned responseId;         // the response message id (0 in a row: the request id + 1)
+    const char* params;          // parameters it needs, e.g. "@id" or "@id !name"; "" for none
+    FAL_BODY_T body;
+    FAL_STATUS_T refusalStatus;  // the answer to a null request or a missing body or parameter;
+    const char* refusalText;     // a null text answers with no response at all
+    const char* genericKey;      // the member a generic read or write serves, or null
+};
+
+// The policy of operation `requestId` of family `apiType` (all defaults for an operation the
+// table does not name), or null for an operation that does not exist.
+const FalPolicy* falPolicy(unsigned apiType, unsigned requestId);
+
+// The response id of operation `requestId` of family `apiType`.
+unsigned falResponseId(unsigned apiType, unsigned requestId);
+
+// A new response of operation `requestId` (status 0, "FAL processed fine!"), with the response
+// object as data or without data; null when it cannot be made.
+_FAL_RSP_T* falNewResponse(unsigned apiType, unsigned requestId, bool withData);
