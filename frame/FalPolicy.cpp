@@ -5,6 +5,8 @@
 #include <cstring>
 #include <vector>
 
+#include "frame/FalGeneric.h"
+#include "frame/FalHandler.h"
 #include "frame/FalOpTable.h"
 #include "frame/FalResponse.h"
 
@@ -13,25 +15,25 @@ namespace {
 // Rows for the operations that differ from the defaults (response id = request id + 1, no
 // parameters, no body, a null response to a null request, no generic member), by family.
 const FalPolicy kGateway[] = {
-    {nullptr, 0, "", FAL_BODY_NONE, FAL_OK, nullptr, nullptr},
+    {nullptr, 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_NONE, nullptr},
 };
 const FalPolicy kWifi[] = {
-    {nullptr, 0, "", FAL_BODY_NONE, FAL_OK, nullptr, nullptr},
+    {nullptr, 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_NONE, nullptr},
 };
 const FalPolicy kNetwork[] = {
-    {nullptr, 0, "", FAL_BODY_NONE, FAL_OK, nullptr, nullptr},
+    {nullptr, 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_NONE, nullptr},
 };
 const FalPolicy kSecurity[] = {
-    {nullptr, 0, "", FAL_BODY_NONE, FAL_OK, nullptr, nullptr},
+    {nullptr, 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_NONE, nullptr},
 };
 const FalPolicy kService[] = {
-    {nullptr, 0, "", FAL_BODY_NONE, FAL_OK, nullptr, nullptr},
+    {nullptr, 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_NONE, nullptr},
 };
 const FalPolicy kMediashare[] = {
-    {nullptr, 0, "", FAL_BODY_NONE, FAL_OK, nullptr, nullptr},
+    {nullptr, 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_NONE, nullptr},
 };
 const FalPolicy kQos[] = {
-    {nullptr, 0, "", FAL_BODY_NONE, FAL_OK, nullptr, nullptr},
+    {nullptr, 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_NONE, nullptr},
 };
 
 struct Rows {
@@ -55,7 +57,7 @@ std::vector<std::vector<FalPolicy>> buildPolicies()
         const FalInterfaceInfo* family = falInterfaceByApiType(apiType);
         std::vector<FalPolicy> policies;
         for (const FalOpInfo& op : family->ops)
-            policies.push_back({op.name, op.requestId + 1, "", FAL_BODY_NONE, FAL_OK, nullptr, nullptr});
+            policies.push_back({op.name, op.requestId + 1, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_NONE, nullptr});
         for (const FalPolicy* row = byApiType[apiType].begin; row != byApiType[apiType].end; ++row) {
             if (!row->op)
                 continue;
@@ -92,4 +94,57 @@ unsigned falResponseId(unsigned apiType, unsigned requestId)
 _FAL_RSP_T* falNewResponse(unsigned apiType, unsigned requestId, bool withData)
 {
     return newFalResponse(apiType, falResponseId(apiType, requestId), withData);
+}
+
+_FAL_RSP_T* falRefusal(unsigned apiType, unsigned requestId)
+{
+    const FalPolicy* policy = falPolicy(apiType, requestId);
+    if (!policy || !policy->refusalText)
+        return nullptr;
+    _FAL_RSP_T* rsp = newFalResponse(apiType, policy->responseId, false);
+    if (rsp)
+        falAnswer(rsp, policy->refusalStatus, policy->refusalText);
+    return rsp;
+}
+
+bool falLacksRequired(const FalPolicy& policy, const _FAL_REQ_T& req)
+{
+    if (policy.body == FAL_BODY_REQUIRED && !req.body)
+        return true;
+    // "@id !name": each name must be among the request's parameters.
+    for (const char* p = policy.params; p && *p;) {
+        while (*p == ' ')
+            ++p;
+        const char* end = p;
+        while (*end && *end != ' ')
+            ++end;
+        if (end == p)
+            break;
+        bool found = false;
+        for (const auto& param : req.params)
+            if (param.first.size() == static_cast<size_t>(end - p) && param.first.compare(0, end - p, p) == 0)
+                found = true;
+        if (!found)
+            return true;
+        p = end;
+    }
+    return false;
+}
+
+_FAL_RSP_T* falGenericOperation(unsigned apiType, unsigned requestId, _FAL_REQ_T* req)
+{
+    // The log group each family's generic reads write under.
+    static const LOG_GROUP_T groups[] = {LOG_GROUP_GATEWAY, LOG_GROUP_WIFI,       LOG_GROUP_NETWORK, LOG_GROUP_SECURITY,
+                                         LOG_GROUP_SERVICE, LOG_GROUP_MEDIASHARE, LOG_GROUP_QOS};
+    const FalPolicy* policy = falPolicy(apiType, requestId);
+    if (!policy || apiType >= sizeof groups / sizeof groups[0])
+        return nullptr;
+    switch (policy->generic) {
+    case FAL_GENERIC_GET:
+        return falGeneralDbGet(apiType, groups[apiType], req, policy->genericKey);
+    case FAL_GENERIC_UPDATE:
+        return falGeneralDbUpdate(apiType, groups[apiType], req, policy->genericKey);
+    default:
+        return nullptr;
+    }
 }

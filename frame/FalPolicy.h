@@ -11,6 +11,12 @@ enum FAL_BODY_T : unsigned char {
     FAL_BODY_REQUIRED,  // without a body the operation gives its refusal answer
 };
 
+enum FAL_GENERIC_T : unsigned char {
+    FAL_GENERIC_NONE,    // the family's own handler answers
+    FAL_GENERIC_GET,     // a copy of the member genericKey (falGeneralDbGet)
+    FAL_GENERIC_UPDATE,  // the member genericKey replaced by the body (falGeneralDbUpdate)
+};
+
 struct FalPolicy {
     const char* op;              // the operation's name in FalOps.h
     unsigned responseId;         // the response message id (0 in a row: the request id + 1)
@@ -18,7 +24,8 @@ struct FalPolicy {
     FAL_BODY_T body;
     FAL_STATUS_T refusalStatus;  // the answer to a null request or a missing body or parameter;
     const char* refusalText;     // a null text answers with no response at all
-    const char* genericKey;      // the member a generic read or write serves, or null
+    FAL_GENERIC_T generic;       // a generic read or write that answers for the operation
+    const char* genericKey;      // the member it serves
 };
 
 // The policy of operation `requestId` of family `apiType` (all defaults for an operation the
@@ -27,6 +34,17 @@ const FalPolicy* falPolicy(unsigned apiType, unsigned requestId);
 
 // The response id of operation `requestId` of family `apiType`.
 unsigned falResponseId(unsigned apiType, unsigned requestId);
+
+// The refusal answer of operation `requestId` (its status and text, no data), or null when the
+// operation answers a null request with no response.
+_FAL_RSP_T* falRefusal(unsigned apiType, unsigned requestId);
+
+// Whether `req` lacks a parameter or the body that its policy requires.
+bool falLacksRequired(const FalPolicy& policy, const _FAL_REQ_T& req);
+
+// The generic read or write of operation `requestId`, or null when it has none. It is what the
+// interfaces' default bodies answer, so a family need not implement such an operation.
+_FAL_RSP_T* falGenericOperation(unsigned apiType, unsigned requestId, _FAL_REQ_T* req);
 
 // A new response of operation `requestId` (status 0, "FAL processed fine!"), with the response
 // object as data or without data; null when it cannot be made.

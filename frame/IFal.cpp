@@ -1,6 +1,7 @@
 #include "frame/IFal.h"
 
 #include "frame/FalOpTable.h"
+#include "frame/FalPolicy.h"
 #include "frame/FalHandler.h"
 #include "frame/FalResponse.h"
 #include "host/LocalDbCtrl.h"
@@ -42,6 +43,9 @@ static _FAL_RSP_T* dispatch(IFal* self, const FalInterfaceInfo& family, _FAL_REQ
         }
         return rsp;
     }
+    const FalPolicy* policy = falPolicy(self->apiType, op->requestId);
+    if (policy && policy->refusalText && falLacksRequired(*policy, *req))
+        return falRefusal(self->apiType, op->requestId);
     _FAL_RSP_T* rsp = family.call(self, op->slot, req);
     if (unsigned held = LocalDbCtrl::releaseAllHeld()) {
         ++leftLocks;
@@ -51,8 +55,10 @@ static _FAL_RSP_T* dispatch(IFal* self, const FalInterfaceInfo& family, _FAL_REQ
     return rsp;
 }
 
-#define FAL_DEFINE_DEFAULT(Interface, name)                                                       \
-    _FAL_RSP_T* Interface::name(_FAL_REQ_T*) { return nullptr; }
+// An operation a family does not implement answers with its generic read or write, when the
+// policy table gives it one, and with no response otherwise.
+#define FAL_DEFINE_DEFAULT(Interface, name, id)                                                   \
+    _FAL_RSP_T* Interface::name(_FAL_REQ_T* req) { return falGenericOperation(apiType, id, req); }
 
 #define FAL_DEFINE_INTERFACE(Interface, OPS, apiTypeValue)                                        \
     _FAL_RSP_T* Interface::handleFalReq(_FAL_REQ_T* req)                                          \
@@ -60,13 +66,13 @@ static _FAL_RSP_T* dispatch(IFal* self, const FalInterfaceInfo& family, _FAL_REQ
         return dispatch(this, *falInterfaceByApiType(apiTypeValue), req);                           \
     }
 
-#define FAL_GATEWAY_DEFAULT(name, id) FAL_DEFINE_DEFAULT(IFalGateway, name)
-#define FAL_NETWORK_DEFAULT(name, id) FAL_DEFINE_DEFAULT(IFalNetwork, name)
-#define FAL_MEDIASHARE_DEFAULT(name, id) FAL_DEFINE_DEFAULT(IFalMediaShare, name)
-#define FAL_QOS_DEFAULT(name, id) FAL_DEFINE_DEFAULT(IFalQos, name)
-#define FAL_SECURITY_DEFAULT(name, id) FAL_DEFINE_DEFAULT(IFalSecurity, name)
-#define FAL_SERVICE_DEFAULT(name, id) FAL_DEFINE_DEFAULT(IFalService, name)
-#define FAL_WIFI_DEFAULT(name, id) FAL_DEFINE_DEFAULT(IFalWifi, name)
+#define FAL_GATEWAY_DEFAULT(name, id) FAL_DEFINE_DEFAULT(IFalGateway, name, id)
+#define FAL_NETWORK_DEFAULT(name, id) FAL_DEFINE_DEFAULT(IFalNetwork, name, id)
+#define FAL_MEDIASHARE_DEFAULT(name, id) FAL_DEFINE_DEFAULT(IFalMediaShare, name, id)
+#define FAL_QOS_DEFAULT(name, id) FAL_DEFINE_DEFAULT(IFalQos, name, id)
+#define FAL_SECURITY_DEFAULT(name, id) FAL_DEFINE_DEFAULT(IFalSecurity, name, id)
+#define FAL_SERVICE_DEFAULT(name, id) FAL_DEFINE_DEFAULT(IFalService, name, id)
+#define FAL_WIFI_DEFAULT(name, id) FAL_DEFINE_DEFAULT(IFalWifi, name, id)
 
 FAL_GATEWAY_OPS(FAL_GATEWAY_DEFAULT)
 FAL_NETWORK_OPS(FAL_NETWORK_DEFAULT)

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "frame/FalPolicy.h"
 #include "frame/FalVtable.h"
 #include "gateway/FalGatewayLdb.h"
 #include "mediashare/FalMediaShareLdb.h"
@@ -27,6 +28,10 @@ struct Family {
         static const I reference;
         if (!family || slot >= count)
             return false;
+        const FalInterfaceInfo* info = falInterfaceByApiType(family->apiType);
+        const FalPolicy* policy = info ? falPolicy(family->apiType, info->ops[slot].requestId) : nullptr;
+        if (policy && policy->generic != FAL_GENERIC_NONE)
+            return true;
         return falabi::virtualTarget(static_cast<const I*>(family), table[slot]) !=
                falabi::virtualTarget(&reference, table[slot]);
     }
