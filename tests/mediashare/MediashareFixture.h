@@ -1,7 +1,0 @@
-// Fixture of the media-share tests.
-#pragma once
-
-#include "support/FamilyFixture.h"
-
-class MediashareTest : public FamilyTest<FalMediaShareLdb, API_TYPE_MEDIASHARE> {};
-
