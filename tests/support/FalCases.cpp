@@ -133,6 +133,8 @@ void FalCasesTest::runFile(const std::string& file)
     json_object* cases = nullptr;
     ASSERT_TRUE(json_object_object_get_ex(fixture, "cases", &cases)) << file << " has no cases";
     std::map<std::string, std::string> before;  // what each document holds before the case
+    std::unique_ptr<IFal> object;                // kept, with "keep", from the previous case
+    const FalFamilyInfo* objectFamily = nullptr;
     for (size_t n = 0; n < json_object_array_length(cases); ++n) {
         json_object* c = json_object_array_get_idx(cases, n);
         const std::string op = textOf(c, "op");
@@ -143,7 +145,8 @@ void FalCasesTest::runFile(const std::string& file)
 
         // Seed, unless the case goes on from the previous one.
         json_object* keep = nullptr;
-        if (!(json_object_object_get_ex(c, "keep", &keep) && json_object_get_boolean(keep))) {
+        const bool keepOn = json_object_object_get_ex(c, "keep", &keep) && json_object_get_boolean(keep);
+        if (!keepOn) {
             std::map<std::string, std::string> seeds = fileSeed;
             if (json_object_object_get_ex(c, "seed", &member))
                 addSeed(seeds, member);
@@ -157,7 +160,11 @@ void FalCasesTest::runFile(const std::string& file)
 
         // Faults: "lock", "save", "lock:network", "save*2".
         std::vector<std::pair<unsigned, bool>> faults;  // (API type, lock)
-        if (json_object_object_get_ex(c, "fault", &member)) {
+        json_object* faultList = nullptr;
+        json_object_object_get_ex(c, "fault", &faultList);
+        const bool manyFaults = json_object_is_type(faultList, json_type_array);
+        for (size_t f = 0; faultList && f < (manyFaults ? json_object_array_length(faultList) : 1); ++f) {
+            member = manyFaults ? json_object_array_get_idx(faultList, f) : faultList;
             std::string fault = json_object_get_string(member);
             unsigned count = 1;
             if (size_t star = fault.find('*'); star != std::string::npos) {
@@ -178,12 +185,23 @@ void FalCasesTest::runFile(const std::string& file)
         // The request.
         FAL_PARAMS_T params;
         if (json_object_object_get_ex(c, "params", &member)) {
-            json_object_object_foreach(member, key, value) params.emplace_back(key, json_object_get_string(value));
+            if (json_object_is_type(member, json_type_array)) {  // [[name, value], ...]: names may repeat
+                for (size_t i = 0; i < json_object_array_length(member); ++i) {
+                    json_object* pair = json_object_array_get_idx(member, i);
+                    params.emplace_back(json_object_get_string(json_object_array_get_idx(pair, 0)),
+                                        json_object_get_string(json_object_array_get_idx(pair, 1)));
+                }
+            } else {
+                json_object_object_foreach(member, key, value) params.emplace_back(key, json_object_get_string(value));
+            }
         }
         std::string body;
         if (json_object_object_get_ex(c, "body", &member))
             body = plain(member);
-        std::unique_ptr<IFal> object(family->create());
+        if (!keepOn || objectFamily != family) {
+            object.reset(family->create());
+            objectFamily = family;
+        }
         std::unique_ptr<_FAL_RSP_T, Responses> rsp;
         if (json_object_object_get_ex(c, "request", &member) && !member) {
             long handles = TreeMapObject::liveHandles();

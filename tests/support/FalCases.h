@@ -8,10 +8,11 @@
 //     "files": {"auth_config/x": "text"},                // files below the root (its working dir)
 //     "cases": [
 //       {"name": "...", "op": "GatewayLedUpdate",
-//        "params": {"@id": "1", "!name": "x"},           // in this order
+//        "params": {"@id": "1", "!name": "x"},           // in this order; [["@id", "1"], ["@id", "2"]]
+//                                                         // when a name repeats
 //        "body": {...},                                   // absent: no body
 //        "request": null,                                 // call the operation with no request
-//        "fault": "lock" | "save" | "lock:network" | "save*2",
+//        "fault": "lock" | "save" | "lock:network" | "save*2" | ["lock:gateway", "save:gateway"],
 //        "status": 0, "message": "...",                   // "status": null: no response at all
 //        "msgId": 43,                                     // default: the request id + 1
 //        "data": {...} | "*",                             // absent: no data; "*": not compared
@@ -21,6 +22,7 @@
 //        "log": "a line that must be written",
 //        "seed": {...},                                   // replaces the file's seed of a document
 //        "keep": true}                                    // go on from the previous case's state
+//                                                         // (documents and the family object)
 //     ]
 //   }
 //
