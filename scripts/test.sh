@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds everything and runs every test.
+# Installs what is missing, builds the library, its tools and the tests (no benchmarks: bench/run.sh
+# builds those) and runs every test.
 #   scripts/test.sh            normal build in build/
 #   scripts/test.sh --sanitize AddressSanitizer + UndefinedBehaviorSanitizer build in build-asan/
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/deps.sh
 dir=build
-args=(-DCMAKE_BUILD_TYPE=RelWithDebInfo)
+args=(-DCMAKE_BUILD_TYPE=RelWithDebInfo -DFAL_BENCH=OFF)
 if [ "${1:-}" = "--sanitize" ]; then
   dir=build-asan
   args=(-DCMAKE_BUILD_TYPE=Debug -DFAL_SANITIZE=address,undefined -DFAL_BENCH=OFF)

@@ -244,11 +244,6 @@ TEST_F(CrashSafetyTest, KilledBatchLeavesAcknowledgedOrInFlightState)
         }
         adopt(disk);
     }
-    RecordProperty("killRounds", int(kRounds));
-    RecordProperty("acknowledgedWrites", int(acknowledged));
-    RecordProperty("killedInFlight", int(killedInFlight));
-    RecordProperty("killedInFileWrite", int(killedInFileWrite));
-    RecordProperty("killedInPair", int(killedInPair));
     printf("crash safety: %u kill rounds survived, %u writes acknowledged, %u kills before the answer (%u in a "
            "two-document operation), %u in the middle of a whole-file write\n",
            kRounds, acknowledged, killedInFlight, killedInPair, killedInFileWrite);

@@ -66,30 +66,3 @@ const std::vector<std::string>& hardeningParamNames()
         "!ssid",      "!networkType", "!filter", "!depth",     "filter"};
     return names;
 }
-
-json_object* hardeningDeepValue(unsigned depth)
-{
-    json_object* value = json_object_new_object();
-    for (unsigned i = 0; i < depth; ++i) {
-        json_object* outer = json_object_new_array();
-        json_object_array_add(outer, value);
-        value = outer;
-    }
-    return value;
-}
-
-json_object* hardeningWrongType(json_type type)
-{
-    switch (type) {
-    case json_type_string:
-        return json_object_new_int(12345);
-    case json_type_object:
-        return json_object_new_array();
-    case json_type_array:
-        return json_object_new_object();
-    case json_type_null:
-        return json_object_new_boolean(1);
-    default:  // numbers and booleans
-        return json_object_new_string("not-a-number");
-    }
-}

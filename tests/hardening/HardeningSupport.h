@@ -1,6 +1,5 @@
-// What the hardening suites (hostile input, crash safety, stress, fuzzing) share: the factory
-// documents, the operations that wait seconds by design, and hostile values built from the shape
-// of a family's stored data.
+// What the hardening suites (the families' sweep, crash safety, stress, fuzzing) share: the factory
+// documents, the operations that wait seconds by design, and the shape of a family's stored data.
 #pragma once
 
 #include <json-c/json.h>
@@ -27,9 +26,3 @@ std::vector<HardeningMember> hardeningMembers(const std::string& json);
 
 // The request parameter names the families read.
 const std::vector<std::string>& hardeningParamNames();
-
-// A new reference to `depth` arrays nested in one another around an empty object.
-json_object* hardeningDeepValue(unsigned depth);
-// A value of another JSON type than `type`: a string for numbers and booleans, a number for
-// strings, an array for objects, an object for arrays.
-json_object* hardeningWrongType(json_type type);

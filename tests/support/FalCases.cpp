@@ -9,21 +9,13 @@
 #include <fstream>
 #include <map>
 #include <memory>
-#include <sstream>
 
 #include "registry/FalFamily.h"
+#include "support/FalFiles.h"
 
 namespace {
 
 const std::string kFixtures = std::string(FAL_SOURCE_DIR) + "/tests/fixtures/";
-
-std::string readFile(const std::string& path)
-{
-    std::ifstream in(path);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
 
 std::string plain(json_object* node)
 {

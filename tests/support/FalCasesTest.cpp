@@ -8,3 +8,4 @@ FAL_CASES(Security, "security");
 FAL_CASES(Service, "service");
 FAL_CASES(Mediashare, "mediashare");
 FAL_CASES(Qos, "qos");
+FAL_CASES(Frame, "frame");

@@ -17,19 +17,16 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
 #include <memory>
 #include <mutex>
 #include <random>
 #include <set>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "hardening/HardeningSupport.h"
 #include "tools/common/FalRoot.h"
-#include "support/FalFiles.h"
 
 namespace {
 
@@ -104,36 +101,29 @@ struct Worker {
     bool running() const { return Clock::now() < end; }
 };
 
-// The connectivity summary: gateway first, then media share, wifi and network.
-void connectivityReader(Worker w)
-{
-    const FalFamilyInfo& gateway = *falFamilyByName("gateway");
-    while (w.running())
-        call(w.families, gateway, op(gateway, "GatewayConnectivity"), {}, nullptr, w.requester);
-}
+// A call a scripted worker makes: its parameters take values 0 .. range-1, its body one of those
+// given (null: none).
+struct Call {
+    const char* family;
+    const char* op;
+    std::vector<std::pair<const char*, unsigned>> params;
+    std::vector<const char*> bodies;
+};
 
-// Radio changes: wifi first, then the gateway's connectivity and devices.
-void radioWriter(Worker w)
+// Runs random calls of a script until the end. The scripts take the cross-family locks in both
+// orders: the connectivity summary (gateway, then media share, wifi and network) against radio
+// changes (wifi, then the gateway), device renames and single-device reads (gateway, then service
+// and security) against the rule creates below (service, then the gateway).
+void scripted(Worker w, std::vector<Call> script)
 {
-    const FalFamilyInfo& wifi = *falFamilyByName("wifi");
-    static const char* const powers[] = {"{\"basic\": {\"outputPower\": \"high\"}}",
-                                          "{\"basic\": {\"outputPower\": \"medium\"}}",
-                                          "{\"basic\": {\"outputPower\": \"low\"}}"};
     std::mt19937 rng(w.seed);
     while (w.running()) {
-        FAL_PARAMS_T radio = {{"@interfaceId", std::to_string(rng() % 2)}};
-        switch (rng() % 3) {
-        case 0:
-            call(w.families, wifi, op(wifi, "WifiRadioChange"), radio, powers[rng() % 3], w.requester);
-            break;
-        case 1:
-            call(w.families, wifi, op(wifi, "WifiRadioActive"), radio,
-                 rng() % 2 ? "{\"active\": true}" : "{\"active\": false}", w.requester);
-            break;
-        default:
-            call(w.families, wifi, op(wifi, "WifiSsidActive"), {radio.front(), {"@index", "0"}},
-                 rng() % 2 ? "{\"active\": true}" : "{\"active\": false}", w.requester);
-        }
+        const Call& c = script[rng() % script.size()];
+        const FalFamilyInfo& family = *falFamilyByName(c.family);
+        FAL_PARAMS_T params;
+        for (const auto& p : c.params)
+            params.emplace_back(p.first, std::to_string(rng() % p.second));
+        call(w.families, family, op(family, c.op), params, c.bodies[rng() % c.bodies.size()], w.requester);
     }
 }
 
@@ -159,23 +149,6 @@ void ruleCreator(Worker w, std::vector<int>& acknowledged)
         else
             fail("an acknowledged rule create answered no id: " + data);
         json_object_put(reply);
-    }
-}
-
-// Device renames and single-device reads: the gateway first, the read then service and security.
-void deviceWriter(Worker w)
-{
-    const FalFamilyInfo& gateway = *falFamilyByName("gateway");
-    std::mt19937 rng(w.seed);
-    while (w.running()) {
-        FAL_PARAMS_T device = {{"@deviceId", std::to_string(rng() % 6)}};
-        if (rng() % 2) {
-            std::string body = "{\"deviceName\": \"" + w.requester + std::to_string(rng() % 100) +
-                               "\", \"type\": \"phone\"}";
-            call(w.families, gateway, op(gateway, "GatewayDevicesUpdate"), device, body.c_str(), w.requester);
-        } else {
-            call(w.families, gateway, op(gateway, "GatewayDevicesGetOne"), device, nullptr, w.requester);
-        }
     }
 }
 
@@ -228,42 +201,19 @@ void mixedWorker(Worker w)
     }
 }
 
-// The canonical text of a JSON text; "" when it does not parse.
-std::string canonical(const std::string& text)
+// The ids of the stored MAC-filtering rules, in order.
+std::vector<int> macRuleIds()
 {
-    json_tokener* tok = json_tokener_new();
-    json_object* value = json_tokener_parse_ex(tok, text.c_str(), int(text.size()));
-    bool whole = json_tokener_get_error(tok) == json_tokener_success;
-    json_tokener_free(tok);
-    std::string out = whole && value ? json_object_to_json_string_ext(value, JSON_C_TO_STRING_PLAIN) : "";
-    json_object_put(value);
-    return out;
-}
-
-unsigned macRuleCount()
-{
-    TreeMapObject* doc = LocalDbCtrl::copyDocument(API_TYPE_SERVICE);
-    TreeMapObject* rules = doc ? doc->get("macFiltering.rules") : nullptr;
-    unsigned n = rules ? rules->len() : 0;
-    delete rules;
-    delete doc;
-    return n;
-}
-
-std::set<int> macRuleIds()
-{
-    std::set<int> ids;
-    TreeMapObject* doc = LocalDbCtrl::copyDocument(API_TYPE_SERVICE);
-    TreeMapObject* rules = doc ? doc->get("macFiltering.rules") : nullptr;
+    std::vector<int> ids;
+    std::unique_ptr<TreeMapObject> doc(LocalDbCtrl::copyDocument(API_TYPE_SERVICE));
+    std::unique_ptr<TreeMapObject> rules(doc ? doc->get("macFiltering.rules") : nullptr);
     for (unsigned i = 0; rules && i < rules->len(); ++i) {
-        TreeMapObject* rule = rules->at(i);
-        int id;
-        if (rule && rule->get_ex<int>("id", id))
-            ids.insert(id);
-        delete rule;
+        std::unique_ptr<TreeMapObject> rule(rules->at(i));
+        int id = -1;
+        if (rule)
+            rule->get_ex<int>("id", id);
+        ids.push_back(id);
     }
-    delete rules;
-    delete doc;
     return ids;
 }
 
@@ -299,7 +249,7 @@ int main(int argc, char** argv)
         LocalDbCtrl::replaceDocument(API_TYPE_SERVICE, service);
         delete service;
     }
-    const std::set<int> idsBefore = macRuleIds();
+    const std::vector<int> idsBefore = macRuleIds();
     const long handlesBefore = TreeMapObject::liveHandles();
 
     Families families;
@@ -319,9 +269,16 @@ int main(int argc, char** argv)
     std::vector<std::thread> threads;
     unsigned seed = 1;
     auto worker = [&](const char* name) { return Worker{families, end, seed++, name + std::to_string(seed)}; };
-    threads.emplace_back(connectivityReader, worker("summary"));
-    threads.emplace_back(radioWriter, worker("radio"));
-    threads.emplace_back(deviceWriter, worker("device"));
+    const char* const active[] = {"{\"active\": true}", "{\"active\": false}"};
+    threads.emplace_back(scripted, worker("summary"), std::vector<Call>{{"gateway", "GatewayConnectivity", {}, {nullptr}}});
+    threads.emplace_back(scripted, worker("radio"), std::vector<Call>{
+        {"wifi", "WifiRadioChange", {{"@interfaceId", 2}},
+         {"{\"basic\": {\"outputPower\": \"high\"}}", "{\"basic\": {\"outputPower\": \"low\"}}"}},
+        {"wifi", "WifiRadioActive", {{"@interfaceId", 2}}, {active[0], active[1]}},
+        {"wifi", "WifiSsidActive", {{"@interfaceId", 2}, {"@index", 1}}, {active[0], active[1]}}});
+    threads.emplace_back(scripted, worker("device"), std::vector<Call>{
+        {"gateway", "GatewayDevicesUpdate", {{"@deviceId", 6}}, {"{\"deviceName\": \"renamed\", \"type\": \"phone\"}"}},
+        {"gateway", "GatewayDevicesGetOne", {{"@deviceId", 6}}, {nullptr}}});
     for (auto& ids : acknowledged)
         threads.emplace_back(ruleCreator, worker("rules"), std::ref(ids));
     for (unsigned i = 0; i < mixed; ++i)
@@ -333,12 +290,10 @@ int main(int argc, char** argv)
 
     // Every document parses on disk (snapshot and journal) and equals what the database holds.
     for (unsigned t = 0; t < LocalDbCtrl::kDocuments; ++t) {
-        TreeMapObject* stored = LocalDbCtrl::storedDocument(t);
-        const std::string disk = stored ? canonical(stored->toJsonString()) : "";
-        delete stored;
-        TreeMapObject* doc = LocalDbCtrl::copyDocument(t);
-        const std::string memory = doc ? canonical(doc->toJsonString()) : "";
-        delete doc;
+        std::unique_ptr<TreeMapObject> stored(LocalDbCtrl::storedDocument(t));
+        std::unique_ptr<TreeMapObject> doc(LocalDbCtrl::copyDocument(t));
+        const std::string disk = stored ? stored->toJsonString() : "";
+        const std::string memory = doc ? doc->toJsonString() : "";
         if (disk.empty())
             fail(std::string("the ") + LocalDbCtrl::documentName(t) + " document does not parse");
         else if (disk != memory)
@@ -346,7 +301,7 @@ int main(int argc, char** argv)
     }
 
     // The rules are those there were plus exactly the acknowledged ones.
-    std::set<int> expected = idsBefore;
+    std::set<int> expected(idsBefore.begin(), idsBefore.end());
     size_t created = 0;
     for (const auto& ids : acknowledged)
         for (int id : ids) {
@@ -354,9 +309,9 @@ int main(int argc, char** argv)
             if (!expected.insert(id).second)
                 fail("rule id " + std::to_string(id) + " was acknowledged twice");
         }
-    const unsigned count = macRuleCount();
-    if (macRuleIds() != expected || count != idsBefore.size() + created)
-        fail("MAC-filtering rules: " + std::to_string(count) + " stored, " + std::to_string(idsBefore.size()) +
+    const std::vector<int> ids = macRuleIds();
+    if (std::set<int>(ids.begin(), ids.end()) != expected || ids.size() != idsBefore.size() + created)
+        fail("MAC-filtering rules: " + std::to_string(ids.size()) + " stored, " + std::to_string(idsBefore.size()) +
              " before and " + std::to_string(created) + " acknowledged");
 
     if (falLeftLockCount() != 0)

@@ -1,5 +1,5 @@
 // The document files: journal records per save, replay at load, torn tails, stale journals,
-// folding into the JSON file, and the copy-on-write sharing of values set into a tree.
+// folding into the JSON file.
 
 #include <gtest/gtest.h>
 
@@ -19,7 +19,7 @@ namespace {
 using Tree = FalTree;
 constexpr unsigned kGateway = 0;
 
-class StoreJournalTest : public FalDbTest {
+class LocalDbJournalTest : public FalDbTest {
 protected:
     std::string journal() { return root_ + "/db/gateway.journal"; }
     // Bytes of the journal in use: the file grows ahead of its records in steps of zeros.
@@ -75,7 +75,7 @@ protected:
 
 // Every kind of change reaches the disk through the journal, costs what it changes, and a reload
 // (snapshot + journal) gives what memory holds.
-TEST_F(StoreJournalTest, ChangesReplayOverTheSnapshot)
+TEST_F(LocalDbJournalTest, ChangesReplayOverTheSnapshot)
 {
     struct Case {
         const char* what;
@@ -133,7 +133,7 @@ TEST_F(StoreJournalTest, ChangesReplayOverTheSnapshot)
     EXPECT_EQ(used(), before);
 }
 
-TEST_F(StoreJournalTest, OneFieldSaveWritesOneSmallRecord)
+TEST_F(LocalDbJournalTest, OneFieldSaveWritesOneSmallRecord)
 {
     seed(kGateway, devices(200));
     const std::string snapshot = rawSnapshot();
@@ -151,7 +151,7 @@ TEST_F(StoreJournalTest, OneFieldSaveWritesOneSmallRecord)
     EXPECT_EQ(inMemory(kGateway), expected);
 }
 
-TEST_F(StoreJournalTest, JournalFoldsWhenItOutgrowsTheSnapshot)
+TEST_F(LocalDbJournalTest, JournalFoldsWhenItOutgrowsTheSnapshot)
 {
     seed(kGateway, devices(4));
     const long snapshot = size(LocalDbCtrl::documentPath(kGateway));
@@ -164,7 +164,7 @@ TEST_F(StoreJournalTest, JournalFoldsWhenItOutgrowsTheSnapshot)
     EXPECT_NE(rawSnapshot(), canon(devices(4))) << "the JSON file was rewritten on the way";
 }
 
-TEST_F(StoreJournalTest, TornTailIsIgnoredAndCutOff)
+TEST_F(LocalDbJournalTest, TornTailIsIgnoredAndCutOff)
 {
     seed(kGateway, devices(3));
     ASSERT_EQ(change([](TreeMapObject* d) { d->set("name", "one"); }), 0);
@@ -199,7 +199,7 @@ TEST_F(StoreJournalTest, TornTailIsIgnoredAndCutOff)
     }
 }
 
-TEST_F(StoreJournalTest, JournalOfAnotherSnapshotIsIgnored)
+TEST_F(LocalDbJournalTest, JournalOfAnotherSnapshotIsIgnored)
 {
     seed(kGateway, R"({"name":"a"})");
     ASSERT_EQ(change([](TreeMapObject* d) { d->set("name", "b"); }), 0);
@@ -213,16 +213,16 @@ TEST_F(StoreJournalTest, JournalOfAnotherSnapshotIsIgnored)
 
 // Another process wrote the root behind this one's back: the next save writes the whole document
 // as it stands here, never a record onto files that no longer continue it.
-TEST_F(StoreJournalTest, FilesChangedByAnotherWriterAreRewrittenWhole)
+TEST_F(LocalDbJournalTest, FilesChangedByAnotherWriterAreRewrittenWhole)
 {
     seed(kGateway, R"({"name":"a","n":0})");
     ASSERT_EQ(change([](TreeMapObject* d) { d->set("n", 1); }), 0);
     struct Case {
         const char* what;
-        void (StoreJournalTest::*other)();
+        void (LocalDbJournalTest::*other)();
     } cases[] = {
-        {"snapshot replaced", &StoreJournalTest::replaceSnapshot},
-        {"journal removed", &StoreJournalTest::removeJournal},
+        {"snapshot replaced", &LocalDbJournalTest::replaceSnapshot},
+        {"journal removed", &LocalDbJournalTest::removeJournal},
     };
     int n = 1;
     for (const Case& c : cases) {
@@ -236,28 +236,7 @@ TEST_F(StoreJournalTest, FilesChangedByAnotherWriterAreRewrittenWhole)
     }
 }
 
-TEST_F(StoreJournalTest, InjectedAndRealFailuresLeaveTheFilesAsTheyWere)
-{
-    seed(kGateway, R"({"name":"a"})");
-    ASSERT_EQ(change([](TreeMapObject* d) { d->set("name", "b"); }), 0);
-    const long before = used();
-    LocalDbCtrl::failNextSaves(kGateway, 1);
-    EXPECT_NE(change([](TreeMapObject* d) { d->set("name", "c"); }), 0);
-    EXPECT_EQ(used(), before);
-    EXPECT_EQ(inMemory(kGateway), R"({"name":"b"})");
-
-    // A journal that cannot be appended to: the save fails and the change is dropped.
-    ASSERT_EQ(chmod(journal().c_str(), 0400), 0);
-    if (access(journal().c_str(), W_OK) != 0) {  // root ignores the mode
-        LocalDbCtrl::reset();
-        EXPECT_NE(change([](TreeMapObject* d) { d->set("name", "d"); }), 0);
-        EXPECT_EQ(inMemory(kGateway), R"({"name":"b"})");
-        EXPECT_EQ(onDisk(kGateway), R"({"name":"b"})");
-    }
-    chmod(journal().c_str(), 0600);
-}
-
-TEST_F(StoreJournalTest, LeftoversOfDeadWritersAreRemovedWhenTheRootOpens)
+TEST_F(LocalDbJournalTest, LeftoversOfDeadWritersAreRemovedWhenTheRootOpens)
 {
     const std::string dead = LocalDbCtrl::documentPath(kGateway) + ".tmp.999999999.1";
     const std::string live = LocalDbCtrl::documentPath(kGateway) + ".tmp." + std::to_string(getppid()) + ".1";
@@ -270,31 +249,6 @@ TEST_F(StoreJournalTest, LeftoversOfDeadWritersAreRemovedWhenTheRootOpens)
     EXPECT_EQ(access(live.c_str(), F_OK), 0) << "its writer still runs";
     EXPECT_EQ(access(other.c_str(), F_OK), 0) << "not a name the store writes";
     unlink(live.c_str());
-}
-
-// Values set into a tree are shared until either side changes; the owner never sees the tree's
-// later changes through its own handle, nor the tree the owner's.
-TEST_F(StoreJournalTest, SetValuesAreCopiedOnWrite)
-{
-    Tree reply(new TreeMapObject(true));
-    Tree item(TreeMapObject::parse(R"({"id":1,"tags":["a"]})"));
-    ASSERT_EQ(reply->setArrayItem(0, item.get()), 1);
-    item->set("id", 2);  // the owner changes its tree after the set
-    reply->addArrayItem(item.get());
-    {
-        Tree tags(item->get("tags"));  // a handle into the owner's tree
-        tags->addArrayItem(item.get());  // never shares a node into its own tree
-        reply->set("[1].late", true);
-    }
-    EXPECT_EQ(json(reply.get()), R"([{"id":1,"tags":["a"]},{"id":2,"tags":["a"],"late":true}])");
-    EXPECT_EQ(json(item.get()), R"({"id":2,"tags":["a",{"id":2,"tags":["a"]}]})");
-
-    // While another handle into the value's tree lives, the value is copied.
-    Tree value(TreeMapObject::parse(R"({"n":1})"));
-    Tree inner(value->get(""));
-    reply->addArrayItem(value.get());
-    inner->set("n", 5);
-    EXPECT_EQ(json(reply.get()).find(R"({"n":5})"), std::string::npos);
 }
 
 }  // namespace
