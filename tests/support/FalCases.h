@@ -18,7 +18,9 @@
 //        "data": {...} | "*",                             // absent: no data; "*": not compared
 //        "dataAt": {"path": value},                       // members of the data (with "data"
 //                                                         // absent, any data)
-//        "stored": {"gateway": {...}, "gateway:led": value},  // absent: nothing changes
+//        "stored": {"gateway": {...}, "gateway:led": value},  // absent: nothing changes; with
+//                                                         // paths, the rest of the document
+//                                                         // must not change; "*": any value
 //        "log": "a line that must be written",
 //        "seed": {...},                                   // replaces the file's seed of a document
 //        "keep": true}                                    // go on from the previous case's state
