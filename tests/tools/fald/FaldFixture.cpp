@@ -16,26 +16,6 @@
 #include "tools/common/FalRequest.h"
 #include "tools/common/FalRoot.h"
 
-FaldAnswer::FaldAnswer(FaldAnswer&& o) noexcept
-    : status(o.status), body(std::move(o.body)), headers(std::move(o.headers)), json(o.json)
-{
-    o.json = nullptr;
-}
-
-FaldAnswer& FaldAnswer::operator=(FaldAnswer&& o) noexcept
-{
-    std::swap(status, o.status);
-    std::swap(body, o.body);
-    std::swap(headers, o.headers);
-    std::swap(json, o.json);
-    return *this;
-}
-
-FaldAnswer::~FaldAnswer()
-{
-    json_object_put(json);
-}
-
 std::string FaldAnswer::at(const char* path) const
 {
     json_object* node = json;
@@ -121,6 +101,7 @@ FaldAnswer FaldTest::call(const std::string& method, const std::string& path, co
     answer.headers = result->headers;
     std::string why;
     answer.json = falParseJson(answer.body, why);
+    answer.parsed.reset(answer.json, json_object_put);
     return answer;
 }
 
@@ -199,6 +180,12 @@ int faldStatusOf(const std::string& reply)
     return atoi(reply.c_str() + 9);
 }
 
+int faldRawStatus(int port, const std::string& bytes, int timeoutMs)
+{
+    FaldSocket s(port);
+    return s.send(bytes) ? faldStatusOf(s.receive(timeoutMs)) : 0;
+}
+
 bool FaldDaemon::start(const std::vector<std::string>& args, const std::string& errFile)
 {
     errPath = errFile;
@@ -229,13 +216,9 @@ bool FaldDaemon::start(const std::vector<std::string>& args, const std::string& 
     while (read(out[0], &ch, 1) == 1 && ch != '\n')
         firstLine += ch;
     close(out[0]);
-    size_t colon = firstLine.find("]:");
-    if (colon == std::string::npos) {
-        colon = firstLine.find("http://");
-        colon = colon == std::string::npos ? colon : firstLine.find(':', colon + 7);
-    } else {
-        ++colon;
-    }
+    // "fald: serving ROOT on http://HOST:PORT/ (API under ...)"
+    size_t end = firstLine.find("/ (API");
+    size_t colon = end == std::string::npos ? end : firstLine.rfind(':', end);
     port = colon == std::string::npos ? 0 : atoi(firstLine.c_str() + colon + 1);
     return port > 0;
 }

@@ -16,14 +16,8 @@ struct FaldAnswer {
     int status = 0;  // 0: no answer at all
     std::string body;
     httplib::Headers headers;
-    json_object* json = nullptr;
-
-    FaldAnswer() = default;
-    FaldAnswer(const FaldAnswer&) = delete;
-    FaldAnswer& operator=(const FaldAnswer&) = delete;
-    FaldAnswer(FaldAnswer&& o) noexcept;
-    FaldAnswer& operator=(FaldAnswer&& o) noexcept;
-    ~FaldAnswer();
+    json_object* json = nullptr;  // owned by `parsed`
+    std::shared_ptr<json_object> parsed;
 
     // A member of the body as JSON text ("null" when absent); "status", "data.id" ...
     std::string at(const char* path) const;
@@ -49,6 +43,8 @@ private:
 
 // The HTTP status of a raw reply ("HTTP/1.1 400 ..." -> 400); 0 when there is none.
 int faldStatusOf(const std::string& reply);
+// Sends raw bytes on a new connection; the status of the reply (0 when none came in time).
+int faldRawStatus(int port, const std::string& bytes, int timeoutMs = 2000);
 
 // The fald binary as a child process.
 struct FaldDaemon {
