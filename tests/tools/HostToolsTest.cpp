@@ -1,6 +1,6 @@
-// The host side shared by falctl and the daemon, in-process: requests from JSON, responses to
-// JSON, root preparation and its writer lock, and the stdout diversion. The batch protocol
-// itself runs end to end in FalctlTest.
+// The host side shared by falctl and the daemon, in-process: requests from JSON, root
+// preparation and its writer lock, and the stdout diversion. The batch protocol and the JSON
+// form of responses run end to end in FalctlTest.
 
 #include <fcntl.h>
 #include <sys/wait.h>
@@ -103,26 +103,6 @@ TEST_F(HostRequestTest, RequestFieldsReachTheOperationThroughTheDispatcher)
     EXPECT_EQ(name + " " + value, "!q a=b");
     ASSERT_TRUE(falParseParam("!empty=", name, value));
     EXPECT_EQ(name + " " + value, "!empty ");
-}
-
-TEST(HostResponse, JsonForm)
-{
-    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_QOS, 13, false);
-    rsp->status = FAL_NOT_FOUND;
-    rsp->message = nullptr;
-    json_object* json = falResponseToJson(rsp);
-    EXPECT_EQ(falJsonText(json, false), R"({"apiType":6,"msgId":13,"status":9,"message":null,"data":null})");
-    json_object_put(json);
-    freeFalResponse(rsp);
-
-    // Data is shared, not moved: each side frees its own.
-    rsp = newFalResponse(API_TYPE_WIFI, 3, true);
-    rsp->data->set("path", "/api/v1/wifi");
-    json = falResponseToJson(rsp);
-    freeFalResponse(rsp);
-    EXPECT_EQ(falJsonText(json, false),
-              R"({"apiType":1,"msgId":3,"status":0,"message":"FAL processed fine!","data":{"path":"/api/v1/wifi"}})");
-    json_object_put(json);
 }
 
 TEST(HostRoot, FillsAMissingDatabaseFromTheDefaultsWithoutOverwriting)

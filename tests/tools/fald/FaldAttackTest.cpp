@@ -236,21 +236,13 @@ TEST_F(FaldTest, DaemonOnIpv6ServesAndStopsWithinSecondsWhateverClientsDo)
     ASSERT_TRUE(login);
     EXPECT_EQ(login->status, 200);
     // Connections held open and silent do not hold up the stop.
-    std::vector<int> fds;
+    std::vector<std::unique_ptr<FaldSocket>> silent;
     for (int i = 0; i < 20; ++i) {
-        int fd = socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        sockaddr_in6 addr{};
-        addr.sin6_family = AF_INET6;
-        addr.sin6_port = htons(static_cast<uint16_t>(d.port));
-        addr.sin6_addr = in6addr_loopback;
-        ASSERT_EQ(connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr), 0);
-        ASSERT_EQ(send(fd, "GET / HTTP/1.1\r\n", 16, MSG_NOSIGNAL), 16);
-        fds.push_back(fd);
+        silent.push_back(std::make_unique<FaldSocket>(d.port, true));
+        ASSERT_TRUE(silent.back()->send("GET / HTTP/1.1\r\n"));
     }
     kill(d.pid, SIGTERM);
     EXPECT_EQ(d.wait(5000), 0) << "exit status 0 within 5 s";
-    for (int fd : fds)
-        close(fd);
 }
 
 TEST_F(FaldTest, AHeaderFloodLeavesMemoryBounded)

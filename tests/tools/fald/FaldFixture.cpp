@@ -34,6 +34,20 @@ std::string FaldAnswer::at(const char* path) const
     return node ? falJsonText(node, false) : "null";
 }
 
+std::string FaldAnswer::str(const char* path) const
+{
+    std::string text = at(path);
+    return text.size() >= 2 && text.front() == '"' ? text.substr(1, text.size() - 2) : text;
+}
+
+json_object* faldAt(json_object* o, std::initializer_list<const char*> path)
+{
+    for (const char* name : path)
+        if (!o || !json_object_object_get_ex(o, name, &o))
+            return nullptr;
+    return o;
+}
+
 std::string FaldAnswer::header(const char* name) const
 {
     auto it = headers.find(name);
@@ -109,20 +123,16 @@ std::string FaldTest::login(const std::string& user, const std::string& password
 {
     std::string body = "{\"userName\":\"" + user + "\",\"password\":\"" + password + "\"}";
     FaldAnswer a = call("POST", "/api/v1/gateway/login", body.c_str());
-    if (a.status != 200)
-        return "";
-    std::string token = a.at("token");
-    return token.size() > 2 ? token.substr(1, token.size() - 2) : "";
+    return a.status == 200 ? a.str("token") : "";
 }
 
-FaldSocket::FaldSocket(int port)
+FaldSocket::FaldSocket(int port, bool v6)
 {
-    fd_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in addr{};
-    addr.sin_family = AF_INET;
-    addr.sin_port = htons(static_cast<uint16_t>(port));
-    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (fd_ >= 0 && connect(fd_, reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0) {
+    sockaddr_in addr{AF_INET, htons(static_cast<uint16_t>(port)), {htonl(INADDR_LOOPBACK)}, {}};
+    sockaddr_in6 addr6{AF_INET6, htons(static_cast<uint16_t>(port)), 0, in6addr_loopback, 0};
+    fd_ = socket(v6 ? AF_INET6 : AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr* to = v6 ? reinterpret_cast<sockaddr*>(&addr6) : reinterpret_cast<sockaddr*>(&addr);
+    if (fd_ >= 0 && connect(fd_, to, v6 ? sizeof addr6 : sizeof addr) != 0) {
         close(fd_);
         fd_ = -1;
     }

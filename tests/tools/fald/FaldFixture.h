@@ -21,13 +21,15 @@ struct FaldAnswer {
 
     // A member of the body as JSON text ("null" when absent); "status", "data.id" ...
     std::string at(const char* path) const;
+    // The same without the quotes of a string.
+    std::string str(const char* path) const;
     std::string header(const char* name) const;
 };
 
 // A raw TCP client on loopback, for what an HTTP client library would not send.
 class FaldSocket {
 public:
-    explicit FaldSocket(int port);  // connects; fd() < 0 when it could not
+    explicit FaldSocket(int port, bool v6 = false);  // connects to loopback; fd() < 0 when it could not
     ~FaldSocket();
     FaldSocket(const FaldSocket&) = delete;
     FaldSocket& operator=(const FaldSocket&) = delete;
@@ -40,6 +42,9 @@ public:
 private:
     int fd_ = -1;
 };
+
+// A member of a JSON object by its path of names; null when absent (or JSON null).
+json_object* faldAt(json_object* o, std::initializer_list<const char*> path);
 
 // The HTTP status of a raw reply ("HTTP/1.1 400 ..." -> 400); 0 when there is none.
 int faldStatusOf(const std::string& reply);

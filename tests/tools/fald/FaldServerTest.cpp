@@ -10,22 +10,7 @@
 #include "tools/fald/FaldFixture.h"
 
 namespace {
-
 const std::string kApi = "/api/v1";
-
-std::string unquote(const std::string& json)
-{
-    return json.size() >= 2 && json.front() == '"' ? json.substr(1, json.size() - 2) : json;
-}
-
-json_object* at(json_object* o, std::initializer_list<const char*> path)
-{
-    for (const char* name : path)
-        if (!o || !json_object_object_get_ex(o, name, &o))
-            return nullptr;
-    return o;
-}
-
 }  // namespace
 
 TEST_F(FaldTest, LoginHandsOutASessionThatEveryOtherRouteNeeds)
@@ -33,7 +18,7 @@ TEST_F(FaldTest, LoginHandsOutASessionThatEveryOtherRouteNeeds)
     FaldAnswer a = call("POST", kApi + "/gateway/login", R"({"userName":"admin","password":"admin"})");
     ASSERT_EQ(a.status, 200);
     EXPECT_EQ(a.at("data.role"), "\"admin\"");
-    std::string token = unquote(a.at("token"));
+    std::string token = a.str("token");
     EXPECT_EQ(token.size(), 32u);
     EXPECT_EQ(token.find_first_not_of("0123456789abcdef"), std::string::npos);
     std::string cookie = a.header("Set-Cookie");
@@ -166,7 +151,7 @@ TEST_F(FaldTest, PathQueryAndPollingLocationsReachTheirOperations)
     FaldAnswer connected = call("GET", kApi + "/gateway/devices?connected=true", nullptr, token_);
     ASSERT_EQ(all.status, 200);
     ASSERT_EQ(connected.status, 200);
-    EXPECT_LT(json_object_array_length(at(connected.json, {"data"})), json_object_array_length(at(all.json, {"data"})));
+    EXPECT_LT(json_object_array_length(faldAt(connected.json, {"data"})), json_object_array_length(faldAt(all.json, {"data"})));
     EXPECT_EQ(call("GET", kApi + "/gateway/devices/1", nullptr, token_).at("data.name"), all.at("data.1.name"));
     // The wifi operations read by position: the interface, then the SSID index.
     EXPECT_EQ(call("GET", kApi + "/wifi/1/ssid/0", nullptr, token_).status, 200);
@@ -185,15 +170,15 @@ TEST_F(FaldTest, PathQueryAndPollingLocationsReachTheirOperations)
     // Actions that answer 202 name where their outcome is read.
     FaldAnswer upgrade = call("POST", kApi + "/gateway/upgrade", R"({"type":"fw","filename":"f.bin"})", token_);
     ASSERT_EQ(upgrade.status, 202);
-    EXPECT_NE(call("GET", unquote(upgrade.at("data.location")), nullptr, token_).at("data.status"), "null");
+    EXPECT_NE(call("GET", upgrade.str("data.location"), nullptr, token_).at("data.status"), "null");
     FaldAnswer wps = call("POST", kApi + "/wifi/wps/activate", nullptr, token_);
     ASSERT_EQ(wps.status, 202);
-    EXPECT_EQ(call("GET", unquote(wps.at("data.location")), nullptr, token_).status, 200);
+    EXPECT_EQ(call("GET", wps.str("data.location"), nullptr, token_).status, 200);
     for (const char* radio : {"0", "1"}) {
         FaldAnswer scan = call("POST", kApi + "/wifi/" + radio + "/scan", nullptr, token_);
         ASSERT_EQ(scan.status, 202) << scan.body;
-        EXPECT_EQ(unquote(scan.at("data.location")), kApi + "/wifi/" + radio + "/scanResult");
-        EXPECT_EQ(call("GET", unquote(scan.at("data.location")), nullptr, token_).status, 200);
+        EXPECT_EQ(scan.str("data.location"), kApi + "/wifi/" + radio + "/scanResult");
+        EXPECT_EQ(call("GET", scan.str("data.location"), nullptr, token_).status, 200);
     }
 }
 
@@ -220,18 +205,18 @@ TEST_F(FaldTest, EveryRouteIsDescribedAndAnswersWithoutServerErrors)
         std::string method = r.route->method;
         for (char& ch : method)
             ch = static_cast<char>(tolower(ch));
-        json_object* op = at(doc.json, {"paths", r.route->path, method.c_str()});
+        json_object* op = faldAt(doc.json, {"paths", r.route->path, method.c_str()});
         ASSERT_NE(op, nullptr);
-        EXPECT_STREQ(json_object_get_string(at(op, {"operationId"})), r.op->name);
-        EXPECT_STREQ(json_object_get_string(json_object_array_get_idx(at(op, {"tags"}), 0)), r.family->name);
-        json_object* params = at(op, {"parameters"});
+        EXPECT_STREQ(json_object_get_string(faldAt(op, {"operationId"})), r.op->name);
+        EXPECT_STREQ(json_object_get_string(json_object_array_get_idx(faldAt(op, {"tags"}), 0)), r.family->name);
+        json_object* params = faldAt(op, {"parameters"});
         for (size_t i = 0; params && i < json_object_array_length(params); ++i) {
             json_object* p = json_object_array_get_idx(params, i);
-            if (std::string(json_object_get_string(at(p, {"in"}))) == "path") {
-                EXPECT_NE(at(p, {"example"}), nullptr) << json_object_get_string(at(p, {"name"}));
+            if (std::string(json_object_get_string(faldAt(p, {"in"}))) == "path") {
+                EXPECT_NE(faldAt(p, {"example"}), nullptr) << json_object_get_string(faldAt(p, {"name"}));
             }
         }
-        EXPECT_TRUE(r.implemented || at(op, {"responses", "501"}));
+        EXPECT_TRUE(r.implemented || faldAt(op, {"responses", "501"}));
 
         if (strcmp(r.op->name, "GatewayLogout") == 0)
             continue;  // would end the walk's session
@@ -246,14 +231,14 @@ TEST_F(FaldTest, EveryRouteIsDescribedAndAnswersWithoutServerErrors)
     for (const FalFamilyInfo& f : falFamilies())
         all += f.ops.size();
     EXPECT_EQ(ops.size(), all) << "an operation has no route";
-    EXPECT_EQ(json_object_array_length(at(call("GET", kApi).json, {"routes"})), routes.size());
+    EXPECT_EQ(json_object_array_length(faldAt(call("GET", kApi).json, {"routes"})), routes.size());
 }
 
 TEST_F(FaldTest, StaticFilesComeFromWwwOnly)
 {
     FaldAnswer backup = call("POST", kApi + "/gateway/backup", nullptr, token_);
     ASSERT_EQ(backup.status, 200);
-    std::string path = unquote(backup.at("data.path"));
+    std::string path = backup.str("data.path");
     ASSERT_EQ(path.rfind("/files/configuration/", 0), 0u) << path;
     EXPECT_EQ(call("GET", path).body, "This is test configuration");
 
