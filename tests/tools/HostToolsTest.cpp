@@ -1,20 +1,17 @@
 // The host side shared by falctl and the daemon, in-process: requests from JSON, root
-// preparation and its writer lock, and the stdout diversion. The batch protocol and the JSON
-// form of responses run end to end in FalctlTest.
+// preparation and its writer lock. The batch protocol, the JSON form of responses and the
+// diversion of the library's own prints run end to end in FalctlTest.
 
-#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
-#include <iostream>
 
 #include "host/FalRootLock.h"
 #include "support/FalFiles.h"
 #include "support/FalTest.h"
 #include "tools/common/FalDefaults.h"
-#include "tools/common/FalOutput.h"
 #include "tools/common/FalRequest.h"
 #include "tools/common/FalRoot.h"
 
@@ -179,40 +176,4 @@ TEST_F(HostRootLockTest, ARootHeldByAnotherProcessRefusesTheLibrary)
     doc.reset();
     LocalDbCtrl::unlockDbObject(API_TYPE_GATEWAY, "embedder");
     falReleaseRootLock();
-}
-
-// After the diversion, replies written to the private stream reach the original stdout and
-// everything else written to stdout (printf, std::cout, the library's own prints) reaches stderr.
-TEST(HostOutput, StrayStdoutWritesLandOnStderr)
-{
-    char tmpl[] = "/tmp/fal-out-XXXXXX";
-    ASSERT_NE(mkdtemp(tmpl), nullptr);
-    const std::string out = std::string(tmpl) + "/out", err = std::string(tmpl) + "/err";
-    fflush(nullptr);
-    pid_t pid = fork();
-    ASSERT_GE(pid, 0);
-    if (pid == 0) {
-        int o = open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-        int e = open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-        FILE* replies = o < 0 || e < 0 || dup2(o, 1) < 0 || dup2(e, 2) < 0 ? nullptr : falDivertStdout();
-        if (!replies)
-            _exit(10);
-        fputs("{\"first\":1}\n", replies);
-        fflush(replies);
-        printf("printf text\n");
-        std::cout << "cout text" << std::endl;
-        (void)BE_StrTo<int>("not a number");
-        std::unique_ptr<TreeMapObject>(TreeMapObject::parse("{\"dumped\":true}"))->dump("tree: ");
-        fflush(stdout);
-        fputs("{\"second\":2}\n", replies);
-        fclose(replies);
-        _exit(0);
-    }
-    int status = 0;
-    ASSERT_EQ(waitpid(pid, &status, 0), pid);
-    ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
-    EXPECT_EQ(readFile(out), "{\"first\":1}\n{\"second\":2}\n");
-    for (const char* text : {"printf text", "cout text", "EXCEPTION: BE_StrTo", "tree: ", "\"dumped\""})
-        EXPECT_NE(readFile(err).find(text), std::string::npos) << text << " missing from stderr";
-    fs::remove_all(tmpl);
 }
