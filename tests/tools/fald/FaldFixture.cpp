@@ -198,7 +198,6 @@ int faldRawStatus(int port, const std::string& bytes, int timeoutMs)
 
 bool FaldDaemon::start(const std::vector<std::string>& args, const std::string& errFile)
 {
-    errPath = errFile;
     int out[2];
     if (pipe(out) != 0)
         return false;

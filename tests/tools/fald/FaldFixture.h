@@ -33,7 +33,6 @@ public:
     ~FaldSocket();
     FaldSocket(const FaldSocket&) = delete;
     FaldSocket& operator=(const FaldSocket&) = delete;
-    int fd() const { return fd_; }
     bool send(const std::string& bytes);
     // What arrives until the peer closes, `timeoutMs` passes, or (when `untilReply`) one whole
     // reply with a Content-Length is in.
@@ -56,9 +55,9 @@ struct FaldDaemon {
     pid_t pid = -1;
     int port = 0;
     std::string firstLine;  // of its standard output
-    std::string errPath;    // its standard error goes there
 
-    // Runs fald with the arguments and waits for its first line of output (or its end).
+    // Runs fald with the arguments, its standard error to `errFile`, and waits for its first
+    // line of output (or its end).
     bool start(const std::vector<std::string>& args, const std::string& errFile);
     // Waits for it to exit; its exit status, or -1 when it was killed or did not end within the
     // time (then it is killed).

@@ -4,9 +4,12 @@
 
 #include <unistd.h>
 
+#include <map>
 #include <set>
 #include <thread>
 
+#include "support/FalFiles.h"
+#include "tools/common/FalRequest.h"
 #include "tools/fald/FaldFixture.h"
 
 namespace {
@@ -44,104 +47,74 @@ TEST_F(FaldTest, LoginHandsOutASessionThatEveryOtherRouteNeeds)
     EXPECT_EQ(call("GET", kApi + "/gateway/devices", nullptr, token_).status, 200);
 }
 
-TEST_F(FaldTest, TheRolesPermissionTableDecidesAccess)
+// The rows of tests/tools/fald/http.json (their format is in the file), in order on one server.
+TEST_F(FaldTest, HttpCasesAnswerAsListed)
 {
-    std::string viewer = login("viewer", "viewer");
-    ASSERT_FALSE(viewer.empty());
-    EXPECT_EQ(call("GET", kApi + "/gateway/led", nullptr, viewer).status, 200);
-    std::string before = inMemory(API_TYPE_GATEWAY);
-    FaldAnswer refused = call("PUT", kApi + "/gateway/led", R"({"active":false})", viewer);
-    EXPECT_EQ(refused.status, 403);
-    EXPECT_NE(refused.at("error"), "null");
-    EXPECT_EQ(call("DELETE", kApi + "/service/portForwarding", nullptr, viewer).status, 403);
-    EXPECT_EQ(inMemory(API_TYPE_GATEWAY), before);
-    EXPECT_EQ(call("POST", kApi + "/gateway/logout", nullptr, viewer).status, 200) << "any role logs out";
+    std::string why, server = "default";
+    std::shared_ptr<json_object> file(falParseJson(readFile(FAL_SOURCE_DIR "/tests/tools/fald/http.json"), why),
+                                      json_object_put);
+    ASSERT_TRUE(file) << why;
+    std::map<std::string, std::string> tokens = {{"admin", token_}, {"nobody", ""}};
+    json_object* rows = faldAt(file.get(), {"cases"});
+    for (size_t i = 0; i < json_object_array_length(rows); ++i) {
+        json_object* row = json_object_array_get_idx(rows, i);
+        auto text = [row](const char* key, const char* otherwise = "") {
+            json_object* v = faldAt(row, {key});
+            return std::string(v ? json_object_get_string(v) : otherwise);
+        };
+        std::string as = text("as", "admin");
+        SCOPED_TRACE("row " + std::to_string(i) + ": " + text("method") + " " + text("path") + " as " + as);
+        if (text("server", "default") != server) {
+            server = text("server", "default");
+            FaldOptions options;
+            options.sim = server.find("sim") != std::string::npos;
+            options.auth = server.find("noauth") == std::string::npos;
+            startServer(options);
+            tokens = {{"admin", login("admin", "admin")}, {"nobody", ""}};
+        }
+        if (!tokens.count(as))
+            tokens[as] = login(as, as);
+        json_object* body = nullptr;
+        bool hasBody = json_object_object_get_ex(row, "body", &body);
+        std::string bodyText = json_object_is_type(body, json_type_string) ? text("body") : falJsonText(body, false);
+        if (text("fault") == "lock")
+            LocalDbCtrl::failNextLocks(API_TYPE_GATEWAY, 1);
+        if (text("fault") == "save")
+            LocalDbCtrl::failNextSaves(API_TYPE_GATEWAY, 1);
+        std::vector<std::string> before;
+        for (unsigned t = 0; t < LocalDbCtrl::kDocuments; ++t)
+            before.push_back(inMemory(t));
 
-    // The "user" role's table names wifi ("r") but not gateway.
-    std::string user = login("user", "user");
-    ASSERT_FALSE(user.empty());
-    EXPECT_EQ(call("GET", kApi + "/wifi/0/ssid", nullptr, user).status, 200);
-    EXPECT_EQ(call("PUT", kApi + "/wifi/0/wmm", "{}", user).status, 403);
-    EXPECT_EQ(call("GET", kApi + "/gateway/about", nullptr, user).status, 403);
-    EXPECT_EQ(call("PUT", kApi + "/gateway/led", R"({"active":false})", token_).status, 200);
-
-    FaldOptions open;
-    open.auth = false;
-    startServer(open);
-    EXPECT_EQ(call("PUT", kApi + "/gateway/led", R"({"active":true})").status, 200) << "--no-auth";
-}
-
-TEST_F(FaldTest, FalStatusesMapToHttpStatuses)
-{
-    const struct {
-        const char* method;
-        const char* path;
-        const char* body;
-        int http;
-        const char* status;
-    } cases[] = {
-        {"GET", "/gateway/about", nullptr, 200, "0"},
-        {"POST", "/service/portForwarding", R"({"active":false,"serviceType":"http"})", 201, "1"},
-        {"POST", "/gateway/upgrade", R"({"type":"fw","filename":"f.bin"})", 202, "2"},
-        {"DELETE", "/gateway/users/web/12345", nullptr, 200, "3"},
-        {"GET", "/gateway/devices/999", nullptr, 409, "4"},
-        {"PUT", "/gateway/users/web/password", R"({"userName":"nobody","newPassword":"x"})", 404, "9"},
-        {"POST", "/wifi/0/ssid", nullptr, 400, "10"},
-        {"GET", "/gateway/battery", nullptr, 501, "null"},
-    };
-    for (const auto& c : cases) {
-        FaldAnswer a = call(c.method, kApi + c.path, c.body, token_);
-        EXPECT_EQ(a.status, c.http) << c.method << " " << c.path << ": " << a.body;
-        EXPECT_EQ(a.at("status"), c.status) << c.path;
-        EXPECT_NE(a.at("message"), "null") << c.path;
-        EXPECT_TRUE(json_object_object_get_ex(a.json, "data", nullptr)) << c.path;
+        FaldAnswer a = call(text("method"), kApi + text("path"), hasBody ? bodyText.c_str() : nullptr, tokens[as]);
+        EXPECT_EQ(a.status, json_object_get_int(faldAt(row, {"http"}))) << a.body;
+        json_object* v = nullptr;
+        if (json_object_object_get_ex(row, "status", &v)) {
+            EXPECT_EQ(a.at("status"), falJsonText(v, false)) << a.body;
+            EXPECT_TRUE(json_object_object_get_ex(a.json, "data", nullptr)) << a.body;
+        }
+        if (faldAt(row, {"message"})) {
+            EXPECT_EQ(a.str("message"), text("message"));
+        }
+        if (faldAt(row, {"error"})) {
+            EXPECT_NE(a.at("error"), "null") << a.body;
+            EXPECT_NE(a.str("error").find(text("error")), std::string::npos) << a.body;
+        }
+        if (json_object* headers = faldAt(row, {"header"})) {
+            json_object_object_foreach(headers, name, value) EXPECT_EQ(a.header(name), json_object_get_string(value));
+        }
+        EXPECT_NE(a.body.find(text("has")), std::string::npos) << a.body;
+        if (faldAt(row, {"lacks"})) {
+            EXPECT_EQ(a.body.find(text("lacks")), std::string::npos) << a.body;
+        }
+        for (unsigned t = 0; a.status >= 400 && t < LocalDbCtrl::kDocuments; ++t)
+            EXPECT_EQ(inMemory(t), before[t]) << "a refused request changed " << LocalDbCtrl::documentName(t);
     }
-    LocalDbCtrl::failNextLocks(API_TYPE_GATEWAY, 1);
-    FaldAnswer failed = call("GET", kApi + "/gateway/about", nullptr, token_);
-    EXPECT_EQ(failed.status, 500);
-    EXPECT_EQ(failed.body, R"({"status":8,"message":"failed to load database","data":null})");
-    LocalDbCtrl::failNextSaves(API_TYPE_GATEWAY, 1);
-    EXPECT_EQ(call("PUT", kApi + "/gateway/led", R"({"active":true})", token_).status, 500);
-}
-
-TEST_F(FaldTest, BadInputIsRefusedBeforeTheLibrarySeesIt)
-{
-    std::string before = inMemory(API_TYPE_GATEWAY);
-    const struct {
-        const char* method;
-        std::string path, body;
-        int status;
-    } cases[] = {
-        {"PUT", "/gateway/led", "{\"active\": tru", 400},
-        {"PUT", "/gateway/led", "{} {}", 400},
-        {"PUT", "/gateway/led", "3", 400},
-        {"PUT", "/gateway/led", "\"x\"", 400},
-        {"PUT", "/gateway/led", "null", 400},
-        {"PUT", "/gateway/led", R"({"active":NaN})", 400},
-        {"PUT", "/gateway/led", R"({"active":-Infinity})", 400},
-        {"PUT", "/gateway/led", R"({"n":1e999})", 400},
-        {"PUT", "/gateway/led", R"({"n":99999999999999999999})", 400},
-        {"PUT", "/gateway/led", R"({"n":[-9223372036854775809]})", 400},
-        {"PUT", "/gateway/led", "{\"name\":\"\xff\xfe\"}", 400},
-        {"PUT", "/gateway/led", "{\"name\":\"\xc0\xaf\"}", 400},
-        {"PUT", "/gateway/led", "{\"pad\":\"" + std::string(64 * 1024, 'x') + "\"}", 413},
-        {"GET", "/gateway/nothing", "", 404},
-        {"GET", "/nofamily", "", 404},
-        {"GET", "/gateway/users//3", "", 404},
-        {"PATCH", "/gateway/led", "{}", 405},
-        {"POST", "/openapi.json", "", 405},
-    };
-    for (const auto& c : cases) {
-        FaldAnswer a = call(c.method, kApi + c.path, c.body.empty() ? nullptr : c.body.c_str(), token_);
-        EXPECT_EQ(a.status, c.status) << c.method << " " << c.path << " " << c.body.substr(0, 40) << ": " << a.body;
-        EXPECT_NE(a.at("error"), "null") << c.path << " " << c.body.substr(0, 40);
-    }
-    EXPECT_EQ(call("PATCH", kApi + "/gateway/led", "{}", token_).header("Allow"), "GET, PUT");
-    EXPECT_EQ(inMemory(API_TYPE_GATEWAY), before);
-    // The edges themselves pass.
-    EXPECT_EQ(call("PUT", kApi + "/gateway/led", R"({"active":true,"n":-9223372036854775808,"s":"\u00e9"})", token_)
-                  .status,
-              200);
+    // Bodies that a JSON file cannot hold: invalid UTF-8, and one over the limit.
+    startServer();
+    token_ = login("admin", "admin");
+    for (const std::string& body : {std::string("{\"name\":\"\xff\xfe\"}"), std::string("{\"name\":\"\xc0\xaf\"}"),
+                                    "{\"pad\":\"" + std::string(64 * 1024, 'x') + "\"}"})
+        EXPECT_EQ(call("PUT", kApi + "/gateway/led", body.c_str(), token_).status, body.size() > 100 ? 413 : 400);
 }
 
 TEST_F(FaldTest, PathQueryAndPollingLocationsReachTheirOperations)

@@ -48,30 +48,6 @@ protected:
     }
 };
 
-TEST_F(FaldSimTest, FaultsFailTheNextLocksOrSavesAndResetRestoresTheFactoryDocuments)
-{
-    ASSERT_EQ(call("POST", kApi + "/service/portForwarding", kRule, token_).status, 201);
-    EXPECT_TRUE(listed("sim-web"));
-
-    FaldAnswer armed = call("POST", kApi + "/sim/faults", R"({"family":"service","failSave":1})", token_);
-    ASSERT_EQ(armed.status, 200) << armed.body;
-    EXPECT_EQ(armed.at("data.failSave") + armed.at("data.failLock"), "10");
-    EXPECT_EQ(call("POST", kApi + "/service/portForwarding", kRule, token_).status, 409);
-    EXPECT_EQ(call("POST", kApi + "/service/portForwarding", kRule, token_).status, 201) << "one save failed, no more";
-
-    ASSERT_EQ(call("POST", kApi + "/sim/faults", R"({"family":"gateway","failLock":1})", token_).status, 200);
-    EXPECT_EQ(call("GET", kApi + "/gateway/devices", nullptr, token_).status, 500);
-    EXPECT_EQ(call("GET", kApi + "/gateway/devices", nullptr, token_).status, 200);
-
-    ASSERT_EQ(call("POST", kApi + "/sim/faults", R"({"family":"service","failLock":2,"failSave":2})", token_).status,
-              200);
-    ASSERT_EQ(call("POST", kApi + "/sim/reset", "", token_).status, 200);
-    EXPECT_EQ(LocalDbCtrlTesting::pendingLockFailures(API_TYPE_SERVICE), 0u);
-    EXPECT_EQ(LocalDbCtrlTesting::pendingSaveFailures(API_TYPE_SERVICE), 0u);
-    EXPECT_FALSE(listed("sim-web"));
-    EXPECT_TRUE(listed("Office web server"));
-}
-
 TEST_F(FaldSimTest, SnapshotsRoundTripEveryDocumentAndMayExceedTheBodyLimit)
 {
     FaldOptions small = sim();
@@ -92,56 +68,6 @@ TEST_F(FaldSimTest, SnapshotsRoundTripEveryDocumentAndMayExceedTheBodyLimit)
     ASSERT_EQ(call("PUT", kApi + "/sim/snapshot", R"({"qos":{"qos":{"active":false}}})", token_).status, 200);
     EXPECT_EQ(call("GET", kApi + "/qos/configuration", nullptr, token_).body.find("VoIP"), std::string::npos);
     EXPECT_TRUE(listed("Office web server"));
-}
-
-TEST_F(FaldSimTest, BadControlRequestsChangeNothing)
-{
-    const struct {
-        const char* method;
-        const char* path;
-        const char* body;
-        int status;
-    } cases[] = {
-        {"PUT", "/sim/snapshot", "not json", 400},
-        {"PUT", "/sim/snapshot", "[]", 400},
-        {"PUT", "/sim/snapshot", R"({"service":{},"nosuch":{}})", 400},
-        {"PUT", "/sim/snapshot", R"({"service":{},"qos":[]})", 400},
-        {"POST", "/sim/faults", R"({"failSave":1})", 400},
-        {"POST", "/sim/faults", R"({"family":"nosuch","failSave":1})", 400},
-        {"POST", "/sim/faults", R"({"family":"service","failSave":-1})", 400},
-        {"POST", "/sim/faults", R"({"family":"service","failSave":"2"})", 400},
-        {"POST", "/sim/faults", "", 400},
-        {"DELETE", "/sim/snapshot", nullptr, 405},
-        {"GET", "/sim/reset", nullptr, 405},
-        {"PUT", "/sim/faults", "{}", 405},
-        {"GET", "/sim/nothing", nullptr, 404},
-        {"GET", "/sim", nullptr, 404},
-    };
-    for (const auto& c : cases) {
-        FaldAnswer a = call(c.method, kApi + c.path, c.body, token_);
-        EXPECT_EQ(a.status, c.status) << c.method << " " << c.path << " " << (c.body ? c.body : "") << ": " << a.body;
-        EXPECT_NE(a.at("error"), "null") << a.body;
-    }
-    EXPECT_EQ(LocalDbCtrlTesting::pendingSaveFailures(API_TYPE_SERVICE), 0u);
-    EXPECT_TRUE(listed("Office web server"));
-}
-
-TEST_F(FaldSimTest, ControlsAreForAdminsAndOnlyUnderSim)
-{
-    EXPECT_EQ(call("POST", kApi + "/sim/reset", "").status, 401);
-    std::string viewer = login("viewer", "viewer");
-    EXPECT_EQ(call("GET", kApi + "/sim/snapshot", nullptr, viewer).status, 403);
-    EXPECT_EQ(call("POST", kApi + "/sim/faults", R"({"family":"service","failSave":1})", viewer).status, 403);
-    EXPECT_EQ(LocalDbCtrlTesting::pendingSaveFailures(API_TYPE_SERVICE), 0u);
-
-    FaldOptions noAuth = sim();
-    noAuth.auth = false;
-    startServer(noAuth);
-    EXPECT_EQ(call("GET", kApi + "/sim/snapshot").status, 200);
-
-    restart(FaldOptions());
-    EXPECT_EQ(call("GET", kApi + "/sim/snapshot", nullptr, token_).status, 404);
-    EXPECT_EQ(faldAt(call("GET", kApi + "/openapi.json").json, {"paths", "/sim/reset"}), nullptr);
 }
 
 TEST_F(FaldSimTest, LatencyDelaysEveryAnswerWithoutHoldingBackTheOthers)
