@@ -7,6 +7,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <sstream>
 
 #include "host/FalRootLock.h"
@@ -64,6 +65,9 @@ protected:
         ASSERT_NE(mkdtemp(tmpl), nullptr);
         dir_ = tmpl;
         root_ = dir_ / "root";
+        std::string why;
+        script_.reset(falParseJson(readFile(FAL_SOURCE_DIR "/tests/tools/falctl.json"), why), json_object_put);
+        ASSERT_TRUE(script_) << why;
     }
     void TearDown() override { fs::remove_all(dir_); }
 
@@ -86,6 +90,7 @@ protected:
     }
 
     fs::path dir_, root_;
+    std::shared_ptr<json_object> script_;  // tests/tools/falctl.json
 };
 
 }  // namespace
@@ -109,36 +114,13 @@ TEST_F(FalctlTest, OpsListsEveryOperationAndOneFamilyByNameOrApiType)
 
 TEST_F(FalctlTest, UsageErrorsExitTwoAndTouchNothing)
 {
-    const std::vector<std::vector<std::string>> cases = {
-        {},
-        {"call"},
-        {"call", "gateway"},
-        {"call", "kitchen", "GatewayLogin"},
-        {"call", "Gateway", "GatewayLogin"},
-        {"call", "7", "GatewayLogin"},
-        {"call", "4x", "ServiceDmzGet"},
-        {"call", "99999999999", "ServiceDmzGet"},
-        {"call", "gateway", "NoSuchOperation"},
-        {"call", "service", "serviceDmzGet"},
-        {"call", "service", "6x"},
-        {"call", "service", "4294967296"},
-        {"call", "wifi", "GatewayLogin"},
-        {"call", "gateway", "GatewayLogin", "@id"},
-        {"call", "gateway", "GatewayLogin", "=x"},
-        {"call", "gateway", "GatewayLogin", "--body", "{not json"},
-        {"call", "gateway", "GatewayLogin", "--body", "{} {}"},
-        {"call", "gateway", "GatewayLogin", "--body"},
-        {"ops", "kitchen"},
-        {"--log-level", "loud", "batch"},
-        {"--frobnicate", "batch"},
-        {"batch", "extra"},
-        {"dance"},
-    };
-    for (const auto& args : cases) {
-        std::string shown;
-        for (const auto& a : args)
-            shown += a + " ";
-        SCOPED_TRACE(shown);
+    json_object* cases = member(script_.get(), "usage");
+    for (size_t i = 0; i < json_object_array_length(cases); ++i) {
+        json_object* words = json_object_array_get_idx(cases, i);
+        std::vector<std::string> args;
+        for (size_t w = 0; w < json_object_array_length(words); ++w)
+            args.push_back(json_object_get_string(json_object_array_get_idx(words, w)));
+        SCOPED_TRACE(falJsonText(words, false));
         Result r = inRoot(args);
         EXPECT_EQ(r.exit, 2);
         EXPECT_EQ(r.out, "");
@@ -174,13 +156,11 @@ TEST_F(FalctlTest, CallPrintsTheResponseAndExitsByStatus)
     }
 }
 
-// The script tests/tools/batch.json in one falctl process: each line's answer, in order.
+// The lines of tests/tools/falctl.json in one falctl process: each line's answer, in order.
 TEST_F(FalctlTest, BatchAnswersTheScriptLineByLine)
 {
     std::string why;
-    json_object* script = falParseJson(readFile(FAL_SOURCE_DIR "/tests/tools/batch.json"), why);
-    ASSERT_NE(script, nullptr) << why;
-    json_object* rows = member(script, "lines");
+    json_object* rows = member(script_.get(), "lines");
     std::string input;
     std::vector<std::pair<std::string, json_object*>> answered;  // the line, its row
     for (size_t i = 0; i < json_object_array_length(rows); ++i) {
@@ -216,7 +196,6 @@ TEST_F(FalctlTest, BatchAnswersTheScriptLineByLine)
         }
         json_object_put(answer);
     }
-    json_object_put(script);
     EXPECT_EQ(canonJson(readFile(root_ / "db" / "gateway.json")), R"({"led":{"mode":"off","power":false}})");
 }
 
