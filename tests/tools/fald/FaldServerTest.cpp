@@ -63,7 +63,8 @@ TEST_F(FaldTest, HttpCasesAnswerAsListed)
             return std::string(v ? json_object_get_string(v) : otherwise);
         };
         std::string as = text("as", "admin");
-        SCOPED_TRACE("row " + std::to_string(i) + ": " + text("method") + " " + text("path") + " as " + as);
+        SCOPED_TRACE("row " + std::to_string(i) + ": " + text("method") + " " + text("path", text("url").c_str()) +
+                     " as " + as);
         if (text("server", "default") != server) {
             server = text("server", "default");
             FaldOptions options;
@@ -85,7 +86,8 @@ TEST_F(FaldTest, HttpCasesAnswerAsListed)
         for (unsigned t = 0; t < LocalDbCtrl::kDocuments; ++t)
             before.push_back(inMemory(t));
 
-        FaldAnswer a = call(text("method"), kApi + text("path"), hasBody ? bodyText.c_str() : nullptr, tokens[as]);
+        std::string path = faldAt(row, {"url"}) ? text("url") : kApi + text("path");
+        FaldAnswer a = call(text("method"), path, hasBody ? bodyText.c_str() : nullptr, tokens[as]);
         EXPECT_EQ(a.status, json_object_get_int(faldAt(row, {"http"}))) << a.body;
         json_object* v = nullptr;
         if (json_object_object_get_ex(row, "status", &v)) {

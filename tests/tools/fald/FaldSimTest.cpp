@@ -1,4 +1,5 @@
-// The simulator controls, latency, CORS, the console's index page and the OpenAPI document's types.
+// The simulator's snapshots and latency, CORS, and the OpenAPI document's types. (The controls'
+// answers, and the console's files, are rows of http.json.)
 #include <chrono>
 #include <string>
 #include <thread>
@@ -144,17 +145,6 @@ TEST_F(FaldSimTest, CorsGivesTheConfiguredOriginAccessAndCredentials)
     ASSERT_TRUE(tooBig);
     EXPECT_EQ(tooBig->status, 413);
     EXPECT_EQ(tooBig->get_header_value("Access-Control-Allow-Origin"), "http://ui.test:5173");
-}
-
-TEST_F(FaldSimTest, TheConsoleShipsWithTheRootAndServesAtSlash)
-{
-    FaldAnswer index = call("GET", "/");
-    ASSERT_EQ(index.status, 200);
-    EXPECT_NE(index.body.find("<title>fald console</title>"), std::string::npos);
-    EXPECT_EQ(index.header("Content-Type").rfind("text/html", 0), 0u);
-    FaldAnswer script = call("GET", "/js/console.js");
-    EXPECT_EQ(script.status, 200);
-    EXPECT_EQ(script.header("Content-Type").rfind("text/javascript", 0), 0u);
 }
 
 // (The typing of request bodies and reply data is checked by the console checks' openapi-typescript
