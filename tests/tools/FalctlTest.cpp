@@ -97,17 +97,14 @@ protected:
 
 TEST_F(FalctlTest, OpsListsEveryOperationAndOneFamilyByNameOrApiType)
 {
-    Result all = inRoot({"ops"});
-    ASSERT_EQ(all.exit, 0) << all.err;
     size_t total = 0;
     for (const auto& f : falFamilies())
         total += f.ops.size();
-    EXPECT_EQ(lines(all.out).size(), total);
+    EXPECT_EQ(lines(inRoot({"ops"}).out).size(), total);
     for (const char* which : {"qos", "6"}) {
-        Result one = inRoot({"ops", which});
-        ASSERT_EQ(one.exit, 0) << one.err;
-        EXPECT_EQ(lines(one.out).size(), falFamilyByName("qos")->ops.size());
-        for (const std::string& line : lines(one.out))
+        std::vector<std::string> qos = lines(inRoot({"ops", which}).out);
+        EXPECT_EQ(qos.size(), falFamilyByName("qos")->ops.size());
+        for (const std::string& line : qos)
             EXPECT_EQ(line.rfind("qos ", 0), 0u) << line;
     }
 }

@@ -48,12 +48,6 @@ json_object* faldAt(json_object* o, std::initializer_list<const char*> path)
     return o;
 }
 
-std::string FaldAnswer::header(const char* name) const
-{
-    auto it = headers.find(name);
-    return it == headers.end() ? "" : it->second;
-}
-
 void FaldTest::SetUp()
 {
     FalDbTest::SetUp();
@@ -234,23 +228,15 @@ bool FaldDaemon::start(const std::vector<std::string>& args, const std::string& 
 
 int FaldDaemon::wait(int timeoutMs)
 {
-    auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
     int status = 0;
-    while (pid > 0) {
-        pid_t done = waitpid(pid, &status, WNOHANG);
-        if (done == pid) {
-            pid = -1;
-            return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-        }
-        if (std::chrono::steady_clock::now() > end) {
+    for (int waited = 0; pid > 0 && waitpid(pid, &status, WNOHANG) == 0; waited += 5) {
+        if (waited >= timeoutMs)
             kill(pid, SIGKILL);
-            waitpid(pid, &status, 0);
-            pid = -1;
-            return -1;
-        }
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
-    return -1;
+    bool ended = pid > 0;
+    pid = -1;
+    return ended && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
 long FaldDaemon::rssKiB() const

@@ -23,7 +23,7 @@ struct FaldAnswer {
     std::string at(const char* path) const;
     // The same without the quotes of a string.
     std::string str(const char* path) const;
-    std::string header(const char* name) const;
+    std::string header(const char* name) const { return headers.count(name) ? headers.find(name)->second : ""; }
 };
 
 // A raw TCP client on loopback, for what an HTTP client library would not send.
