@@ -16,26 +16,6 @@
 #include "tools/common/FalRequest.h"
 #include "tools/common/FalRoot.h"
 
-FaldAnswer::FaldAnswer(FaldAnswer&& o) noexcept
-    : status(o.status), body(std::move(o.body)), headers(std::move(o.headers)), json(o.json)
-{
-    o.json = nullptr;
-}
-
-FaldAnswer& FaldAnswer::operator=(FaldAnswer&& o) noexcept
-{
-    std::swap(status, o.status);
-    std::swap(body, o.body);
-    std::swap(headers, o.headers);
-    std::swap(json, o.json);
-    return *this;
-}
-
-FaldAnswer::~FaldAnswer()
-{
-    json_object_put(json);
-}
-
 std::string FaldAnswer::at(const char* path) const
 {
     json_object* node = json;
@@ -54,10 +34,18 @@ std::string FaldAnswer::at(const char* path) const
     return node ? falJsonText(node, false) : "null";
 }
 
-std::string FaldAnswer::header(const char* name) const
+std::string FaldAnswer::str(const char* path) const
 {
-    auto it = headers.find(name);
-    return it == headers.end() ? "" : it->second;
+    std::string text = at(path);
+    return text.size() >= 2 && text.front() == '"' ? text.substr(1, text.size() - 2) : text;
+}
+
+json_object* faldAt(json_object* o, std::initializer_list<const char*> path)
+{
+    for (const char* name : path)
+        if (!o || !json_object_object_get_ex(o, name, &o))
+            return nullptr;
+    return o;
 }
 
 void FaldTest::SetUp()
@@ -121,6 +109,7 @@ FaldAnswer FaldTest::call(const std::string& method, const std::string& path, co
     answer.headers = result->headers;
     std::string why;
     answer.json = falParseJson(answer.body, why);
+    answer.parsed.reset(answer.json, json_object_put);
     return answer;
 }
 
@@ -128,20 +117,16 @@ std::string FaldTest::login(const std::string& user, const std::string& password
 {
     std::string body = "{\"userName\":\"" + user + "\",\"password\":\"" + password + "\"}";
     FaldAnswer a = call("POST", "/api/v1/gateway/login", body.c_str());
-    if (a.status != 200)
-        return "";
-    std::string token = a.at("token");
-    return token.size() > 2 ? token.substr(1, token.size() - 2) : "";
+    return a.status == 200 ? a.str("token") : "";
 }
 
-FaldSocket::FaldSocket(int port)
+FaldSocket::FaldSocket(int port, bool v6)
 {
-    fd_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in addr{};
-    addr.sin_family = AF_INET;
-    addr.sin_port = htons(static_cast<uint16_t>(port));
-    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (fd_ >= 0 && connect(fd_, reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0) {
+    sockaddr_in addr{AF_INET, htons(static_cast<uint16_t>(port)), {htonl(INADDR_LOOPBACK)}, {}};
+    sockaddr_in6 addr6{AF_INET6, htons(static_cast<uint16_t>(port)), 0, in6addr_loopback, 0};
+    fd_ = socket(v6 ? AF_INET6 : AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr* to = v6 ? reinterpret_cast<sockaddr*>(&addr6) : reinterpret_cast<sockaddr*>(&addr);
+    if (fd_ >= 0 && connect(fd_, to, v6 ? sizeof addr6 : sizeof addr) != 0) {
         close(fd_);
         fd_ = -1;
     }
@@ -199,9 +184,14 @@ int faldStatusOf(const std::string& reply)
     return atoi(reply.c_str() + 9);
 }
 
+int faldRawStatus(int port, const std::string& bytes, int timeoutMs)
+{
+    FaldSocket s(port);
+    return s.send(bytes) ? faldStatusOf(s.receive(timeoutMs)) : 0;
+}
+
 bool FaldDaemon::start(const std::vector<std::string>& args, const std::string& errFile)
 {
-    errPath = errFile;
     int out[2];
     if (pipe(out) != 0)
         return false;
@@ -229,36 +219,24 @@ bool FaldDaemon::start(const std::vector<std::string>& args, const std::string& 
     while (read(out[0], &ch, 1) == 1 && ch != '\n')
         firstLine += ch;
     close(out[0]);
-    size_t colon = firstLine.find("]:");
-    if (colon == std::string::npos) {
-        colon = firstLine.find("http://");
-        colon = colon == std::string::npos ? colon : firstLine.find(':', colon + 7);
-    } else {
-        ++colon;
-    }
+    // "fald: serving ROOT on http://HOST:PORT/ (API under ...)"
+    size_t end = firstLine.find("/ (API");
+    size_t colon = end == std::string::npos ? end : firstLine.rfind(':', end);
     port = colon == std::string::npos ? 0 : atoi(firstLine.c_str() + colon + 1);
     return port > 0;
 }
 
 int FaldDaemon::wait(int timeoutMs)
 {
-    auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
     int status = 0;
-    while (pid > 0) {
-        pid_t done = waitpid(pid, &status, WNOHANG);
-        if (done == pid) {
-            pid = -1;
-            return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-        }
-        if (std::chrono::steady_clock::now() > end) {
+    for (int waited = 0; pid > 0 && waitpid(pid, &status, WNOHANG) == 0; waited += 5) {
+        if (waited >= timeoutMs)
             kill(pid, SIGKILL);
-            waitpid(pid, &status, 0);
-            pid = -1;
-            return -1;
-        }
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
-    return -1;
+    bool ended = pid > 0;
+    pid = -1;
+    return ended && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
 long FaldDaemon::rssKiB() const
