@@ -42,13 +42,12 @@ std::string serviceLogFileName(time_t when)
 
 _FAL_RSP_T* FalServiceLdb::ServiceLogGet(_FAL_REQ_T* req)
 {
-    _FAL_RSP_T* rsp = serviceResponse(req, apiType, 111, true);
+    _FAL_RSP_T* rsp = serviceResponse(req, FalMsg::ServiceLogGet, true);
     if (!rsp)
         return nullptr;
     FalLock lock(API_TYPE_SERVICE, "log", req->requester);
-    serviceLockOrAnswer(lock, rsp, FAL_DB_ERROR, "cannot load database");
     if (!lock)
-        return rsp;
+        return serviceLockFailed(rsp, FAL_DB_ERROR, "cannot load database");
     serviceDropData(rsp);
     rsp->data = lock->clone(nullptr);
     return rsp;
@@ -57,13 +56,12 @@ _FAL_RSP_T* FalServiceLdb::ServiceLogGet(_FAL_REQ_T* req)
 _FAL_RSP_T* FalServiceLdb::ServiceLogChange(_FAL_REQ_T* req)
 {
     FalTrace trace(SVC_LOG, "ServiceLogChange", FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, 113, false);
+    _FAL_RSP_T* rsp = serviceResponse(req, FalMsg::ServiceLogChange, false);
     if (!rsp || serviceLacksBody(rsp, req))
         return rsp;
     FalLock lock(API_TYPE_SERVICE, "log", req->requester);
-    serviceLockOrAnswer(lock, rsp, FAL_DB_ERROR, nullptr, "Cannot get object from log file.\n");
     if (!lock)
-        return rsp;
+        return serviceLockFailed(rsp, FAL_DB_ERROR, nullptr, "Cannot get object from log file.\n");
     // Only settings the stored object already has are changed.
     for (const char* member : {"type", "minLevel", "class"}) {
         FalTree stored(lock->get(member));
@@ -78,7 +76,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceLogChange(_FAL_REQ_T* req)
 _FAL_RSP_T* FalServiceLdb::ServiceLogSave(_FAL_REQ_T* req)
 {
     FalTrace trace(SVC_LOG, "ServiceLogSave", FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = serviceResponse(req, apiType, 111, false);
+    _FAL_RSP_T* rsp = serviceResponse(req, FalMsg::ServiceLogSave, false);
     if (!rsp)
         return nullptr;
     FalTree reply(new TreeMapObject(false));
@@ -98,20 +96,19 @@ _FAL_RSP_T* FalServiceLdb::ServiceLogSave(_FAL_REQ_T* req)
 _FAL_RSP_T* FalServiceLdb::ServiceLogClear(_FAL_REQ_T*)
 {
     FalTrace trace(SVC_LOG, "ServiceLogClear", FAL_TRACE_WORD_FIRST);
-    return falProbe(apiType, 169, API_TYPE_SERVICE);
+    return falProbe(apiType, falResponseId(apiType, FalMsg::ServiceLogClear), API_TYPE_SERVICE);
 }
 
 // ---- Diagnostics ------------------------------------------------------------------------------
 
 _FAL_RSP_T* FalServiceLdb::ServiceDiagnosticsPing(_FAL_REQ_T* req)
 {
-    _FAL_RSP_T* rsp = serviceResponse(req, apiType, 117, false);
+    _FAL_RSP_T* rsp = serviceResponse(req, FalMsg::ServiceDiagnosticsPing, false);
     if (!rsp || serviceLacksBody(rsp, req))
         return rsp;
     FalLock lock(API_TYPE_SERVICE, "diagnostics", req->requester);
-    serviceLockOrAnswer(lock, rsp, FAL_DB_ERROR, "failed to load database");
     if (!lock)
-        return rsp;
+        return serviceLockFailed(rsp, FAL_DB_ERROR, "failed to load database");
     FalTree ping(lock->get("ping"));
     if (!ping) {
         falAnswer(rsp, FAL_DB_ERROR, "failed to get ping data");
@@ -137,13 +134,12 @@ _FAL_RSP_T* FalServiceLdb::ServiceDiagnosticsPing(_FAL_REQ_T* req)
 _FAL_RSP_T* FalServiceLdb::ServiceDiagnosticsTraceroute(_FAL_REQ_T* req)
 {
     FalTrace trace(SVC_LOG, "ServiceDiagnosticsTraceroute", FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, 119, false);
+    _FAL_RSP_T* rsp = serviceResponse(req, FalMsg::ServiceDiagnosticsTraceroute, false);
     if (!rsp || serviceLacksBody(rsp, req))
         return rsp;
     FalLock lock(API_TYPE_SERVICE, "diagnostics", req->requester);
-    serviceLockOrAnswer(lock, rsp, FAL_FAILED);
     if (!lock)
-        return rsp;
+        return serviceLockFailed(rsp, FAL_FAILED);
     // The target and the maximum TTL are not used: no route is traced.
     lock->set("traceRoute.status", "Requested");
     rsp->data = lock->clone("traceRoute");
@@ -154,12 +150,12 @@ _FAL_RSP_T* FalServiceLdb::ServiceDiagnosticsTraceroute(_FAL_REQ_T* req)
 _FAL_RSP_T* FalServiceLdb::ServiceDiagnosticsRoutehops(_FAL_REQ_T* req)
 {
     FalTrace trace(SVC_LOG, "ServiceDiagnosticsRoutehops", FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, 121, false);
+    _FAL_RSP_T* rsp = serviceResponse(req, FalMsg::ServiceDiagnosticsRoutehops, false);
     if (!rsp)
         return nullptr;
     FalLock lock(API_TYPE_SERVICE, "diagnostics", req->requester);
-    serviceLockOrAnswer(lock, rsp, FAL_FAILED);
-    if (lock)
-        rsp->data = lock->clone("routeHops");
+    if (!lock)
+        return serviceLockFailed(rsp, FAL_FAILED);
+    rsp->data = lock->clone("routeHops");
     return rsp;
 }

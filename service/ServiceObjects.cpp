@@ -6,33 +6,32 @@
 namespace {
 
 // The read of a single object: a failed lock answers 4.
-_FAL_RSP_T* readSingle(_FAL_REQ_T* req, const char* fn, const char* key, unsigned msgId)
+_FAL_RSP_T* readSingle(_FAL_REQ_T* req, const char* fn, const char* key, unsigned requestId)
 {
-    return serviceReadObject(req, API_TYPE_SERVICE, msgId,
+    return serviceReadObject(req, requestId,
                          {fn, key, FAL_FAILED, nullptr, FAL_TRACE_WORD_FIRST, SVC_NO_OBJECT, SVC_NO_RESPONSE});
 }
 
 // The DDNS and DMZ reads trace and log in the other style.
-_FAL_RSP_T* readSingleNameFirst(_FAL_REQ_T* req, const char* fn, const char* key)
+_FAL_RSP_T* readSingleNameFirst(_FAL_REQ_T* req, const char* fn, const char* key, unsigned requestId)
 {
-    return serviceReadObject(req, API_TYPE_SERVICE, SVC_REQUEST_ID_PLUS_ONE,
+    return serviceReadObject(req, requestId,
                          {fn, key, FAL_FAILED, nullptr, FAL_TRACE_NAME_FIRST, SVC_NO_OBJECT_PLAIN,
                           SVC_NO_RESPONSE_PLAIN});
 }
 
 // Copies the members present in the body into the object and saves: 0, or 4 when the save
 // failed; a failed lock answers 4.
-_FAL_RSP_T* copyMembers(_FAL_REQ_T* req, const char* fn, const char* key, unsigned msgId,
+_FAL_RSP_T* copyMembers(_FAL_REQ_T* req, const char* fn, const char* key, unsigned requestId,
                         std::initializer_list<const char*> members)
 {
     FalTrace trace(SVC_LOG, fn, FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, msgId, false);
+    _FAL_RSP_T* rsp = serviceResponse(req, requestId, false);
     if (!rsp || serviceLacksBody(rsp, req))
         return rsp;
     FalLock lock(API_TYPE_SERVICE, key, req->requester);
-    serviceLockOrAnswer(lock, rsp, FAL_FAILED);
     if (!lock)
-        return rsp;
+        return serviceLockFailed(rsp, FAL_FAILED);
     copyPresent(lock.get(), req->body, members);
     falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
     return rsp;
@@ -44,19 +43,18 @@ _FAL_RSP_T* copyMembers(_FAL_REQ_T* req, const char* fn, const char* key, unsign
 
 _FAL_RSP_T* FalServiceLdb::ServiceDdnsGet(_FAL_REQ_T* req)
 {
-    return readSingleNameFirst(req, "ServiceDdnsGet", "ddns");
+    return readSingleNameFirst(req, "ServiceDdnsGet", "ddns", FalMsg::ServiceDdnsGet);
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceDdnsUpdate(_FAL_REQ_T* req)
 {
     FalTrace trace(SVC_LOG, "ServiceDdnsUpdate", FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, 67, false);
+    _FAL_RSP_T* rsp = serviceResponse(req, FalMsg::ServiceDdnsUpdate, false);
     if (!rsp || serviceLacksBody(rsp, req))
         return rsp;
     FalLock lock(API_TYPE_SERVICE, "ddns", req->requester);
-    serviceLockOrAnswer(lock, rsp, FAL_DB_ERROR);
     if (!lock)
-        return rsp;
+        return serviceLockFailed(rsp, FAL_DB_ERROR);
     lock->set("active", req->body->get<bool>("active"));
     copyPresent(lock.get(), req->body,
                    {"configuration.currentProvider", "configuration.username", "configuration.password",
@@ -71,19 +69,18 @@ _FAL_RSP_T* FalServiceLdb::ServiceDdnsUpdate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServiceDmzGet(_FAL_REQ_T* req)
 {
-    return readSingleNameFirst(req, "ServiceDmzGet", "dmz");
+    return readSingleNameFirst(req, "ServiceDmzGet", "dmz", FalMsg::ServiceDmzGet);
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceDmzUpdate(_FAL_REQ_T* req)
 {
     FalTrace trace(SVC_LOG, "ServiceDmzUpdate", FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, 85, false);
+    _FAL_RSP_T* rsp = serviceResponse(req, FalMsg::ServiceDmzUpdate, false);
     if (!rsp || serviceLacksBody(rsp, req))
         return rsp;
     FalLock lock(API_TYPE_SERVICE, "dmz", req->requester);
-    serviceLockOrAnswer(lock, rsp, FAL_FAILED);
     if (!lock)
-        return rsp;
+        return serviceLockFailed(rsp, FAL_FAILED);
     lock->set("active", req->body->get<bool>("active"));
     lock->set("destination", req->body->get<const char*>("destination"));
     falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
@@ -94,18 +91,17 @@ _FAL_RSP_T* FalServiceLdb::ServiceDmzUpdate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServiceRipGet(_FAL_REQ_T* req)
 {
-    return readSingle(req, "ServiceRipGet", "rip", 87);
+    return readSingle(req, "ServiceRipGet", "rip", FalMsg::ServiceRipGet);
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceRipUpdate(_FAL_REQ_T* req)
 {
-    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, 89, false);
+    _FAL_RSP_T* rsp = serviceResponse(req, FalMsg::ServiceRipUpdate, false);
     if (!rsp || serviceLacksBody(rsp, req))
         return rsp;
     FalLock document(API_TYPE_SERVICE, "", req->requester);
-    serviceLockOrAnswer(document, rsp, FAL_DB_ERROR, "failed to load database");
     if (!document)
-        return rsp;
+        return serviceLockFailed(rsp, FAL_DB_ERROR, "failed to load database");
     document->set("rip", req->body);
     if (!document.save())
         falAnswer(rsp, FAL_DB_ERROR, "failed to save database");
@@ -116,20 +112,19 @@ _FAL_RSP_T* FalServiceLdb::ServiceRipUpdate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServiceUpnpGet(_FAL_REQ_T* req)
 {
-    return readSingle(req, "ServiceUpnpGet", "upnp", 105);
+    return readSingle(req, "ServiceUpnpGet", "upnp", FalMsg::ServiceUpnpGet);
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceUpnpUpdate(_FAL_REQ_T* req)
 {
     const char* fn = "ServiceUpnpUpdate";
     FalTrace trace(SVC_LOG, fn, FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, 107, false);
+    _FAL_RSP_T* rsp = serviceResponse(req, FalMsg::ServiceUpnpUpdate, false);
     if (!rsp || serviceLacksBody(rsp, req))
         return rsp;
     FalLock upnp(API_TYPE_SERVICE, "upnp", req->requester);
-    serviceLockOrAnswer(upnp, rsp, FAL_FAILED);
     if (!upnp)
-        return rsp;
+        return serviceLockFailed(rsp, FAL_FAILED);
     bool active = req->body->get<bool>("active");
     copyPresent(upnp.get(), req->body, {"active", "interval", "ttl"});
     if (!upnp.save()) {
@@ -153,26 +148,25 @@ _FAL_RSP_T* FalServiceLdb::ServiceUpnpUpdate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServiceUpnpPortmappingGet(_FAL_REQ_T* req)
 {
-    return readSingle(req, "ServiceUpnpPortmappingGet", "upnpPortmapping", 109);
+    return readSingle(req, "ServiceUpnpPortmappingGet", "upnpPortmapping", FalMsg::ServiceUpnpPortmappingGet);
 }
 
 // ---- Application-level gateways ---------------------------------------------------------------
 
 _FAL_RSP_T* FalServiceLdb::ServiceAlgGet(_FAL_REQ_T* req)
 {
-    return readSingle(req, "ServiceAlgGet", "alg", 123);
+    return readSingle(req, "ServiceAlgGet", "alg", FalMsg::ServiceAlgGet);
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceAlgUpdate(_FAL_REQ_T* req)
 {
     FalTrace trace(SVC_LOG, "ServiceAlgUpdate", FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, 125, false);
+    _FAL_RSP_T* rsp = serviceResponse(req, FalMsg::ServiceAlgUpdate, false);
     if (!rsp || serviceLacksBody(rsp, req) || serviceRefusesEntries(rsp, req->body))
         return rsp;
     FalLock gateways(API_TYPE_SERVICE, "alg", req->requester);
-    serviceLockOrAnswer(gateways, rsp, FAL_FAILED);
     if (!gateways)
-        return rsp;
+        return serviceLockFailed(rsp, FAL_FAILED);
     // Matched entries are replaced whole but keep their stored name; unknown ids are dropped.
     for (unsigned i = 0; i < req->body->len(); ++i) {
         FalTree entry(req->body->at(i));
@@ -191,11 +185,11 @@ _FAL_RSP_T* FalServiceLdb::ServiceAlgUpdate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServiceNetworkOptionGet(_FAL_REQ_T* req)
 {
-    return readSingle(req, "ServiceNetworkOptionGet", "networkOption", 149);
+    return readSingle(req, "ServiceNetworkOptionGet", "networkOption", FalMsg::ServiceNetworkOptionGet);
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceNetworkOptionUpdate(_FAL_REQ_T* req)
 {
-    return copyMembers(req, "ServiceNetworkOptionUpdate", "networkOption", 151,
+    return copyMembers(req, "ServiceNetworkOptionUpdate", "networkOption", FalMsg::ServiceNetworkOptionUpdate,
                        {"wanBlocking", "ipsecPassthrough", "pptpPassthrough", "multicast", "remoteAccess"});
 }

@@ -9,7 +9,7 @@
 
 _FAL_RSP_T* FalServiceLdb::ServiceWolList(_FAL_REQ_T* req)
 {
-    return serviceReadObject(req, API_TYPE_SERVICE, SVC_REQUEST_ID_PLUS_ONE,
+    return serviceReadObject(req, FalMsg::ServiceWolList,
                          {"ServiceWolList", "wol", FAL_FAILED, nullptr, FAL_TRACE_NAME_FIRST, SVC_NO_OBJECT,
                           SVC_NO_RESPONSE_PLAIN});
 }
@@ -17,16 +17,15 @@ _FAL_RSP_T* FalServiceLdb::ServiceWolList(_FAL_REQ_T* req)
 _FAL_RSP_T* FalServiceLdb::ServiceWolUpdate(_FAL_REQ_T* req)
 {
     FalTrace trace(SVC_LOG, "ServiceWolUpdate", FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, 71, true);
+    _FAL_RSP_T* rsp = serviceResponse(req, FalMsg::ServiceWolUpdate, true);
     if (!rsp || serviceLacksBody(rsp, req))
         return rsp;
     FalTree given(req->body->get("rules"));
     if (given && serviceRefusesEntries(rsp, given.get()))
         return rsp;
     FalLock lock(API_TYPE_SERVICE, "wol", req->requester);
-    serviceLockOrAnswer(lock, rsp, FAL_DB_ERROR);
     if (!lock)
-        return rsp;
+        return serviceLockFailed(rsp, FAL_DB_ERROR);
     FalTree stored(lock->get("rules"));
     if (stored && !stored->isArray()) {
         falAnswer(rsp, FAL_DB_ERROR);
@@ -72,13 +71,12 @@ _FAL_RSP_T* FalServiceLdb::ServiceWolUpdate(_FAL_REQ_T* req)
 _FAL_RSP_T* FalServiceLdb::ServiceWolCreate(_FAL_REQ_T* req)
 {
     FalTrace trace(SVC_LOG, "ServiceWolCreate", FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, 73, true);
+    _FAL_RSP_T* rsp = serviceResponse(req, FalMsg::ServiceWolCreate, true);
     if (!rsp || serviceLacksBody(rsp, req))
         return rsp;
     FalLock lock(API_TYPE_SERVICE, "wol", req->requester);
-    serviceLockOrAnswer(lock, rsp, FAL_FAILED);
     if (!lock)
-        return rsp;
+        return serviceLockFailed(rsp, FAL_FAILED);
     FalTree rules = serviceArray(lock.get(), "rules");
     if (!rules) {
         Logger::print(LOG_TYPE_ERROR, SVC_LOG, "list of rules does not exist\n");
@@ -101,18 +99,19 @@ _FAL_RSP_T* FalServiceLdb::ServiceWolCreate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServiceWolDeleteOne(_FAL_REQ_T* req)
 {
-    return serviceDeleteOnePositional(req, "ServiceWolDeleteOne", "wol", "rules", 75);
+    return serviceDeleteOnePositional(req, "ServiceWolDeleteOne", "wol", "rules", FalMsg::ServiceWolDeleteOne);
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceWolDeleteAll(_FAL_REQ_T* req)
 {
-    return serviceEmptyList(req, "ServiceWolDeleteAll", "wol", "rules", 77, FAL_FAILED, nullptr);
+    return serviceEmptyList(req, "ServiceWolDeleteAll", "wol", "rules", FalMsg::ServiceWolDeleteAll, FAL_FAILED, nullptr);
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceWolWakeon(_FAL_REQ_T*)
 {
     FalTrace trace(SVC_LOG, "ServiceWolWakeon", FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = serviceNewResponse(API_TYPE_SERVICE, 79, false);
+    _FAL_RSP_T* rsp = newFalResponseLogged(SVC_LOG, apiType, falResponseId(apiType, FalMsg::ServiceWolWakeon), false,
+                                           SVC_NO_RESPONSE);
     if (!rsp)
         return nullptr;
     sleep(3);
@@ -121,7 +120,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceWolWakeon(_FAL_REQ_T*)
 
 _FAL_RSP_T* FalServiceLdb::ServiceWolActive(_FAL_REQ_T* req)
 {
-    return serviceSetActive(req, "ServiceWolActive", "wol", 81, false);
+    return serviceSetActive(req, "ServiceWolActive", "wol", FalMsg::ServiceWolActive, false);
 }
 
 // ---- Static routes ----------------------------------------------------------------------------
@@ -150,7 +149,7 @@ FalTree routeEntry(int id, TreeMapObject* body, bool typed)
 
 _FAL_RSP_T* FalServiceLdb::ServiceStaticrouteList(_FAL_REQ_T* req)
 {
-    return serviceReadObject(req, API_TYPE_SERVICE, 91,
+    return serviceReadObject(req, FalMsg::ServiceStaticrouteList,
                          {"ServiceStaticrouteList", "staticRoute", FAL_FAILED, nullptr, FAL_TRACE_WORD_FIRST,
                           SVC_NO_OBJECT, SVC_NO_RESPONSE});
 }
@@ -163,13 +162,12 @@ _FAL_RSP_T* FalServiceLdb::ServiceStaticrouteUpdate(_FAL_REQ_T*)
 _FAL_RSP_T* FalServiceLdb::ServiceStaticroutePatch(_FAL_REQ_T* req)
 {
     FalTrace trace(SVC_LOG, "ServiceStaticroutePatch", FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, 95, false);
+    _FAL_RSP_T* rsp = serviceResponse(req, FalMsg::ServiceStaticroutePatch, false);
     if (!rsp || serviceLacksBody(rsp, req))
         return rsp;
     FalLock lock(API_TYPE_SERVICE, "staticRoute", req->requester);
-    serviceLockOrAnswer(lock, rsp, FAL_DB_ERROR, "No object found in txt Repo!");
     if (!lock)
-        return rsp;
+        return serviceLockFailed(rsp, FAL_DB_ERROR, "No object found in txt Repo!");
     int ruleId = serviceRuleIdPositional(req);
     FalTree list = serviceArray(lock.get(), "list");
     if (!list) {
@@ -190,13 +188,12 @@ _FAL_RSP_T* FalServiceLdb::ServiceStaticroutePatch(_FAL_REQ_T* req)
 _FAL_RSP_T* FalServiceLdb::ServiceStaticrouteCreate(_FAL_REQ_T* req)
 {
     FalTrace trace(SVC_LOG, "ServiceStaticrouteCreate", FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, 97, false);
+    _FAL_RSP_T* rsp = serviceResponse(req, FalMsg::ServiceStaticrouteCreate, false);
     if (!rsp || serviceLacksBody(rsp, req))
         return rsp;
     FalLock lock(API_TYPE_SERVICE, "staticRoute", req->requester);
-    serviceLockOrAnswer(lock, rsp, FAL_FAILED);
     if (!lock)
-        return rsp;
+        return serviceLockFailed(rsp, FAL_FAILED);
     FalTree list = serviceArray(lock.get(), "list");
     if (!list) {
         falAnswer(rsp, FAL_DB_ERROR);
@@ -212,24 +209,24 @@ _FAL_RSP_T* FalServiceLdb::ServiceStaticrouteCreate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServiceStaticrouteDeleteOne(_FAL_REQ_T* req)
 {
-    return serviceDeleteOnePositional(req, "ServiceStaticrouteDeleteOne", "staticRoute", "list", 99);
+    return serviceDeleteOnePositional(req, "ServiceStaticrouteDeleteOne", "staticRoute", "list", FalMsg::ServiceStaticrouteDeleteOne);
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceStaticrouteDeleteAll(_FAL_REQ_T* req)
 {
-    return serviceEmptyList(req, "ServiceStaticrouteDeleteAll", "staticRoute", "list", 101, FAL_FAILED, nullptr);
+    return serviceEmptyList(req, "ServiceStaticrouteDeleteAll", "staticRoute", "list", FalMsg::ServiceStaticrouteDeleteAll, FAL_FAILED, nullptr);
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceStaticrouteActive(_FAL_REQ_T* req)
 {
-    return serviceSetActive(req, "ServiceStaticrouteActive", "staticRoute", 103, false);
+    return serviceSetActive(req, "ServiceStaticrouteActive", "staticRoute", FalMsg::ServiceStaticrouteActive, false);
 }
 
 // ---- Reserved addresses -----------------------------------------------------------------------
 
 _FAL_RSP_T* FalServiceLdb::ServiceReservedipList(_FAL_REQ_T* req)
 {
-    return serviceReadObject(req, API_TYPE_SERVICE, 135,
+    return serviceReadObject(req, FalMsg::ServiceReservedipList,
                          {"ServiceReservedipList", "reservedIp", FAL_FAILED, nullptr, FAL_TRACE_WORD_FIRST,
                           SVC_NO_OBJECT, SVC_NO_RESPONSE});
 }
@@ -242,13 +239,12 @@ _FAL_RSP_T* FalServiceLdb::ServiceReservedipUpdate(_FAL_REQ_T*)
 _FAL_RSP_T* FalServiceLdb::ServiceReservedipPatch(_FAL_REQ_T* req)
 {
     FalTrace trace(SVC_LOG, "ServiceReservedipPatch", FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, 139, false);
+    _FAL_RSP_T* rsp = serviceResponse(req, FalMsg::ServiceReservedipPatch, false);
     if (!rsp || serviceLacksBody(rsp, req))
         return rsp;
     FalLock lock(API_TYPE_SERVICE, "reservedIp", req->requester);
-    serviceLockOrAnswer(lock, rsp, FAL_FAILED);
     if (!lock)
-        return rsp;
+        return serviceLockFailed(rsp, FAL_FAILED);
     int ruleId = serviceRuleIdPositional(req);
     FalTree rules = serviceArray(lock.get(), "rules");
     int index = rules ? serviceFindRule(rules.get(), ruleId) : -1;
@@ -266,13 +262,14 @@ _FAL_RSP_T* FalServiceLdb::ServiceReservedipPatch(_FAL_REQ_T* req)
 _FAL_RSP_T* FalServiceLdb::ServiceReservedipCreate(_FAL_REQ_T* req)
 {
     FalTrace trace(SVC_LOG, "ServiceReservedipCreate", FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = serviceNewResponse(API_TYPE_SERVICE, 141, false);
-    if (!rsp || serviceRefusesRequest(rsp, req, "Invalid request"))
-        return rsp;
+    if (!req || !req->body)
+        return falRefusal(apiType, FalMsg::ServiceReservedipCreate);
+    _FAL_RSP_T* rsp = serviceResponse(req, FalMsg::ServiceReservedipCreate, false);
+    if (!rsp)
+        return nullptr;
     FalLock lock(API_TYPE_SERVICE, "reservedIp", req->requester);
-    serviceLockOrAnswer(lock, rsp, FAL_DB_ERROR);
     if (!lock)
-        return rsp;
+        return serviceLockFailed(rsp, FAL_DB_ERROR);
     FalTree rules = serviceArray(lock.get(), "rules");
     if (!rules) {
         Logger::print(LOG_TYPE_ERROR, SVC_LOG, "Database error occurred\n");
@@ -296,26 +293,26 @@ _FAL_RSP_T* FalServiceLdb::ServiceReservedipCreate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServiceReservedipDeleteOne(_FAL_REQ_T* req)
 {
-    return serviceDeleteOnePositional(req, "ServiceReservedipDeleteOne", "reservedIp", "rules", 143);
+    return serviceDeleteOnePositional(req, "ServiceReservedipDeleteOne", "reservedIp", "rules", FalMsg::ServiceReservedipDeleteOne);
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceReservedipDeleteAll(_FAL_REQ_T* req)
 {
-    return serviceEmptyList(req, "ServiceReservedipDeleteAll", "reservedIp", "rules", 145, FAL_FAILED, nullptr);
+    return serviceEmptyList(req, "ServiceReservedipDeleteAll", "reservedIp", "rules", FalMsg::ServiceReservedipDeleteAll, FAL_FAILED, nullptr);
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceReservedipActive(_FAL_REQ_T* req)
 {
-    return serviceSetActive(req, "ServiceReservedipActive", "reservedIp", 147, false);
+    return serviceSetActive(req, "ServiceReservedipActive", "reservedIp", FalMsg::ServiceReservedipActive, false);
 }
 
 // ---- MAC pass-through: every operation answers the stored object and changes nothing ----------
 
 namespace {
 
-_FAL_RSP_T* macPassthroughObject(_FAL_REQ_T* req, const char* fn, unsigned msgId)
+_FAL_RSP_T* macPassthroughObject(_FAL_REQ_T* req, const char* fn, unsigned requestId)
 {
-    return serviceReadObject(req, API_TYPE_SERVICE, msgId,
+    return serviceReadObject(req, requestId,
                          {fn, "macPassthrough", FAL_DB_ERROR, "Failed to load database", FAL_TRACE_NONE, SVC_NO_OBJECT,
                           SVC_NO_RESPONSE});
 }
@@ -324,15 +321,15 @@ _FAL_RSP_T* macPassthroughObject(_FAL_REQ_T* req, const char* fn, unsigned msgId
 
 _FAL_RSP_T* FalServiceLdb::ServiceMacpassthroughList(_FAL_REQ_T* req)
 {
-    return macPassthroughObject(req, "ServiceMacpassthroughList", 127);
+    return macPassthroughObject(req, "ServiceMacpassthroughList", FalMsg::ServiceMacpassthroughList);
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceMacpassthroughDeleteOne(_FAL_REQ_T* req)
 {
-    return macPassthroughObject(req, "ServiceMacpassthroughDeleteOne", 131);
+    return macPassthroughObject(req, "ServiceMacpassthroughDeleteOne", FalMsg::ServiceMacpassthroughDeleteOne);
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceMacpassthroughDeleteAll(_FAL_REQ_T* req)
 {
-    return macPassthroughObject(req, "ServiceMacpassthroughDeleteAll", 133);
+    return macPassthroughObject(req, "ServiceMacpassthroughDeleteAll", FalMsg::ServiceMacpassthroughDeleteAll);
 }
