@@ -3,7 +3,9 @@
 
 #include <memory>
 
+#include "fal/FalMsgIds.h"
 #include "frame/FalHandler.h"
+#include "frame/FalPolicy.h"
 #include "frame/FalTree.h"
 #include "frame/FalTypes.h"
 #include "host/Logger.h"
@@ -19,12 +21,12 @@ extern const char* const WIFI_NO_BODY;      // "null request content"
 // parameters. An empty value is a value (it reads as the number 0). Borrowed from the request.
 const char* wifiParamAt(const _FAL_REQ_T* req, unsigned position);
 
-// Opens an operation: makes the response and checks that the request has its first `params`
+// Opens an operation: makes the response to the request and checks that the request has its first `params`
 // positional parameters and, when `needsBody`, a body (answering 10 "Wrong URI" or
 // "null request content"). Yields whether the operation goes on; `rsp` is the answer to return
 // either way (null for a null request).
-bool wifiOpen(_FAL_RSP_T*& rsp, unsigned apiType, unsigned rspId, bool withData, const _FAL_REQ_T* req,
-              unsigned params, bool needsBody = false);
+bool wifiOpen(_FAL_RSP_T*& rsp, unsigned apiType, bool withData, const _FAL_REQ_T* req, unsigned params,
+              bool needsBody = false);
 
 // Whether the request has its first `count` positional parameters. When one is missing, answers
 // 10 "Wrong URI".

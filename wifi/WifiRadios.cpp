@@ -108,7 +108,7 @@ _FAL_RSP_T* FalWifiLdb::WifiInterfaceGet(_FAL_REQ_T* req)
     FalTrace trace(WIFI_LOG, __func__, FAL_TRACE_NAME_ENTRY_ONLY);
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 1, true);
+    _FAL_RSP_T* rsp = falNewResponse(apiType, req->msgId, true);
     FalLock interfaces(apiType, "interfaces", req->requester, rsp, WIFI_LOAD_FAILED);
     if (interfaces) {
         rsp->data->set("interfaces", interfaces.get());
@@ -121,7 +121,7 @@ _FAL_RSP_T* FalWifiLdb::WifiRadioGet(_FAL_REQ_T* req)
 {
     FalTrace trace(WIFI_LOG, __func__, FAL_TRACE_NAME_ENTRY_ONLY);
     _FAL_RSP_T* rsp = nullptr;
-    if (!wifiOpen(rsp, apiType, 3, false, req, 1))
+    if (!wifiOpen(rsp, apiType, false, req, 1))
         return rsp;
     int interfaceId = wifiIdAt(req, 0);
     const char* section = wifiParamAt(req, 1);
@@ -147,7 +147,7 @@ _FAL_RSP_T* FalWifiLdb::WifiRadioChange(_FAL_REQ_T* req)
 {
     FalTrace trace(WIFI_LOG, __func__, FAL_TRACE_NAME_ENTRY_ONLY);
     _FAL_RSP_T* rsp = nullptr;
-    if (!wifiOpen(rsp, apiType, 5, false, req, 1, true))
+    if (!wifiOpen(rsp, apiType, false, req, 1, true))
         return rsp;
     int interfaceId = wifiIdAt(req, 0);
     falAnswer(rsp, FAL_FAILED, "");
@@ -180,7 +180,7 @@ _FAL_RSP_T* FalWifiLdb::WifiRadioActive(_FAL_REQ_T* req)
 {
     FalTrace trace(WIFI_LOG, __func__, FAL_TRACE_NAME_ENTRY_ONLY);
     _FAL_RSP_T* rsp = nullptr;
-    if (!wifiOpen(rsp, apiType, 7, false, req, 1, true))
+    if (!wifiOpen(rsp, apiType, false, req, 1, true))
         return rsp;
     int interfaceId = wifiIdAt(req, 0);
     bool active = req->body->get<bool>("active");
@@ -200,7 +200,7 @@ _FAL_RSP_T* FalWifiLdb::WifiRadioRestoreDefault(_FAL_REQ_T* req)
 {
     FalTrace trace(WIFI_LOG, __func__, FAL_TRACE_NAME_ENTRY_ONLY);
     _FAL_RSP_T* rsp = nullptr;
-    if (!wifiOpen(rsp, apiType, 9, false, req, 1))
+    if (!wifiOpen(rsp, apiType, false, req, 1))
         return rsp;
     int interfaceId = wifiIdAt(req, 0);
     FalLock doc(apiType, "", req->requester, rsp, WIFI_LOAD_FAILED);
@@ -225,7 +225,7 @@ _FAL_RSP_T* FalWifiLdb::WifiNetworkTypeGet(_FAL_REQ_T* req)
 {
     FalTrace trace(WIFI_LOG, __func__, FAL_TRACE_NAME_ENTRY_ONLY);
     _FAL_RSP_T* rsp = nullptr;
-    if (!wifiOpen(rsp, apiType, 11, false, req, 1))
+    if (!wifiOpen(rsp, apiType, false, req, 1))
         return rsp;
     int interfaceId = wifiIdAt(req, 0);
     FalLock doc(apiType, "", req->requester, rsp, WIFI_LOAD_FAILED);
@@ -253,7 +253,7 @@ _FAL_RSP_T* FalWifiLdb::WifiNetworkTypeChange(_FAL_REQ_T* req)
 {
     FalTrace trace(WIFI_LOG, __func__, FAL_TRACE_NAME_ENTRY_ONLY);
     _FAL_RSP_T* rsp = nullptr;
-    if (!wifiOpen(rsp, apiType, 13, false, req, 2, true))
+    if (!wifiOpen(rsp, apiType, false, req, 2, true))
         return rsp;
     int interfaceId = wifiIdAt(req, 0);
     const char* name = wifiParamAt(req, 1);

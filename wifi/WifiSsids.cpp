@@ -79,7 +79,7 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidListAll(_FAL_REQ_T* req)
 {
     FalTrace trace(WIFI_LOG, __func__, FAL_TRACE_NAME_ENTRY_ONLY);
     _FAL_RSP_T* rsp = nullptr;
-    if (!wifiOpen(rsp, apiType, 15, false, req, 1))
+    if (!wifiOpen(rsp, apiType, false, req, 1))
         return rsp;
     int interfaceId = wifiIdAt(req, 0);
     FalLock ssidObject(apiType, "ssid", req->requester, rsp, WIFI_LOAD_FAILED);
@@ -105,7 +105,7 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidGet(_FAL_REQ_T* req)
 {
     FalTrace trace(WIFI_LOG, __func__, FAL_TRACE_NAME_ENTRY_ONLY);
     _FAL_RSP_T* rsp = nullptr;
-    if (!wifiOpen(rsp, apiType, 17, false, req, 2))
+    if (!wifiOpen(rsp, apiType, false, req, 2))
         return rsp;
     int interfaceId = wifiIdAt(req, 0);
     int index = wifiIdAt(req, 1);
@@ -126,7 +126,7 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidUpdate(_FAL_REQ_T* req)
 {
     FalTrace trace(WIFI_LOG, __func__, FAL_TRACE_NAME_ENTRY_ONLY);
     _FAL_RSP_T* rsp = nullptr;
-    if (!wifiOpen(rsp, apiType, 19, false, req, 2, true))
+    if (!wifiOpen(rsp, apiType, false, req, 2, true))
         return rsp;
     int interfaceId = wifiIdAt(req, 0);
     int index = wifiIdAt(req, 1);
@@ -149,7 +149,7 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidUpdate(_FAL_REQ_T* req)
 _FAL_RSP_T* FalWifiLdb::WifiSsidCreate(_FAL_REQ_T* req)
 {
     _FAL_RSP_T* rsp = nullptr;
-    if (!wifiOpen(rsp, apiType, 21, false, req, 1))
+    if (!wifiOpen(rsp, apiType, false, req, 1))
         return rsp;
     int interfaceId = wifiIdAt(req, 0);
     FalLock ssidObject(apiType, "ssid", req->requester, rsp, WIFI_LOAD_FAILED);
@@ -174,7 +174,7 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidCreate(_FAL_REQ_T* req)
 _FAL_RSP_T* FalWifiLdb::WifiSsidGuestDelete(_FAL_REQ_T* req)
 {
     _FAL_RSP_T* rsp = nullptr;
-    if (!wifiOpen(rsp, apiType, 23, false, req, 2))
+    if (!wifiOpen(rsp, apiType, false, req, 2))
         return rsp;
     int interfaceId = wifiIdAt(req, 0);
     int index = wifiIdAt(req, 1);
@@ -197,7 +197,7 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidGuestDelete(_FAL_REQ_T* req)
 _FAL_RSP_T* FalWifiLdb::WifiSsidGuestDeleteAll(_FAL_REQ_T* req)
 {
     _FAL_RSP_T* rsp = nullptr;
-    if (!wifiOpen(rsp, apiType, 25, false, req, 1))
+    if (!wifiOpen(rsp, apiType, false, req, 1))
         return rsp;
     int interfaceId = wifiIdAt(req, 0);
     FalLock doc(apiType, "", req->requester, rsp, WIFI_LOAD_FAILED);
@@ -219,7 +219,7 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidGuestDeleteAll(_FAL_REQ_T* req)
 _FAL_RSP_T* FalWifiLdb::WifiSsidActive(_FAL_REQ_T* req)
 {
     _FAL_RSP_T* rsp = nullptr;
-    if (!wifiOpen(rsp, apiType, 27, false, req, 2, true))
+    if (!wifiOpen(rsp, apiType, false, req, 2, true))
         return rsp;
     int interfaceId = wifiIdAt(req, 0);
     int index = wifiIdAt(req, 1);
