@@ -17,17 +17,12 @@ const char* const PORTIP_DEPENDENCIES = "Failed to update dependencies database 
 _FAL_RSP_T* touchAndSave(_FAL_REQ_T* req, const char* fn, const char* key, unsigned requestId, bool handOver,
                          FAL_STATUS_T failStatus, const char* failMessage)
 {
-    FalTrace trace(SVC_LOG, fn, FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = serviceResponse(req, requestId, false);
-    if (!rsp)
-        return nullptr;
-    FalLock lock(API_TYPE_SERVICE, key, req->requester);
-    if (!lock)
-        return serviceLockFailed(rsp, failStatus, failMessage);
-    falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
-    if (handOver)
-        rsp->data = lock->clone(nullptr);
-    return rsp;
+    SvcCycle how{fn, requestId, key, false, failStatus, failMessage};
+    return serviceCycle(req, how, [&](_FAL_RSP_T* rsp, FalLock& lock) {
+        falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
+        if (handOver)
+            rsp->data = lock->clone(nullptr);
+    });
 }
 
 // The start of the port-filtering Patch and Create once the body is there: the lock and a copy
@@ -50,9 +45,9 @@ FalTree portFilteringRule(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, FalLock& lock)
 
 _FAL_RSP_T* FalServiceLdb::ServiceMacfilteringList(_FAL_REQ_T* req)
 {
-    return serviceReadObject(req, FalMsg::ServiceMacfilteringList,
-                         {"ServiceMacfilteringList", "macFiltering", FAL_DB_ERROR, "Failed to load database",
-                          FAL_TRACE_NONE, SVC_NO_OBJECT, nullptr});
+    return serviceReadObject(req, {__func__, FalMsg::ServiceMacfilteringList, "macFiltering", false,
+                                   FAL_DB_ERROR, "Failed to load database", false, SVC_NO_OBJECT,
+                                   FAL_TRACE_NONE});
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceMacfilteringUpdate(_FAL_REQ_T* req)
@@ -163,9 +158,9 @@ _FAL_RSP_T* FalServiceLdb::ServiceMacfilteringDeleteAll(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServicePortfilteringList(_FAL_REQ_T* req)
 {
-    return serviceReadObject(req, FalMsg::ServicePortfilteringList,
-                         {"ServicePortfilteringList", "portFiltering", FAL_DB_ERROR, "Cannot read database",
-                          FAL_TRACE_NAME_FIRST, SVC_NO_OBJECT_PLAIN, SVC_NO_RESPONSE_PLAIN});
+    return serviceReadObject(req, {__func__, FalMsg::ServicePortfilteringList, "portFiltering", false,
+                                   FAL_DB_ERROR, "Cannot read database", false, SVC_NO_OBJECT_PLAIN,
+                                   FAL_TRACE_NAME_FIRST, SVC_NO_RESPONSE_PLAIN});
 }
 
 _FAL_RSP_T* FalServiceLdb::ServicePortfilteringUpdate(_FAL_REQ_T* req)
@@ -243,9 +238,9 @@ _FAL_RSP_T* FalServiceLdb::ServicePortfilteringDeleteAll(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServiceIpfilteringList(_FAL_REQ_T* req)
 {
-    return serviceReadObject(req, FalMsg::ServiceIpfilteringList,
-                         {"ServiceIpfilteringList", "ipFiltering", FAL_DB_ERROR, "failed to load database",
-                          FAL_TRACE_NAME_FIRST, SVC_NO_OBJECT, SVC_NO_RESPONSE_PLAIN});
+    return serviceReadObject(req, {__func__, FalMsg::ServiceIpfilteringList, "ipFiltering", false,
+                                   FAL_DB_ERROR, "failed to load database", false, SVC_NO_OBJECT,
+                                   FAL_TRACE_NAME_FIRST, SVC_NO_RESPONSE_PLAIN});
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceIpfilteringUpdate(_FAL_REQ_T* req)
@@ -379,9 +374,9 @@ bool portIpRules(_FAL_RSP_T* rsp, FalLock& lock, FalTree& rules)
 
 _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringList(_FAL_REQ_T* req)
 {
-    return serviceReadObject(req, FalMsg::ServicePortIpFilteringList,
-                         {"ServicePortIpFilteringList", "portIpFiltering", FAL_DB_ERROR, "Failed to load database",
-                          FAL_TRACE_NONE, SVC_NO_OBJECT, NO_RESPONSE_PORTIP});
+    return serviceReadObject(req, {__func__, FalMsg::ServicePortIpFilteringList, "portIpFiltering",
+                                   false, FAL_DB_ERROR, "Failed to load database", false, SVC_NO_OBJECT,
+                                   FAL_TRACE_NONE, NO_RESPONSE_PORTIP});
 }
 
 _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringPatch(_FAL_REQ_T* req)

@@ -80,9 +80,9 @@ _FAL_RSP_T* createLimited(_FAL_REQ_T* req, const char* fn, const char* key, unsi
 
 _FAL_RSP_T* FalServiceLdb::ServicePortforwardingList(_FAL_REQ_T* req)
 {
-    return serviceReadObject(req, FalMsg::ServicePortforwardingList,
-                         {"ServicePortforwardingList", "portForwarding", FAL_FAILED, nullptr, FAL_TRACE_NAME_FIRST,
-                          SVC_NO_OBJECT, SVC_NO_RESPONSE_PLAIN});
+    return serviceReadObject(req, {__func__, FalMsg::ServicePortforwardingList, "portForwarding",
+                                   false, FAL_FAILED, nullptr, false, SVC_NO_OBJECT, FAL_TRACE_NAME_FIRST,
+                                   SVC_NO_RESPONSE_PLAIN});
 }
 
 _FAL_RSP_T* FalServiceLdb::ServicePortforwardingUpdate(_FAL_REQ_T*)
@@ -122,9 +122,9 @@ _FAL_RSP_T* FalServiceLdb::ServicePortforwardingActive(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServicePorttriggeringList(_FAL_REQ_T* req)
 {
-    return serviceReadObject(req, FalMsg::ServicePorttriggeringList,
-                         {"ServicePorttriggeringList", "portTriggering", FAL_FAILED, nullptr, FAL_TRACE_NAME_FIRST,
-                          SVC_NO_OBJECT, SVC_NO_RESPONSE_PLAIN});
+    return serviceReadObject(req, {__func__, FalMsg::ServicePorttriggeringList, "portTriggering",
+                                   false, FAL_FAILED, nullptr, false, SVC_NO_OBJECT, FAL_TRACE_NAME_FIRST,
+                                   SVC_NO_RESPONSE_PLAIN});
 }
 
 _FAL_RSP_T* FalServiceLdb::ServicePorttriggeringUpdate(_FAL_REQ_T*)

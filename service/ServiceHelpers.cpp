@@ -129,17 +129,9 @@ int serviceFindRule(TreeMapObject* list, int id, const char* fn, const char* nul
     return -1;
 }
 
-_FAL_RSP_T* serviceReadObject(const _FAL_REQ_T* req, unsigned requestId, const SvcRead& how)
+_FAL_RSP_T* serviceReadObject(const _FAL_REQ_T* req, const SvcCycle& how)
 {
-    FalTrace trace(SVC_LOG, how.fn, how.trace);
-    _FAL_RSP_T* rsp = serviceResponse(req, requestId, false, how.noResponseLog ? how.noResponseLog : SVC_NO_RESPONSE);
-    if (!rsp)
-        return nullptr;
-    FalLock lock(API_TYPE_SERVICE, how.key, req->requester);
-    if (!lock)
-        return serviceLockFailed(rsp, how.failStatus, how.failMessage, how.failLog);
-    rsp->data = lock->clone(nullptr);
-    return rsp;
+    return serviceCycle(req, how, [](_FAL_RSP_T* rsp, FalLock& lock) { rsp->data = lock->clone(nullptr); });
 }
 
 
@@ -170,85 +162,64 @@ bool serviceAppendWithinLimit(_FAL_RSP_T* rsp, FalLock& lock, TreeMapObject* rul
 _FAL_RSP_T* serviceEmptyList(const _FAL_REQ_T* req, const char* fn, const char* key, const char* member, unsigned requestId,
                          FAL_STATUS_T failStatus, const char* failMessage)
 {
-    FalTrace trace(SVC_LOG, fn, FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = serviceResponse(req, requestId, false);
-    if (!rsp)
-        return nullptr;
-    FalLock lock(API_TYPE_SERVICE, key, req->requester);
-    if (!lock)
-        return serviceLockFailed(rsp, failStatus, failMessage);
-    FalTree empty(new TreeMapObject(true));
-    lock->set(member, empty.get());
-    falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
-    return rsp;
+    SvcCycle how{fn, requestId, key, false, failStatus, failMessage};
+    return serviceCycle(req, how, [&](_FAL_RSP_T* rsp, FalLock& lock) {
+        FalTree empty(new TreeMapObject(true));
+        lock->set(member, empty.get());
+        falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
+    });
 }
 
 _FAL_RSP_T* serviceSetActive(const _FAL_REQ_T* req, const char* fn, const char* key, unsigned requestId, bool nullWithoutBody)
 {
     if (nullWithoutBody && (!req || !req->body))
         return nullptr;
-    FalTrace trace(SVC_LOG, fn, FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = serviceResponse(req, requestId, false);
-    if (!rsp || serviceLacksBody(rsp, req))
-        return rsp;
-    FalLock lock(API_TYPE_SERVICE, key, req->requester);
-    if (!lock)
-        return serviceLockFailed(rsp, FAL_FAILED);
-    lock->set("active", req->body->get<bool>("active"));
-    falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
-    return rsp;
+    return serviceCycle(req, {fn, requestId, key, true, FAL_FAILED}, [&](_FAL_RSP_T* rsp, FalLock& lock) {
+        lock->set("active", req->body->get<bool>("active"));
+        falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
+    });
 }
 
 _FAL_RSP_T* serviceDeleteOnePositional(const _FAL_REQ_T* req, const char* fn, const char* key, const char* member,
                                    unsigned requestId)
 {
-    FalTrace trace(SVC_LOG, fn, FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = serviceResponse(req, requestId, false);
-    if (!rsp)
-        return nullptr;
-    int ruleId = serviceRuleIdPositional(req);
-    FalLock lock(API_TYPE_SERVICE, key, req->requester);
-    if (!lock)
-        return serviceLockFailed(rsp, FAL_FAILED);
-    FalTree list = serviceArray(lock.get(), member);
-    if (!list) {
-        falAnswer(rsp, FAL_DB_ERROR);
-        return rsp;
-    }
-    int index = serviceFindRule(list.get(), ruleId);
-    if (index >= 0)
-        list->delArrayItem(unsigned(index));
-    falAnswer(rsp, lock.save() ? FAL_DELETED : FAL_FAILED);
-    return rsp;
+    return serviceCycle(req, {fn, requestId, key, false, FAL_FAILED}, [&](_FAL_RSP_T* rsp, FalLock& lock) {
+        FalTree list = serviceArray(lock.get(), member);
+        if (!list) {
+            falAnswer(rsp, FAL_DB_ERROR);
+            return;
+        }
+        int index = serviceFindRule(list.get(), serviceRuleIdPositional(req));
+        if (index >= 0)
+            list->delArrayItem(unsigned(index));
+        falAnswer(rsp, lock.save() ? FAL_DELETED : FAL_FAILED);
+    });
 }
 
 _FAL_RSP_T* serviceDeleteOneFirstWins(const _FAL_REQ_T* req, const char* fn, const char* key, unsigned requestId,
                                   const SvcDeleteOneTexts& texts)
 {
-    FalTrace trace(SVC_LOG, fn, texts.trace);
-    _FAL_RSP_T* rsp = serviceResponse(req, requestId, false, texts.noResponseLog);
-    if (!rsp)
-        return nullptr;
-    falAnswer(rsp, FAL_DELETED, "Record Deleted");
-    int ruleId = 0;
-    serviceRuleIdFirstWins(req, ruleId);
-    FalLock lock(API_TYPE_SERVICE, key, req->requester);
-    if (!lock)
-        return serviceLockFailed(rsp, FAL_DB_ERROR, texts.lockFailed);
-    FalTree rules = serviceArray(lock.get(), "rules");
-    if (!rules) {
-        falAnswer(rsp, FAL_DB_ERROR, texts.noRules);
-        return rsp;
-    }
-    int index = serviceFindRule(rules.get(), ruleId, fn, texts.nullEntryLog);
-    if (index < 0) {
-        falAnswer(rsp, FAL_NOT_FOUND, texts.notFound);
-        return rsp;
-    }
-    rules->delArrayItem(unsigned(index));
-    if (!lock.save())
-        falAnswer(rsp, FAL_DB_ERROR, "failed to save database");
-    return rsp;
+    SvcCycle how{fn, requestId, key, false, FAL_DB_ERROR, texts.lockFailed};
+    how.trace = texts.trace;
+    how.noResponseLog = texts.noResponseLog;
+    return serviceCycle(req, how, [&](_FAL_RSP_T* rsp, FalLock& lock) {
+        falAnswer(rsp, FAL_DELETED, "Record Deleted");
+        int ruleId = 0;
+        serviceRuleIdFirstWins(req, ruleId);
+        FalTree rules = serviceArray(lock.get(), "rules");
+        if (!rules) {
+            falAnswer(rsp, FAL_DB_ERROR, texts.noRules);
+            return;
+        }
+        int index = serviceFindRule(rules.get(), ruleId, fn, texts.nullEntryLog);
+        if (index < 0) {
+            falAnswer(rsp, FAL_NOT_FOUND, texts.notFound);
+            return;
+        }
+        rules->delArrayItem(unsigned(index));
+        if (!lock.save())
+            falAnswer(rsp, FAL_DB_ERROR, "failed to save database");
+    });
 }
 
 void serviceDisconnectAddress(const char* address, bool active, const char* requester, const char* saveFailLog)

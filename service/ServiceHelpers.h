@@ -47,6 +47,38 @@ bool serviceRefusesRequest(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, const char* m
 _FAL_RSP_T* serviceLockFailed(_FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message = nullptr,
                               const char* failLog = SVC_NO_OBJECT);
 
+// The cycle of a service operation on the object `key`: the entry and exit traces of `fn` in the
+// style `trace` (none for a null `fn`), the response to the request (null for a null request; when
+// it cannot be made, `noResponseLog` is logged), with
+// `needsBody` 10 "Bad request" for a request without a body, then the lock, whose failure answers
+// `failStatus` (with `failMessage` when given) after logging `failLog`. Once locked,
+// `work(rsp, lock)` answers; the lock is released when the cycle ends.
+struct SvcCycle {
+    const char* fn;
+    unsigned requestId;
+    const char* key;
+    bool needsBody;
+    FAL_STATUS_T failStatus;
+    const char* failMessage = nullptr;
+    bool withData = false;
+    const char* failLog = SVC_NO_OBJECT;
+    FAL_TRACE_T trace = FAL_TRACE_WORD_FIRST;
+    const char* noResponseLog = SVC_NO_RESPONSE;
+};
+template <class Work>
+_FAL_RSP_T* serviceCycle(const _FAL_REQ_T* req, const SvcCycle& how, Work work)
+{
+    FalTrace trace(SVC_LOG, how.fn, how.fn ? how.trace : FAL_TRACE_NONE);
+    _FAL_RSP_T* rsp = serviceResponse(req, how.requestId, how.withData, how.noResponseLog);
+    if (!rsp || (how.needsBody && serviceLacksBody(rsp, req)))
+        return rsp;
+    FalLock lock(API_TYPE_SERVICE, how.key, req->requester);
+    if (!lock)
+        return serviceLockFailed(rsp, how.failStatus, how.failMessage, how.failLog);
+    work(rsp, lock);
+    return rsp;
+}
+
 // The array member of an object, or null when it is missing or not an array.
 FalTree serviceArray(TreeMapObject* obj, const char* member);
 
@@ -75,18 +107,8 @@ inline bool serviceIsNull(TreeMapObject* entry)
     return !entry || entry->isNull();
 }
 
-// The read of a whole service object: status 0 and a copy of it as data; a failed lock answers
-// `failStatus` with `failMessage` (when given) after logging `failLog`.
-struct SvcRead {
-    const char* fn;
-    const char* key;
-    FAL_STATUS_T failStatus;
-    const char* failMessage;
-    FAL_TRACE_T trace;
-    const char* failLog;
-    const char* noResponseLog;
-};
-_FAL_RSP_T* serviceReadObject(const _FAL_REQ_T* req, unsigned requestId, const SvcRead& how);
+// The read of a whole service object: status 0 and a copy of it as data (`how` without a body).
+_FAL_RSP_T* serviceReadObject(const _FAL_REQ_T* req, const SvcCycle& how);
 
 
 // The create of the lists with a limit: appends a copy of the body with an id from

@@ -9,9 +9,8 @@
 
 _FAL_RSP_T* FalServiceLdb::ServiceWolList(_FAL_REQ_T* req)
 {
-    return serviceReadObject(req, FalMsg::ServiceWolList,
-                         {"ServiceWolList", "wol", FAL_FAILED, nullptr, FAL_TRACE_NAME_FIRST, SVC_NO_OBJECT,
-                          SVC_NO_RESPONSE_PLAIN});
+    return serviceReadObject(req, {__func__, FalMsg::ServiceWolList, "wol", false, FAL_FAILED, nullptr, false,
+                                   SVC_NO_OBJECT, FAL_TRACE_NAME_FIRST, SVC_NO_RESPONSE_PLAIN});
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceWolUpdate(_FAL_REQ_T* req)
@@ -70,31 +69,26 @@ _FAL_RSP_T* FalServiceLdb::ServiceWolUpdate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServiceWolCreate(_FAL_REQ_T* req)
 {
-    FalTrace trace(SVC_LOG, "ServiceWolCreate", FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = serviceResponse(req, FalMsg::ServiceWolCreate, true);
-    if (!rsp || serviceLacksBody(rsp, req))
-        return rsp;
-    FalLock lock(API_TYPE_SERVICE, "wol", req->requester);
-    if (!lock)
-        return serviceLockFailed(rsp, FAL_FAILED);
-    FalTree rules = serviceArray(lock.get(), "rules");
-    if (!rules) {
-        Logger::print(LOG_TYPE_ERROR, SVC_LOG, "list of rules does not exist\n");
-        falAnswer(rsp, FAL_FAILED);
-        serviceDropData(rsp);
-        return rsp;
-    }
-    int id = serviceLargestIdPlusOne(rules.get());
-    FalTree rule(req->body->clone(nullptr));
-    rule->set("id", id);
-    rules->addArrayItem(rule.get());
-    if (!lock.save()) {
-        falAnswer(rsp, FAL_FAILED);
-        return rsp;
-    }
-    falAnswer(rsp, FAL_CREATED);
-    rsp->data->set("id", id);
-    return rsp;
+    SvcCycle how{__func__, FalMsg::ServiceWolCreate, "wol", true, FAL_FAILED, nullptr, true};
+    return serviceCycle(req, how, [&](_FAL_RSP_T* rsp, FalLock& lock) {
+        FalTree rules = serviceArray(lock.get(), "rules");
+        if (!rules) {
+            Logger::print(LOG_TYPE_ERROR, SVC_LOG, "list of rules does not exist\n");
+            falAnswer(rsp, FAL_FAILED);
+            serviceDropData(rsp);
+            return;
+        }
+        int id = serviceLargestIdPlusOne(rules.get());
+        FalTree rule(req->body->clone(nullptr));
+        rule->set("id", id);
+        rules->addArrayItem(rule.get());
+        if (!lock.save()) {
+            falAnswer(rsp, FAL_FAILED);
+            return;
+        }
+        falAnswer(rsp, FAL_CREATED);
+        rsp->data->set("id", id);
+    });
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceWolDeleteOne(_FAL_REQ_T* req)
@@ -149,9 +143,8 @@ FalTree routeEntry(int id, TreeMapObject* body, bool typed)
 
 _FAL_RSP_T* FalServiceLdb::ServiceStaticrouteList(_FAL_REQ_T* req)
 {
-    return serviceReadObject(req, FalMsg::ServiceStaticrouteList,
-                         {"ServiceStaticrouteList", "staticRoute", FAL_FAILED, nullptr, FAL_TRACE_WORD_FIRST,
-                          SVC_NO_OBJECT, SVC_NO_RESPONSE});
+    return serviceReadObject(req, {__func__, FalMsg::ServiceStaticrouteList, "staticRoute", false,
+                                   FAL_FAILED});
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceStaticrouteUpdate(_FAL_REQ_T*)
@@ -161,50 +154,41 @@ _FAL_RSP_T* FalServiceLdb::ServiceStaticrouteUpdate(_FAL_REQ_T*)
 
 _FAL_RSP_T* FalServiceLdb::ServiceStaticroutePatch(_FAL_REQ_T* req)
 {
-    FalTrace trace(SVC_LOG, "ServiceStaticroutePatch", FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = serviceResponse(req, FalMsg::ServiceStaticroutePatch, false);
-    if (!rsp || serviceLacksBody(rsp, req))
-        return rsp;
-    FalLock lock(API_TYPE_SERVICE, "staticRoute", req->requester);
-    if (!lock)
-        return serviceLockFailed(rsp, FAL_DB_ERROR, "No object found in txt Repo!");
-    int ruleId = serviceRuleIdPositional(req);
-    FalTree list = serviceArray(lock.get(), "list");
-    if (!list) {
-        falAnswer(rsp, FAL_DB_ERROR);
-        return rsp;
-    }
-    int index = serviceFindRule(list.get(), ruleId);
-    if (index < 0) {
-        falAnswer(rsp, FAL_FAILED);
-        return rsp;
-    }
-    FalTree entry = routeEntry(ruleId, req->body, true);
-    list->setArrayItem(unsigned(index), entry.get());
-    falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
-    return rsp;
+    SvcCycle how{__func__, FalMsg::ServiceStaticroutePatch, "staticRoute", true, FAL_DB_ERROR,
+                 "No object found in txt Repo!"};
+    return serviceCycle(req, how, [&](_FAL_RSP_T* rsp, FalLock& lock) {
+        int ruleId = serviceRuleIdPositional(req);
+        FalTree list = serviceArray(lock.get(), "list");
+        if (!list) {
+            falAnswer(rsp, FAL_DB_ERROR);
+            return;
+        }
+        int index = serviceFindRule(list.get(), ruleId);
+        if (index < 0) {
+            falAnswer(rsp, FAL_FAILED);
+            return;
+        }
+        FalTree entry = routeEntry(ruleId, req->body, true);
+        list->setArrayItem(unsigned(index), entry.get());
+        falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
+    });
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceStaticrouteCreate(_FAL_REQ_T* req)
 {
-    FalTrace trace(SVC_LOG, "ServiceStaticrouteCreate", FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = serviceResponse(req, FalMsg::ServiceStaticrouteCreate, false);
-    if (!rsp || serviceLacksBody(rsp, req))
-        return rsp;
-    FalLock lock(API_TYPE_SERVICE, "staticRoute", req->requester);
-    if (!lock)
-        return serviceLockFailed(rsp, FAL_FAILED);
-    FalTree list = serviceArray(lock.get(), "list");
-    if (!list) {
-        falAnswer(rsp, FAL_DB_ERROR);
-        return rsp;
-    }
-    int id = serviceLargestIdPlusOne(list.get());
-    FalTree entry = routeEntry(id, req->body, false);
-    list->addArrayItem(entry.get());
-    rsp->data = serviceIdObject(id);
-    falAnswer(rsp, lock.save() ? FAL_CREATED : FAL_FAILED);
-    return rsp;
+    SvcCycle how{__func__, FalMsg::ServiceStaticrouteCreate, "staticRoute", true, FAL_FAILED};
+    return serviceCycle(req, how, [&](_FAL_RSP_T* rsp, FalLock& lock) {
+        FalTree list = serviceArray(lock.get(), "list");
+        if (!list) {
+            falAnswer(rsp, FAL_DB_ERROR);
+            return;
+        }
+        int id = serviceLargestIdPlusOne(list.get());
+        FalTree entry = routeEntry(id, req->body, false);
+        list->addArrayItem(entry.get());
+        rsp->data = serviceIdObject(id);
+        falAnswer(rsp, lock.save() ? FAL_CREATED : FAL_FAILED);
+    });
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceStaticrouteDeleteOne(_FAL_REQ_T* req)
@@ -226,9 +210,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceStaticrouteActive(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServiceReservedipList(_FAL_REQ_T* req)
 {
-    return serviceReadObject(req, FalMsg::ServiceReservedipList,
-                         {"ServiceReservedipList", "reservedIp", FAL_FAILED, nullptr, FAL_TRACE_WORD_FIRST,
-                          SVC_NO_OBJECT, SVC_NO_RESPONSE});
+    return serviceReadObject(req, {__func__, FalMsg::ServiceReservedipList, "reservedIp", false, FAL_FAILED});
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceReservedipUpdate(_FAL_REQ_T*)
@@ -238,25 +220,20 @@ _FAL_RSP_T* FalServiceLdb::ServiceReservedipUpdate(_FAL_REQ_T*)
 
 _FAL_RSP_T* FalServiceLdb::ServiceReservedipPatch(_FAL_REQ_T* req)
 {
-    FalTrace trace(SVC_LOG, "ServiceReservedipPatch", FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = serviceResponse(req, FalMsg::ServiceReservedipPatch, false);
-    if (!rsp || serviceLacksBody(rsp, req))
-        return rsp;
-    FalLock lock(API_TYPE_SERVICE, "reservedIp", req->requester);
-    if (!lock)
-        return serviceLockFailed(rsp, FAL_FAILED);
-    int ruleId = serviceRuleIdPositional(req);
-    FalTree rules = serviceArray(lock.get(), "rules");
-    int index = rules ? serviceFindRule(rules.get(), ruleId) : -1;
-    if (index < 0) {
-        falAnswer(rsp, FAL_FAILED);
-        return rsp;
-    }
-    // The request's own body becomes the entry.
-    req->body->set("id", ruleId);
-    rules->setArrayItem(unsigned(index), req->body);
-    falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
-    return rsp;
+    SvcCycle how{__func__, FalMsg::ServiceReservedipPatch, "reservedIp", true, FAL_FAILED};
+    return serviceCycle(req, how, [&](_FAL_RSP_T* rsp, FalLock& lock) {
+        int ruleId = serviceRuleIdPositional(req);
+        FalTree rules = serviceArray(lock.get(), "rules");
+        int index = rules ? serviceFindRule(rules.get(), ruleId) : -1;
+        if (index < 0) {
+            falAnswer(rsp, FAL_FAILED);
+            return;
+        }
+        // The request's own body becomes the entry.
+        req->body->set("id", ruleId);
+        rules->setArrayItem(unsigned(index), req->body);
+        falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
+    });
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceReservedipCreate(_FAL_REQ_T* req)
@@ -312,9 +289,8 @@ namespace {
 
 _FAL_RSP_T* macPassthroughObject(_FAL_REQ_T* req, const char* fn, unsigned requestId)
 {
-    return serviceReadObject(req, requestId,
-                         {fn, "macPassthrough", FAL_DB_ERROR, "Failed to load database", FAL_TRACE_NONE, SVC_NO_OBJECT,
-                          SVC_NO_RESPONSE});
+    return serviceReadObject(req, {fn, requestId, "macPassthrough", false, FAL_DB_ERROR, "Failed to load database",
+                                   false, SVC_NO_OBJECT, FAL_TRACE_NONE});
 }
 
 }  // namespace
