@@ -25,21 +25,14 @@ template <class Change>
 _FAL_RSP_T* changeList(FalWifiLdb& wifi, _FAL_REQ_T* req, const ListChange& how, Change change)
 {
     FalTrace trace(WIFI_LOG, how.name, FAL_TRACE_NAME_ENTRY_ONLY);
-    _FAL_RSP_T* rsp = nullptr;
-    if (!wifiOpen(rsp, wifi.apiType, false, req, how.params, how.needsBody))
-        return rsp;
-    int interfaceId = wifiIdAt(req, 0);
-    int index = wifiIdAt(req, 1);
-    FalLock ssidObject(wifi.apiType, "ssid", req->requester, rsp, WIFI_LOAD_FAILED);
-    FalTree ssids = wifiLockedBand(rsp, ssidObject.get(), nullptr, interfaceId, FAL_NOT_FOUND, NO_SSID_ARRAY);
-    if (ssids) {
-        FalTree ssid = wifiFindItem(ssids.get(), "index", index);
+    WifiBandCycle cycle{how.params, how.needsBody, "ssid", nullptr, FAL_NOT_FOUND, NO_SSID_ARRAY};
+    return wifiBandCycle(wifi.apiType, req, cycle, [&](_FAL_RSP_T* rsp, FalLock& ssidObject, TreeMapObject* ssids, int) {
+        FalTree ssid = wifiFindItem(ssids, "index", wifiIdAt(req, 1));
         if (ssid)
             change(ssid.get());
         if (ssidObject.saveOrAnswer(rsp, WIFI_SAVE_FAILED))
             falAnswer(rsp, how.okStatus, how.okMessage);
-    }
-    return rsp;
+    });
 }
 
 // A copy of the request body numbered `id`.

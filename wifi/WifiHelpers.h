@@ -57,3 +57,28 @@ FalTree wifiFindItem(TreeMapObject* array, const char* member, int value, unsign
 // A new object holding "id".
 TreeMapObject* wifiIdReply(int id);
 
+// The cycle of a wifi operation on one radio's part of a band-keyed object: opens the operation
+// (wifiOpen with `params` and `needsBody`), locks `key` (failure: 8 "failed to get database wifi"),
+// takes the part of the first parameter's interface (as wifiLockedBand with `member`, `status`,
+// `missing`) and, when it is there, lets `work(rsp, lock, band, interfaceId)` answer.
+struct WifiBandCycle {
+    unsigned params;
+    bool needsBody;
+    const char* key;
+    const char* member;
+    FAL_STATUS_T status;
+    const char* missing;
+};
+template <class Work>
+_FAL_RSP_T* wifiBandCycle(unsigned apiType, const _FAL_REQ_T* req, const WifiBandCycle& how, Work work)
+{
+    _FAL_RSP_T* rsp = nullptr;
+    if (!wifiOpen(rsp, apiType, false, req, how.params, how.needsBody))
+        return rsp;
+    int interfaceId = wifiIdAt(req, 0);
+    FalLock lock(apiType, how.key, req->requester, rsp, WIFI_LOAD_FAILED);
+    FalTree band = wifiLockedBand(rsp, lock.get(), how.member, interfaceId, how.status, how.missing);
+    if (band)
+        work(rsp, lock, band.get(), interfaceId);
+    return rsp;
+}

@@ -109,32 +109,21 @@ _FAL_RSP_T* FalWifiLdb::WifiWpsRestoreDefault(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalWifiLdb::WifiWmmGet(_FAL_REQ_T* req)
 {
-    _FAL_RSP_T* rsp = nullptr;
-    if (!wifiOpen(rsp, apiType, false, req, 1))
-        return rsp;
-    FalLock wmm(apiType, "wmm", req->requester, rsp, WIFI_LOAD_FAILED);
-    FalTree radio = wifiLockedBand(rsp, wmm.get(), nullptr, wifiIdAt(req, 0), FAL_NOT_FOUND, NO_WMM);
-    if (radio)
-        rsp->data = radio->clone(nullptr);
-    return rsp;
+    return wifiBandCycle(apiType, req, {1, false, "wmm", nullptr, FAL_NOT_FOUND, NO_WMM},
+                         [](_FAL_RSP_T* rsp, FalLock&, TreeMapObject* radio, int) { rsp->data = radio->clone(nullptr); });
 }
 
 _FAL_RSP_T* FalWifiLdb::WifiWmmUpdate(_FAL_REQ_T* req)
 {
-    _FAL_RSP_T* rsp = nullptr;
-    if (!wifiOpen(rsp, apiType, false, req, 1, true))
-        return rsp;
-    FalLock wmm(apiType, "wmm", req->requester, rsp, WIFI_LOAD_FAILED);
-    FalTree radio = wifiLockedBand(rsp, wmm.get(), nullptr, wifiIdAt(req, 0), FAL_NOT_FOUND, NO_WMM);
-    if (radio) {
+    WifiBandCycle how{1, true, "wmm", nullptr, FAL_NOT_FOUND, NO_WMM};
+    return wifiBandCycle(apiType, req, how, [&](_FAL_RSP_T* rsp, FalLock& wmm, TreeMapObject* radio, int) {
         for (const char* member : kWmmSettings) {
             FalTree value(req->body->get(member));
             if (value)
                 radio->set(member, value.get());
         }
         wmm.saveOrAnswer(rsp, WIFI_SAVE_FAILED);
-    }
-    return rsp;
+    });
 }
 
 _FAL_RSP_T* FalWifiLdb::WifiRestoreDefault(_FAL_REQ_T* req)
