@@ -370,6 +370,20 @@ bool portIpRules(_FAL_RSP_T* rsp, FalLock& lock, FalTree& rules)
     return rules != nullptr;
 }
 
+// The index of rule `ruleId` in the locked rules, or -1 with the response answered (as
+// portIpRules; no such rule: logged, `unmatched` with "No rule ID matched").
+int portIpFind(_FAL_RSP_T* rsp, FalLock& lock, FalTree& rules, int ruleId, FAL_STATUS_T unmatched)
+{
+    if (!portIpRules(rsp, lock, rules))
+        return -1;
+    int index = findPortIpRule(rules.get(), ruleId);
+    if (index < 0) {
+        Logger::print(LOG_TYPE_INFO, SVC_LOG, "No rule ID matched\n");
+        falAnswer(rsp, unmatched, "No rule ID matched");
+    }
+    return index;
+}
+
 }  // namespace
 
 _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringList(_FAL_REQ_T* req)
@@ -393,14 +407,9 @@ _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringPatch(_FAL_REQ_T* req)
         return rsp;
     FalLock lock(API_TYPE_SERVICE, "portIpFiltering", req->requester);
     FalTree rules;
-    if (!portIpRules(rsp, lock, rules))
+    int index = portIpFind(rsp, lock, rules, ruleId, FAL_BAD_REQUEST);
+    if (index < 0)
         return rsp;
-    int index = findPortIpRule(rules.get(), ruleId);
-    if (index < 0) {
-        Logger::print(LOG_TYPE_INFO, SVC_LOG, "No rule ID matched\n");
-        falAnswer(rsp, FAL_BAD_REQUEST, "No rule ID matched");
-        return rsp;
-    }
     rule->set("id", ruleId);
     rules->setArrayItem(unsigned(index), rule.get());
     if (!lock.save()) {
@@ -454,14 +463,9 @@ _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringDeleteOne(_FAL_REQ_T* req)
         return rsp;
     FalLock lock(API_TYPE_SERVICE, "portIpFiltering", req->requester);
     FalTree rules;
-    if (!portIpRules(rsp, lock, rules))
+    int index = portIpFind(rsp, lock, rules, ruleId, FAL_DELETED);
+    if (index < 0)
         return rsp;
-    int index = findPortIpRule(rules.get(), ruleId);
-    if (index < 0) {
-        Logger::print(LOG_TYPE_INFO, SVC_LOG, "No rule ID matched\n");
-        falAnswer(rsp, FAL_DELETED, "No rule ID matched");
-        return rsp;
-    }
     rules->delArrayItem(unsigned(index));
     if (!lock.save()) {
         Logger::print(LOG_TYPE_ERROR, SVC_LOG, "Database is failed to update\n");
