@@ -52,7 +52,8 @@ _FAL_RSP_T* FalServiceLdb::ServiceMacfilteringList(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServiceMacfilteringUpdate(_FAL_REQ_T* req)
 {
-    return touchAndSave(req, "ServiceMacfilteringUpdate", "macFiltering", FalMsg::ServiceMacfilteringUpdate, false, FAL_DB_ERROR, nullptr);
+    return touchAndSave(req, "ServiceMacfilteringUpdate", "macFiltering", FalMsg::ServiceMacfilteringUpdate, false,
+                        FAL_DB_ERROR, nullptr);
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceMacfilteringPatch(_FAL_REQ_T* req)
@@ -151,7 +152,8 @@ _FAL_RSP_T* FalServiceLdb::ServiceMacfilteringDeleteOne(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServiceMacfilteringDeleteAll(_FAL_REQ_T* req)
 {
-    return serviceEmptyList(req, "ServiceMacfilteringDeleteAll", "macFiltering", "rules", FalMsg::ServiceMacfilteringDeleteAll, FAL_DB_ERROR, "Cannot read database");
+    return serviceEmptyList(req, "ServiceMacfilteringDeleteAll", "macFiltering", "rules",
+                            FalMsg::ServiceMacfilteringDeleteAll, FAL_DB_ERROR, "Cannot read database");
 }
 
 // ---- Port filtering ---------------------------------------------------------------------------
@@ -165,7 +167,8 @@ _FAL_RSP_T* FalServiceLdb::ServicePortfilteringList(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServicePortfilteringUpdate(_FAL_REQ_T* req)
 {
-    return touchAndSave(req, "ServicePortfilteringUpdate", "portFiltering", FalMsg::ServicePortfilteringUpdate, true, FAL_DB_ERROR,
+    return touchAndSave(req, "ServicePortfilteringUpdate", "portFiltering", FalMsg::ServicePortfilteringUpdate, true,
+                        FAL_DB_ERROR,
                         "Cannot read database");
 }
 
@@ -223,14 +226,16 @@ _FAL_RSP_T* FalServiceLdb::ServicePortfilteringCreate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServicePortfilteringDeleteOne(_FAL_REQ_T* req)
 {
-    return serviceDeleteOneFirstWins(req, "ServicePortfilteringDeleteOne", "portFiltering", FalMsg::ServicePortfilteringDeleteOne,
+    return serviceDeleteOneFirstWins(req, "ServicePortfilteringDeleteOne", "portFiltering",
+                                     FalMsg::ServicePortfilteringDeleteOne,
                               {"Failed to load database", "cannot load rules", "%s: nul rule at %d\n",
                                "cannot found ruleId", FAL_TRACE_WORD_FIRST, NO_RESPONSE_PORT});
 }
 
 _FAL_RSP_T* FalServiceLdb::ServicePortfilteringDeleteAll(_FAL_REQ_T* req)
 {
-    return serviceEmptyList(req, "ServicePortfilteringDeleteAll", "portFiltering", "rules", FalMsg::ServicePortfilteringDeleteAll, FAL_DB_ERROR,
+    return serviceEmptyList(req, "ServicePortfilteringDeleteAll", "portFiltering", "rules",
+                            FalMsg::ServicePortfilteringDeleteAll, FAL_DB_ERROR,
                      "failed to load database");
 }
 
@@ -245,13 +250,15 @@ _FAL_RSP_T* FalServiceLdb::ServiceIpfilteringList(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServiceIpfilteringUpdate(_FAL_REQ_T* req)
 {
-    return touchAndSave(req, "ServiceIpfilteringUpdate", "ipFiltering", FalMsg::ServiceIpfilteringUpdate, true, FAL_FAILED, nullptr);
+    return touchAndSave(req, "ServiceIpfilteringUpdate", "ipFiltering", FalMsg::ServiceIpfilteringUpdate, true,
+                        FAL_FAILED, nullptr);
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceIpfilteringPatch(_FAL_REQ_T* req)
 {
     // Every outcome keeps the message from creation.
-    _FAL_RSP_T* rsp = newFalResponseLogged(SVC_LOG, apiType, falResponseId(apiType, FalMsg::ServiceIpfilteringPatch), false,
+    _FAL_RSP_T* rsp = newFalResponseLogged(SVC_LOG, apiType, falResponseId(apiType, FalMsg::ServiceIpfilteringPatch),
+                                           false,
                                            "Cannot allocate memory for responding");
     if (!rsp)
         return nullptr;
@@ -291,7 +298,8 @@ _FAL_RSP_T* FalServiceLdb::ServiceIpfilteringPatch(_FAL_REQ_T* req)
 _FAL_RSP_T* FalServiceLdb::ServiceIpfilteringCreate(_FAL_REQ_T* req)
 {
     FalTrace trace(SVC_LOG, "ServiceIpfilteringCreate", FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = newFalResponseLogged(SVC_LOG, apiType, falResponseId(apiType, FalMsg::ServiceIpfilteringCreate), true,
+    _FAL_RSP_T* rsp = newFalResponseLogged(SVC_LOG, apiType, falResponseId(apiType, FalMsg::ServiceIpfilteringCreate),
+                                           true,
                                            SVC_NO_RESPONSE);
     if (!rsp || serviceRefusesRequest(rsp, req, "Received invalid response"))
         return rsp;
@@ -317,14 +325,16 @@ _FAL_RSP_T* FalServiceLdb::ServiceIpfilteringCreate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServiceIpfilteringDeleteOne(_FAL_REQ_T* req)
 {
-    return serviceDeleteOneFirstWins(req, "ServiceIpfilteringDeleteOne", "ipFiltering", FalMsg::ServiceIpfilteringDeleteOne,
+    return serviceDeleteOneFirstWins(req, "ServiceIpfilteringDeleteOne", "ipFiltering",
+                                     FalMsg::ServiceIpfilteringDeleteOne,
                               {"failed to load database", "failed to get rules", "%s: rule is null at %d\n",
                                "cannot found ruleId", FAL_TRACE_NONE, SVC_NO_RESPONSE});
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceIpfilteringDeleteAll(_FAL_REQ_T* req)
 {
-    return serviceEmptyList(req, "ServiceIpfilteringDeleteAll", "ipFiltering", "rules", FalMsg::ServiceIpfilteringDeleteAll, FAL_FAILED, nullptr);
+    return serviceEmptyList(req, "ServiceIpfilteringDeleteAll", "ipFiltering", "rules",
+                            FalMsg::ServiceIpfilteringDeleteAll, FAL_FAILED, nullptr);
 }
 
 // ---- Port-and-address filtering ---------------------------------------------------------------

@@ -103,19 +103,22 @@ _FAL_RSP_T* FalServiceLdb::ServicePortforwardingCreate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServicePortforwardingDeleteOne(_FAL_REQ_T* req)
 {
-    return serviceDeleteOneFirstWins(req, "ServicePortforwardingDeleteOne", "portForwarding", FalMsg::ServicePortforwardingDeleteOne,
+    return serviceDeleteOneFirstWins(req, "ServicePortforwardingDeleteOne", "portForwarding",
+                                     FalMsg::ServicePortforwardingDeleteOne,
                                  {"failed to get database", "failed to get rules", "%s: rule is null at %d\n",
                                   "failed to find ruleId", FAL_TRACE_NONE, SVC_NO_RESPONSE});
 }
 
 _FAL_RSP_T* FalServiceLdb::ServicePortforwardingDeleteAll(_FAL_REQ_T* req)
 {
-    return serviceEmptyList(req, "ServicePortforwardingDeleteAll", "portForwarding", "rules", FalMsg::ServicePortforwardingDeleteAll, FAL_FAILED, nullptr);
+    return serviceEmptyList(req, "ServicePortforwardingDeleteAll", "portForwarding", "rules",
+                            FalMsg::ServicePortforwardingDeleteAll, FAL_FAILED, nullptr);
 }
 
 _FAL_RSP_T* FalServiceLdb::ServicePortforwardingActive(_FAL_REQ_T* req)
 {
-    return serviceSetActive(req, "ServicePortforwardingActive", "portForwarding", FalMsg::ServicePortforwardingActive, true);
+    return serviceSetActive(req, "ServicePortforwardingActive", "portForwarding", FalMsg::ServicePortforwardingActive,
+                            true);
 }
 
 // ---- Port triggering --------------------------------------------------------------------------
@@ -134,7 +137,8 @@ _FAL_RSP_T* FalServiceLdb::ServicePorttriggeringUpdate(_FAL_REQ_T*)
 
 _FAL_RSP_T* FalServiceLdb::ServicePorttriggeringPatch(_FAL_REQ_T* req)
 {
-    return patchLastWins(req, "ServicePorttriggeringPatch", "portTriggering", FalMsg::ServicePorttriggeringPatch, false, nullptr);
+    return patchLastWins(req, "ServicePorttriggeringPatch", "portTriggering", FalMsg::ServicePorttriggeringPatch,
+                         false, nullptr);
 }
 
 _FAL_RSP_T* FalServiceLdb::ServicePorttriggeringCreate(_FAL_REQ_T* req)
@@ -144,15 +148,18 @@ _FAL_RSP_T* FalServiceLdb::ServicePorttriggeringCreate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServicePorttriggeringDeleteOne(_FAL_REQ_T* req)
 {
-    return serviceDeleteOnePositional(req, "ServicePorttriggeringDeleteOne", "portTriggering", "rules", FalMsg::ServicePorttriggeringDeleteOne);
+    return serviceDeleteOnePositional(req, "ServicePorttriggeringDeleteOne", "portTriggering", "rules",
+                                      FalMsg::ServicePorttriggeringDeleteOne);
 }
 
 _FAL_RSP_T* FalServiceLdb::ServicePorttriggeringDeleteAll(_FAL_REQ_T* req)
 {
-    return serviceEmptyList(req, "ServicePorttriggeringDeleteAll", "portTriggering", "rules", FalMsg::ServicePorttriggeringDeleteAll, FAL_FAILED, nullptr);
+    return serviceEmptyList(req, "ServicePorttriggeringDeleteAll", "portTriggering", "rules",
+                            FalMsg::ServicePorttriggeringDeleteAll, FAL_FAILED, nullptr);
 }
 
 _FAL_RSP_T* FalServiceLdb::ServicePorttriggeringActive(_FAL_REQ_T* req)
 {
-    return serviceSetActive(req, "ServicePorttriggeringActive", "portTriggering", FalMsg::ServicePorttriggeringActive, true);
+    return serviceSetActive(req, "ServicePorttriggeringActive", "portTriggering", FalMsg::ServicePorttriggeringActive,
+                            true);
 }

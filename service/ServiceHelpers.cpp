@@ -159,7 +159,8 @@ bool serviceAppendWithinLimit(_FAL_RSP_T* rsp, FalLock& lock, TreeMapObject* rul
     return true;
 }
 
-_FAL_RSP_T* serviceEmptyList(const _FAL_REQ_T* req, const char* fn, const char* key, const char* member, unsigned requestId,
+_FAL_RSP_T* serviceEmptyList(const _FAL_REQ_T* req, const char* fn, const char* key, const char* member,
+                             unsigned requestId,
                          FAL_STATUS_T failStatus, const char* failMessage)
 {
     SvcCycle how{fn, requestId, key, false, failStatus, failMessage};
@@ -170,7 +171,8 @@ _FAL_RSP_T* serviceEmptyList(const _FAL_REQ_T* req, const char* fn, const char* 
     });
 }
 
-_FAL_RSP_T* serviceSetActive(const _FAL_REQ_T* req, const char* fn, const char* key, unsigned requestId, bool nullWithoutBody)
+_FAL_RSP_T* serviceSetActive(const _FAL_REQ_T* req, const char* fn, const char* key, unsigned requestId,
+                             bool nullWithoutBody)
 {
     if (nullWithoutBody && (!req || !req->body))
         return nullptr;

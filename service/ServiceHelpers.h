@@ -122,11 +122,13 @@ bool serviceAppendWithinLimit(_FAL_RSP_T* rsp, FalLock& lock, TreeMapObject* rul
 // answers `failStatus` (with `failMessage` when given).
 
 // Replaces the list member with a new empty array and saves: 0, or 4 when the save failed.
-_FAL_RSP_T* serviceEmptyList(const _FAL_REQ_T* req, const char* fn, const char* key, const char* member, unsigned requestId,
+_FAL_RSP_T* serviceEmptyList(const _FAL_REQ_T* req, const char* fn, const char* key, const char* member,
+                             unsigned requestId,
                          FAL_STATUS_T failStatus, const char* failMessage);
 // Sets the object's "active" to the body's and saves: 0, or 4 when the save failed; a failed lock
 // answers 4. A request without a body gets no response with `nullWithoutBody`, else 10.
-_FAL_RSP_T* serviceSetActive(const _FAL_REQ_T* req, const char* fn, const char* key, unsigned requestId, bool nullWithoutBody);
+_FAL_RSP_T* serviceSetActive(const _FAL_REQ_T* req, const char* fn, const char* key, unsigned requestId,
+                             bool nullWithoutBody);
 // Removes the first entry whose "id" is the positional rule id and saves, found or not: 3, or 4
 // when the save failed; a failed lock answers 4, a missing list 8.
 _FAL_RSP_T* serviceDeleteOnePositional(const _FAL_REQ_T* req, const char* fn, const char* key, const char* member,

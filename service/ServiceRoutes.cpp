@@ -98,7 +98,8 @@ _FAL_RSP_T* FalServiceLdb::ServiceWolDeleteOne(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServiceWolDeleteAll(_FAL_REQ_T* req)
 {
-    return serviceEmptyList(req, "ServiceWolDeleteAll", "wol", "rules", FalMsg::ServiceWolDeleteAll, FAL_FAILED, nullptr);
+    return serviceEmptyList(req, "ServiceWolDeleteAll", "wol", "rules", FalMsg::ServiceWolDeleteAll, FAL_FAILED,
+                            nullptr);
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceWolWakeon(_FAL_REQ_T*)
@@ -193,12 +194,14 @@ _FAL_RSP_T* FalServiceLdb::ServiceStaticrouteCreate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServiceStaticrouteDeleteOne(_FAL_REQ_T* req)
 {
-    return serviceDeleteOnePositional(req, "ServiceStaticrouteDeleteOne", "staticRoute", "list", FalMsg::ServiceStaticrouteDeleteOne);
+    return serviceDeleteOnePositional(req, "ServiceStaticrouteDeleteOne", "staticRoute", "list",
+                                      FalMsg::ServiceStaticrouteDeleteOne);
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceStaticrouteDeleteAll(_FAL_REQ_T* req)
 {
-    return serviceEmptyList(req, "ServiceStaticrouteDeleteAll", "staticRoute", "list", FalMsg::ServiceStaticrouteDeleteAll, FAL_FAILED, nullptr);
+    return serviceEmptyList(req, "ServiceStaticrouteDeleteAll", "staticRoute", "list",
+                            FalMsg::ServiceStaticrouteDeleteAll, FAL_FAILED, nullptr);
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceStaticrouteActive(_FAL_REQ_T* req)
@@ -270,12 +273,14 @@ _FAL_RSP_T* FalServiceLdb::ServiceReservedipCreate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServiceReservedipDeleteOne(_FAL_REQ_T* req)
 {
-    return serviceDeleteOnePositional(req, "ServiceReservedipDeleteOne", "reservedIp", "rules", FalMsg::ServiceReservedipDeleteOne);
+    return serviceDeleteOnePositional(req, "ServiceReservedipDeleteOne", "reservedIp", "rules",
+                                      FalMsg::ServiceReservedipDeleteOne);
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceReservedipDeleteAll(_FAL_REQ_T* req)
 {
-    return serviceEmptyList(req, "ServiceReservedipDeleteAll", "reservedIp", "rules", FalMsg::ServiceReservedipDeleteAll, FAL_FAILED, nullptr);
+    return serviceEmptyList(req, "ServiceReservedipDeleteAll", "reservedIp", "rules",
+                            FalMsg::ServiceReservedipDeleteAll, FAL_FAILED, nullptr);
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceReservedipActive(_FAL_REQ_T* req)

@@ -26,11 +26,11 @@ _FAL_RSP_T* changeList(FalWifiLdb& wifi, _FAL_REQ_T* req, const ListChange& how,
 {
     FalTrace trace(WIFI_LOG, how.name, FAL_TRACE_NAME_ENTRY_ONLY);
     WifiBandCycle cycle{how.params, how.needsBody, "ssid", nullptr, FAL_NOT_FOUND, NO_SSID_ARRAY};
-    return wifiBandCycle(wifi.apiType, req, cycle, [&](_FAL_RSP_T* rsp, FalLock& ssidObject, TreeMapObject* ssids, int) {
+    return wifiBandCycle(wifi.apiType, req, cycle, [&](_FAL_RSP_T* rsp, FalLock& list, TreeMapObject* ssids, int) {
         FalTree ssid = wifiFindItem(ssids, "index", wifiIdAt(req, 1));
         if (ssid)
             change(ssid.get());
-        if (ssidObject.saveOrAnswer(rsp, WIFI_SAVE_FAILED))
+        if (list.saveOrAnswer(rsp, WIFI_SAVE_FAILED))
             falAnswer(rsp, how.okStatus, how.okMessage);
     });
 }

@@ -205,8 +205,8 @@ _FAL_RSP_T* FalWifiLdb::WifiNetworkTypeGet(_FAL_REQ_T* req)
     FalTrace trace(WIFI_LOG, __func__, FAL_TRACE_NAME_ENTRY_ONLY);
     const char* fn = __func__;
     WifiBandCycle how{1, false, "", "networkType", FAL_NOT_FOUND, NO_NETWORK_TYPE};
-    return wifiBandCycle(apiType, req, how, [&](_FAL_RSP_T* rsp, FalLock& doc, TreeMapObject* networkTypes, int interfaceId) {
-        FalTree reply(networkTypes->clone(nullptr));
+    return wifiBandCycle(apiType, req, how, [&](_FAL_RSP_T* rsp, FalLock& doc, TreeMapObject* types, int interfaceId) {
+        FalTree reply(types->clone(nullptr));
         if (!reply) {
             Logger::print(LOG_TYPE_ERROR, WIFI_LOG, "%s: memory allocation error\n", fn);
             return;
@@ -229,16 +229,16 @@ _FAL_RSP_T* FalWifiLdb::WifiNetworkTypeChange(_FAL_REQ_T* req)
 {
     FalTrace trace(WIFI_LOG, __func__, FAL_TRACE_NAME_ENTRY_ONLY);
     WifiBandCycle how{2, true, "", "networkType", FAL_NOT_FOUND, NO_NETWORK_TYPE};
-    return wifiBandCycle(apiType, req, how, [&](_FAL_RSP_T* rsp, FalLock& doc, TreeMapObject* networkTypes, int interfaceId) {
+    return wifiBandCycle(apiType, req, how, [&](_FAL_RSP_T* rsp, FalLock& doc, TreeMapObject* types, int interfaceId) {
         const char* name = wifiParamAt(req, 1);
         bool active = req->body->get<bool>("active");
         if (sameText(name, "primary")) {
-            setActiveOnFirst(networkTypes, 1, active);
+            setActiveOnFirst(types, 1, active);
             FalTree ssids = wifiBand(doc.get(), "ssid", interfaceId);
             if (ssids)
                 setActiveOnFirst(ssids.get(), 1, active);
         } else if (sameText(name, "guest")) {
-            FalTree guest(networkTypes->at(1));
+            FalTree guest(types->at(1));
             if (guest)
                 guest->set("active", active);
         }

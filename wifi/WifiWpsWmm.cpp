@@ -109,8 +109,10 @@ _FAL_RSP_T* FalWifiLdb::WifiWpsRestoreDefault(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalWifiLdb::WifiWmmGet(_FAL_REQ_T* req)
 {
-    return wifiBandCycle(apiType, req, {1, false, "wmm", nullptr, FAL_NOT_FOUND, NO_WMM},
-                         [](_FAL_RSP_T* rsp, FalLock&, TreeMapObject* radio, int) { rsp->data = radio->clone(nullptr); });
+    WifiBandCycle how{1, false, "wmm", nullptr, FAL_NOT_FOUND, NO_WMM};
+    return wifiBandCycle(apiType, req, how, [](_FAL_RSP_T* rsp, FalLock&, TreeMapObject* radio, int) {
+        rsp->data = radio->clone(nullptr);
+    });
 }
 
 _FAL_RSP_T* FalWifiLdb::WifiWmmUpdate(_FAL_REQ_T* req)
