@@ -125,6 +125,20 @@ FalTree wanInterface(_FAL_RSP_T* rsp, TreeMapObject* wan, int id)
     return iface;
 }
 
+// A copy of the WAN interface numbered `id`, or null; when "wan" cannot be locked, after logging
+// and answering 8 "Cannot load network database".
+FalTree copyWanInterface(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, int id)
+{
+    FalLock wan(API_TYPE_NETWORK, "wan", req->requester, rsp, NET_LOAD_FAILED);
+    if (!wan) {
+        Logger::print(LOG_TYPE_ERROR, NET_LOG, NET_NO_OBJECT, "wan");
+        return nullptr;
+    }
+    FalTree interfaces(wan->get("interfaces"));
+    FalTree iface = networkFindInterface(interfaces.get(), id);
+    return FalTree(iface ? iface->clone(nullptr) : nullptr);
+}
+
 // Sets "connectivity" of the first interface with the request's id.
 _FAL_RSP_T* setConnectivity(_FAL_REQ_T* req, const char* fn, const char* connectivity)
 {
@@ -160,20 +174,12 @@ _FAL_RSP_T* FalNetworkLdb::NetworkWanGetOne(_FAL_REQ_T* req)
     if (!networkInterfaceId(rsp, req, id))
         return rsp;
 
-    FalLock wan(API_TYPE_NETWORK, "wan", req->requester, rsp, NET_LOAD_FAILED);
-    if (!wan) {
-        Logger::print(LOG_TYPE_ERROR, NET_LOG, NET_NO_OBJECT, "wan");
-        return rsp;
-    }
-    {
-        FalTree interfaces(wan->get("interfaces"));
-        FalTree iface = networkFindInterface(interfaces.get(), id);
-        if (iface) {
-            rsp->data = iface->clone(nullptr);
-            rsp->status = FAL_OK;
-        } else {
-            Logger::print(LOG_TYPE_ERROR, NET_LOG, "No Wan interface found for id %d\n", id);
-        }
+    FalTree iface = copyWanInterface(rsp, req, id);
+    if (iface) {
+        rsp->data = iface.release();
+        rsp->status = FAL_OK;
+    } else if (rsp->status != FAL_DB_ERROR) {
+        Logger::print(LOG_TYPE_ERROR, NET_LOG, "No Wan interface found for id %d\n", id);
     }
     return rsp;
 }
@@ -299,13 +305,7 @@ _FAL_RSP_T* FalNetworkLdb::NetworkCheckInternet(_FAL_REQ_T* req)
         return rsp;
 
     FalTrace trace(NET_LOG, __func__, FAL_TRACE_NAME_EXIT_ONLY);
-    FalLock wan(API_TYPE_NETWORK, "wan", req->requester, rsp, NET_LOAD_FAILED);
-    if (!wan) {
-        Logger::print(LOG_TYPE_ERROR, NET_LOG, NET_NO_OBJECT, "wan");
-        return rsp;
-    }
-    FalTree interfaces(wan->get("interfaces"));
-    FalTree iface = networkFindInterface(interfaces.get(), id);
+    FalTree iface = copyWanInterface(rsp, req, id);
     if (iface) {
         rsp->data->set("ipv4", iface->get<bool>("ipv4.active"));
         rsp->data->set("ipv6", iface->get<bool>("ipv6.active"));
