@@ -101,7 +101,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceMacfilteringCreate(_FAL_REQ_T* req)
     const char* fn = "ServiceMacfilteringCreate";
     FalTrace trace(SVC_LOG, fn, FAL_TRACE_WORD_FIRST);
     // A null request is answered like one without a body, with data.
-    _FAL_RSP_T* rsp = newFalResponseLogged(SVC_LOG, apiType, falResponseId(apiType, FalMsg::ServiceMacfilteringCreate),
+    _FAL_RSP_T* rsp = newFalResponseLogged(SVC_LOG, API_TYPE_SERVICE, falResponseId(API_TYPE_SERVICE, FalMsg::ServiceMacfilteringCreate),
                                            true, SVC_NO_RESPONSE);
     if (!rsp)
         return nullptr;
@@ -175,7 +175,7 @@ _FAL_RSP_T* FalServiceLdb::ServicePortfilteringUpdate(_FAL_REQ_T* req)
 _FAL_RSP_T* FalServiceLdb::ServicePortfilteringPatch(_FAL_REQ_T* req)
 {
     if (!req || !req->body)
-        return falRefusal(apiType, FalMsg::ServicePortfilteringPatch);
+        return falRefusal(API_TYPE_SERVICE, FalMsg::ServicePortfilteringPatch);
     _FAL_RSP_T* rsp = serviceResponse(req, FalMsg::ServicePortfilteringPatch, false, NO_RESPONSE_PORT);
     if (!rsp)
         return nullptr;
@@ -199,7 +199,7 @@ _FAL_RSP_T* FalServiceLdb::ServicePortfilteringPatch(_FAL_REQ_T* req)
 _FAL_RSP_T* FalServiceLdb::ServicePortfilteringCreate(_FAL_REQ_T* req)
 {
     // A null request is answered like one without a body, with data.
-    _FAL_RSP_T* rsp = newFalResponseLogged(SVC_LOG, apiType, falResponseId(apiType, FalMsg::ServicePortfilteringCreate),
+    _FAL_RSP_T* rsp = newFalResponseLogged(SVC_LOG, API_TYPE_SERVICE, falResponseId(API_TYPE_SERVICE, FalMsg::ServicePortfilteringCreate),
                                            true, NO_RESPONSE_PORT);
     if (!rsp || serviceRefusesRequest(rsp, req, "Received invalid request"))
         return rsp;
@@ -257,7 +257,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceIpfilteringUpdate(_FAL_REQ_T* req)
 _FAL_RSP_T* FalServiceLdb::ServiceIpfilteringPatch(_FAL_REQ_T* req)
 {
     // Every outcome keeps the message from creation.
-    _FAL_RSP_T* rsp = newFalResponseLogged(SVC_LOG, apiType, falResponseId(apiType, FalMsg::ServiceIpfilteringPatch),
+    _FAL_RSP_T* rsp = newFalResponseLogged(SVC_LOG, API_TYPE_SERVICE, falResponseId(API_TYPE_SERVICE, FalMsg::ServiceIpfilteringPatch),
                                            false,
                                            "Cannot allocate memory for responding");
     if (!rsp)
@@ -298,7 +298,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceIpfilteringPatch(_FAL_REQ_T* req)
 _FAL_RSP_T* FalServiceLdb::ServiceIpfilteringCreate(_FAL_REQ_T* req)
 {
     FalTrace trace(SVC_LOG, "ServiceIpfilteringCreate", FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = newFalResponseLogged(SVC_LOG, apiType, falResponseId(apiType, FalMsg::ServiceIpfilteringCreate),
+    _FAL_RSP_T* rsp = newFalResponseLogged(SVC_LOG, API_TYPE_SERVICE, falResponseId(API_TYPE_SERVICE, FalMsg::ServiceIpfilteringCreate),
                                            true,
                                            SVC_NO_RESPONSE);
     if (!rsp || serviceRefusesRequest(rsp, req, "Received invalid response"))
@@ -406,7 +406,7 @@ _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringList(_FAL_REQ_T* req)
 _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringPatch(_FAL_REQ_T* req)
 {
     if (!req || !req->body)
-        return falRefusal(apiType, FalMsg::ServicePortIpFilteringPatch);
+        return falRefusal(API_TYPE_SERVICE, FalMsg::ServicePortIpFilteringPatch);
     _FAL_RSP_T* rsp = serviceResponse(req, FalMsg::ServicePortIpFilteringPatch, false, NO_RESPONSE_PORTIP);
     if (!rsp)
         return nullptr;
@@ -435,7 +435,7 @@ _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringPatch(_FAL_REQ_T* req)
 _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringCreate(_FAL_REQ_T* req)
 {
     if (!req || !req->body)
-        return falRefusal(apiType, FalMsg::ServicePortIpFilteringCreate);
+        return falRefusal(API_TYPE_SERVICE, FalMsg::ServicePortIpFilteringCreate);
     _FAL_RSP_T* rsp = serviceResponse(req, FalMsg::ServicePortIpFilteringCreate, false, NO_RESPONSE_PORTIP);
     if (!rsp)
         return nullptr;
@@ -464,7 +464,7 @@ _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringCreate(_FAL_REQ_T* req)
 _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringDeleteOne(_FAL_REQ_T* req)
 {
     if (!req)
-        return falRefusal(apiType, FalMsg::ServicePortIpFilteringDeleteOne);
+        return falRefusal(API_TYPE_SERVICE, FalMsg::ServicePortIpFilteringDeleteOne);
     _FAL_RSP_T* rsp = serviceResponse(req, FalMsg::ServicePortIpFilteringDeleteOne, false, NO_RESPONSE_PORTIP);
     if (!rsp)
         return nullptr;
@@ -490,7 +490,7 @@ _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringDeleteOne(_FAL_REQ_T* req)
 _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringDeleteAll(_FAL_REQ_T* req)
 {
     if (!req)
-        return falRefusal(apiType, FalMsg::ServicePortIpFilteringDeleteAll);
+        return falRefusal(API_TYPE_SERVICE, FalMsg::ServicePortIpFilteringDeleteAll);
     _FAL_RSP_T* rsp = serviceResponse(req, FalMsg::ServicePortIpFilteringDeleteAll, false, NO_RESPONSE_PORTIP);
     if (!rsp)
         return nullptr;
@@ -511,5 +511,5 @@ _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringDeleteAll(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServicePortIpfilteringActive(_FAL_REQ_T*)
 {
-    return falProbe(apiType, falResponseId(apiType, FalMsg::ServicePortIpfilteringActive), API_TYPE_SERVICE);
+    return falProbe(apiType, falResponseId(API_TYPE_SERVICE, FalMsg::ServicePortIpfilteringActive), API_TYPE_SERVICE);
 }

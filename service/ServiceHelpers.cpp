@@ -13,11 +13,12 @@ const char* const SVC_NO_OBJECT = "No object found in txt Repo!\n";
 const char* const SVC_NO_OBJECT_PLAIN = "No object found in txt repo\n";
 const char* const SVC_NULL_REQUEST = "Received NULL request or no request body in case it is needed\n";
 
-_FAL_RSP_T* serviceResponse(const _FAL_REQ_T* req, unsigned requestId, bool withData, const char* failLog)
+_FAL_RSP_T* serviceResponse(const _FAL_REQ_T* req, unsigned requestId, bool withData, const char* failLog,
+                            unsigned apiType)
 {
     if (!req)
         return nullptr;
-    return newFalResponseLogged(SVC_LOG, API_TYPE_SERVICE, falResponseId(API_TYPE_SERVICE, requestId), withData,
+    return newFalResponseLogged(SVC_LOG, apiType, falResponseId(API_TYPE_SERVICE, requestId), withData,
                                 failLog);
 }
 

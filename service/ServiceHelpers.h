@@ -30,7 +30,7 @@ extern const char* const SVC_NULL_REQUEST;       // "Received NULL request or no
 // The response of service operation `requestId` to the request: null for a null request; when it
 // cannot be made, logs `failLog` at type 3 and yields null.
 _FAL_RSP_T* serviceResponse(const _FAL_REQ_T* req, unsigned requestId, bool withData,
-                            const char* failLog = SVC_NO_RESPONSE);
+                            const char* failLog = SVC_NO_RESPONSE, unsigned apiType = API_TYPE_SERVICE);
 
 // Removes the response's data.
 void serviceDropData(_FAL_RSP_T* rsp);
@@ -64,12 +64,13 @@ struct SvcCycle {
     const char* failLog = SVC_NO_OBJECT;
     FAL_TRACE_T trace = FAL_TRACE_WORD_FIRST;
     const char* noResponseLog = SVC_NO_RESPONSE;
+    unsigned apiType = API_TYPE_SERVICE;  // of the response
 };
 template <class Work>
 _FAL_RSP_T* serviceCycle(const _FAL_REQ_T* req, const SvcCycle& how, Work work)
 {
     FalTrace trace(SVC_LOG, how.fn, how.fn ? how.trace : FAL_TRACE_NONE);
-    _FAL_RSP_T* rsp = serviceResponse(req, how.requestId, how.withData, how.noResponseLog);
+    _FAL_RSP_T* rsp = serviceResponse(req, how.requestId, how.withData, how.noResponseLog, how.apiType);
     if (!rsp || (how.needsBody && serviceLacksBody(rsp, req)))
         return rsp;
     FalLock lock(API_TYPE_SERVICE, how.key, req->requester);

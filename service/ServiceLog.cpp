@@ -43,6 +43,7 @@ std::string serviceLogFileName(time_t when)
 _FAL_RSP_T* FalServiceLdb::ServiceLogGet(_FAL_REQ_T* req)
 {
     SvcCycle how{nullptr, FalMsg::ServiceLogGet, "log", false, FAL_DB_ERROR, "cannot load database", true};
+    how.apiType = apiType;
     return serviceCycle(req, how, [&](_FAL_RSP_T* rsp, FalLock& lock) {
         serviceDropData(rsp);
         rsp->data = lock->clone(nullptr);
@@ -68,7 +69,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceLogChange(_FAL_REQ_T* req)
 _FAL_RSP_T* FalServiceLdb::ServiceLogSave(_FAL_REQ_T* req)
 {
     FalTrace trace(SVC_LOG, "ServiceLogSave", FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = serviceResponse(req, FalMsg::ServiceLogSave, false);
+    _FAL_RSP_T* rsp = serviceResponse(req, FalMsg::ServiceLogSave, false, SVC_NO_RESPONSE, apiType);
     if (!rsp)
         return nullptr;
     FalTree reply(new TreeMapObject(false));
@@ -88,7 +89,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceLogSave(_FAL_REQ_T* req)
 _FAL_RSP_T* FalServiceLdb::ServiceLogClear(_FAL_REQ_T*)
 {
     FalTrace trace(SVC_LOG, "ServiceLogClear", FAL_TRACE_WORD_FIRST);
-    return falProbe(apiType, falResponseId(apiType, FalMsg::ServiceLogClear), API_TYPE_SERVICE);
+    return falProbe(apiType, falResponseId(API_TYPE_SERVICE, FalMsg::ServiceLogClear), API_TYPE_SERVICE);
 }
 
 // ---- Diagnostics ------------------------------------------------------------------------------
@@ -96,6 +97,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceLogClear(_FAL_REQ_T*)
 _FAL_RSP_T* FalServiceLdb::ServiceDiagnosticsPing(_FAL_REQ_T* req)
 {
     SvcCycle how{nullptr, FalMsg::ServiceDiagnosticsPing, "diagnostics", true, FAL_DB_ERROR, "failed to load database"};
+    how.apiType = apiType;
     return serviceCycle(req, how, [&](_FAL_RSP_T* rsp, FalLock& lock) {
         FalTree ping(lock->get("ping"));
         if (!ping) {

@@ -105,7 +105,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceWolDeleteAll(_FAL_REQ_T* req)
 _FAL_RSP_T* FalServiceLdb::ServiceWolWakeon(_FAL_REQ_T*)
 {
     FalTrace trace(SVC_LOG, "ServiceWolWakeon", FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = newFalResponseLogged(SVC_LOG, apiType, falResponseId(apiType, FalMsg::ServiceWolWakeon), false,
+    _FAL_RSP_T* rsp = newFalResponseLogged(SVC_LOG, API_TYPE_SERVICE, falResponseId(API_TYPE_SERVICE, FalMsg::ServiceWolWakeon), false,
                                            SVC_NO_RESPONSE);
     if (!rsp)
         return nullptr;
@@ -243,7 +243,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceReservedipCreate(_FAL_REQ_T* req)
 {
     FalTrace trace(SVC_LOG, "ServiceReservedipCreate", FAL_TRACE_WORD_FIRST);
     if (!req || !req->body)
-        return falRefusal(apiType, FalMsg::ServiceReservedipCreate);
+        return falRefusal(API_TYPE_SERVICE, FalMsg::ServiceReservedipCreate);
     _FAL_RSP_T* rsp = serviceResponse(req, FalMsg::ServiceReservedipCreate, false);
     if (!rsp)
         return nullptr;

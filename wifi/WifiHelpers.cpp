@@ -25,7 +25,7 @@ bool wifiOpen(_FAL_RSP_T*& rsp, unsigned apiType, bool withData, const _FAL_REQ_
     rsp = nullptr;
     if (!req)
         return false;
-    rsp = falNewResponse(apiType, req->msgId, withData);
+    rsp = newFalResponse(apiType, falResponseId(API_TYPE_WIFI, req->msgId), withData);
     return wifiHasParams(rsp, req, params) && (!needsBody || wifiNeedsBody(rsp, req));
 }
 

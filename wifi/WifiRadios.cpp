@@ -108,7 +108,7 @@ _FAL_RSP_T* FalWifiLdb::WifiInterfaceGet(_FAL_REQ_T* req)
     FalTrace trace(WIFI_LOG, __func__, FAL_TRACE_NAME_ENTRY_ONLY);
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = falNewResponse(apiType, req->msgId, true);
+    _FAL_RSP_T* rsp = newFalResponse(apiType, falResponseId(API_TYPE_WIFI, req->msgId), true);
     FalLock interfaces(apiType, "interfaces", req->requester, rsp, WIFI_LOAD_FAILED);
     if (interfaces) {
         rsp->data->set("interfaces", interfaces.get());

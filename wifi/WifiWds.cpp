@@ -27,7 +27,7 @@ bool openWds(FalWifiLdb& wifi, _FAL_REQ_T* req, WdsNeeds needs, bool withData, _
         Logger::print(LOG_TYPE_ERROR, WIFI_LOG, "Error received null request\n");
         return false;
     }
-    rsp = falNewResponse(wifi.apiType, req->msgId, withData);
+    rsp = newFalResponse(wifi.apiType, falResponseId(API_TYPE_WIFI, req->msgId), withData);
     std::unique_ptr<char[]> id(BE_PairVal2(req->params, "@interfaceId"));
     if (!id) {
         falAnswer(rsp, FAL_BAD_REQUEST, "Wrong URI");

@@ -18,7 +18,7 @@ _FAL_RSP_T* readObject(FalWifiLdb& wifi, _FAL_REQ_T* req, const char* key)
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = falNewResponse(wifi.apiType, req->msgId, false);
+    _FAL_RSP_T* rsp = newFalResponse(wifi.apiType, falResponseId(API_TYPE_WIFI, req->msgId), false);
     FalLock object(wifi.apiType, key, req->requester, rsp, WIFI_LOAD_FAILED);
     if (object)
         rsp->data = object->clone(nullptr);
@@ -46,7 +46,7 @@ _FAL_RSP_T* answerOk(FalWifiLdb& wifi, _FAL_REQ_T* req, const char* pin = nullpt
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = falNewResponse(wifi.apiType, req->msgId, pin != nullptr);
+    _FAL_RSP_T* rsp = newFalResponse(wifi.apiType, falResponseId(API_TYPE_WIFI, req->msgId), pin != nullptr);
     if (pin)
         rsp->data->set("pin", pin);
     falAnswer(rsp, FAL_OK, "");
@@ -70,7 +70,7 @@ _FAL_RSP_T* FalWifiLdb::WifiWpsActivate(_FAL_REQ_T* req)
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = falNewResponse(apiType, req->msgId, true);
+    _FAL_RSP_T* rsp = newFalResponse(apiType, falResponseId(API_TYPE_WIFI, req->msgId), true);
     rsp->data->set("retryAfter[1]", 60);
     rsp->data->set("retryAfter[2]", 40);
     rsp->data->set("retryAfter[3]", 20);
