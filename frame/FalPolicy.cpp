@@ -27,7 +27,13 @@ const FalPolicy kSecurity[] = {
     {nullptr, 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_NONE, nullptr},
 };
 const FalPolicy kService[] = {
-    {nullptr, 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_NONE, nullptr},
+    {"ServicePortfilteringPatch", 0, "", FAL_BODY_NONE, FAL_BAD_REQUEST, "Received invalid request", FAL_GENERIC_NONE, nullptr},
+    {"ServiceLogSave", 111, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_NONE, nullptr},
+    {"ServiceReservedipCreate", 0, "", FAL_BODY_NONE, FAL_BAD_REQUEST, "Invalid request", FAL_GENERIC_NONE, nullptr},
+    {"ServicePortIpFilteringPatch", 0, "", FAL_BODY_NONE, FAL_BAD_REQUEST, "Null request received", FAL_GENERIC_NONE, nullptr},
+    {"ServicePortIpFilteringCreate", 0, "", FAL_BODY_NONE, FAL_BAD_REQUEST, "Null request received", FAL_GENERIC_NONE, nullptr},
+    {"ServicePortIpFilteringDeleteOne", 0, "", FAL_BODY_NONE, FAL_BAD_REQUEST, "Null request received", FAL_GENERIC_NONE, nullptr},
+    {"ServicePortIpFilteringDeleteAll", 0, "", FAL_BODY_NONE, FAL_BAD_REQUEST, "Null request received", FAL_GENERIC_NONE, nullptr},
 };
 const FalPolicy kMediashare[] = {
     {nullptr, 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_NONE, nullptr},

@@ -4,13 +4,14 @@
 
 namespace {
 
-// A copy of the member `member` of "mta"; 8 "Cannot load network database" when "mta" cannot be
+// A copy of the member `member` of "mta", traced as `fn`; 8 "Cannot load network database" when "mta" cannot be
 // locked or lacks the member.
-_FAL_RSP_T* mtaMemberGet(_FAL_REQ_T* req, const char* member, unsigned msgId)
+_FAL_RSP_T* mtaMemberGet(_FAL_REQ_T* req, const char* fn, const char* member, unsigned requestId)
 {
+    FalTrace trace(NET_LOG, fn);
     if (networkNullRequest(req))
         return nullptr;
-    _FAL_RSP_T* rsp = networkResponse(msgId, false);
+    _FAL_RSP_T* rsp = networkResponse(requestId, false);
     if (!rsp)
         return nullptr;
     FalLock mta(API_TYPE_NETWORK, "mta", req->requester);
@@ -32,87 +33,74 @@ _FAL_RSP_T* mtaMemberGet(_FAL_REQ_T* req, const char* member, unsigned msgId)
 
 _FAL_RSP_T* FalNetworkLdb::NetworkDocsisGet(_FAL_REQ_T* req)
 {
-    FalTrace trace(NET_LOG, "NetworkDocsisGet");
-    return networkObjectGet(req, "docsis");
+    return networkObjectGet(req, __func__, "docsis");
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkDocsisChannelGet(_FAL_REQ_T* req)
 {
-    FalTrace trace(NET_LOG, "NetworkDocsisChannelGet");
-    return networkObjectGet(req, "channel");
+    return networkObjectGet(req, __func__, "channel");
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkDocsisInitialProcedureGet(_FAL_REQ_T* req)
 {
-    FalTrace trace(NET_LOG, "NetworkDocsisInitialProcedureGet");
+    FalTrace trace(NET_LOG, __func__);
     if (req)
-        Logger::print(LOG_TYPE_PROGRESS, NET_LOG, "[DOCSIS]%s %d\n", "NetworkDocsisInitialProcedureGet", 1978);
-    return networkObjectGet(req, "procedure");
+        Logger::print(LOG_TYPE_PROGRESS, NET_LOG, "[DOCSIS]%s %d\n", __func__, 1978);
+    return networkObjectGet(req, nullptr, "procedure");
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkDocsisInitialFrequencyGet(_FAL_REQ_T* req)
 {
-    FalTrace trace(NET_LOG, "NetworkDocsisInitialFrequencyGet");
-    return networkObjectGet(req, "initialFrequency");
+    return networkObjectGet(req, __func__, "initialFrequency");
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkDocsisUsChannelidGet(_FAL_REQ_T* req)
 {
-    FalTrace trace(NET_LOG, "NetworkDocsisUsChannelidGet");
-    return networkObjectGet(req, "usChannel");
+    return networkObjectGet(req, __func__, "usChannel");
 }
 
 // The two setters store nothing: they answer with the modem's state, whatever the body holds.
 _FAL_RSP_T* FalNetworkLdb::NetworkDocsisInitialFrequencySet(_FAL_REQ_T* req)
 {
-    FalTrace trace(NET_LOG, "NetworkDocsisInitialFrequencySet");
-    return networkObjectGet(req, "docsis");
+    return networkObjectGet(req, __func__, "docsis");
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkDocsisUsChannelidSet(_FAL_REQ_T* req)
 {
-    FalTrace trace(NET_LOG, "NetworkDocsisUsChannelidSet");
-    return networkObjectGet(req, "docsis");
+    return networkObjectGet(req, __func__, "docsis");
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkDocsisMtaGet(_FAL_REQ_T* req)
 {
-    FalTrace trace(NET_LOG, "NetworkDocsisMtaGet");
-    return mtaMemberGet(req, "info", 63);
+    return mtaMemberGet(req, __func__, "info", FalMsg::NetworkDocsisMtaGet);
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkDocsisMtaLineGet(_FAL_REQ_T* req)
 {
-    FalTrace trace(NET_LOG, "NetworkDocsisMtaLineGet");
-    return mtaMemberGet(req, "line", req ? req->msgId + 1 : 0);
+    return mtaMemberGet(req, __func__, "line", FalMsg::NetworkDocsisMtaLineGet);
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkDocsisMtaProcedureGet(_FAL_REQ_T* req)
 {
-    FalTrace trace(NET_LOG, "NetworkDocsisMtaProcedureGet");
-    return mtaMemberGet(req, "procedure", req ? req->msgId + 1 : 0);
+    return mtaMemberGet(req, __func__, "procedure", FalMsg::NetworkDocsisMtaProcedureGet);
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkDocsisMtaVqmGetList(_FAL_REQ_T* req)
 {
-    FalTrace trace(NET_LOG, "NetworkDocsisMtaVqmGetList");
-    return mtaMemberGet(req, "vqmList", 77);
+    return mtaMemberGet(req, __func__, "vqmList", FalMsg::NetworkDocsisMtaVqmGetList);
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkDocsisMtaConfigurationFile(_FAL_REQ_T* req)
 {
-    FalTrace trace(NET_LOG, "NetworkDocsisMtaConfigurationFile");
-    return mtaMemberGet(req, "configFile", 81);
+    return mtaMemberGet(req, __func__, "configFile", FalMsg::NetworkDocsisMtaConfigurationFile);
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkDocsisMtaEnterpriseMibs(_FAL_REQ_T* req)
 {
-    FalTrace trace(NET_LOG, "NetworkDocsisMtaEnterpriseMibs");
-    return mtaMemberGet(req, "enterpriseMib", 83);
+    return mtaMemberGet(req, __func__, "enterpriseMib", FalMsg::NetworkDocsisMtaEnterpriseMibs);
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkDocsisMtaLoopdiagTest(_FAL_REQ_T* req)
 {
-    FalTrace trace(NET_LOG, "NetworkDocsisMtaLoopdiagTest");
-    return mtaMemberGet(req, "loogDiag", 85);
+    return mtaMemberGet(req, __func__, "loogDiag", FalMsg::NetworkDocsisMtaLoopdiagTest);
 }

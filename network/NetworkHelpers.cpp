@@ -12,6 +12,7 @@ const char* const NET_LOAD_FAILED = "Cannot load network database";
 const char* const NET_NO_MEMORY = "Cannot create response due to some memory issue\n";
 const char* const NET_KEY_LOAD_FAILED = "Cannot load db object for key %s\n";
 const char* const NET_LOCAL_LOAD_FAILED = "Cannot load local database due to some unexpected error\n";
+const char* const NET_NO_OBJECT = "No object found in repo for key %s\n";
 
 bool networkNullRequest(const _FAL_REQ_T* req)
 {
@@ -29,32 +30,17 @@ bool networkWrongRequest(const _FAL_REQ_T* req)
     return true;
 }
 
-_FAL_RSP_T* networkResponse(unsigned msgId, bool withData, const char* failLog, unsigned apiType)
+_FAL_RSP_T* networkResponse(unsigned requestId, bool withData, const char* failLog, unsigned apiType)
 {
-    return newFalResponseLogged(NET_LOG, apiType, msgId, withData, failLog);
+    return newFalResponseLogged(NET_LOG, apiType, falResponseId(API_TYPE_NETWORK, requestId), withData, failLog);
 }
 
-_FAL_RSP_T* networkChangeResponse(const _FAL_REQ_T* req)
+_FAL_RSP_T* networkObjectGet(const _FAL_REQ_T* req, const char* fn, const char* key)
 {
-    if (networkWrongRequest(req))
-        return nullptr;
-    _FAL_RSP_T* rsp = networkResponse(req->msgId + 1, false);
-    if (rsp)
-        rsp->status = FAL_FAILED;
-    return rsp;
-}
-
-// The family's object read.
-static _FAL_RSP_T* getDbObjectResponse(unsigned apiType, unsigned msgId, const char* key, const char* requester)
-{
-    return falDbObjectResponse(FAL_FORM_NETWORK, apiType, msgId, key, requester);
-}
-
-_FAL_RSP_T* networkObjectGet(const _FAL_REQ_T* req, const char* key)
-{
+    FalTrace trace(NET_LOG, fn, fn ? FAL_TRACE_NAME_FIRST : FAL_TRACE_NONE);
     if (networkNullRequest(req))
         return nullptr;
-    return getDbObjectResponse(API_TYPE_NETWORK, req->msgId, key, req->requester);
+    return falDbObjectResponse(FAL_FORM_NETWORK, API_TYPE_NETWORK, req->msgId, key, req->requester);
 }
 
 
@@ -69,16 +55,6 @@ bool networkInterfaceId(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, int& id)
     return true;
 }
 
-
-FalLock networkLockOrFail(_FAL_RSP_T* rsp, const char* key, const char* requester, const char* failLog)
-{
-    FalLock object(API_TYPE_NETWORK, key, requester);
-    if (!object) {
-        Logger::print(LOG_TYPE_ERROR, NET_LOG, failLog, key);
-        falAnswer(rsp, FAL_DB_ERROR, NET_LOAD_FAILED);
-    }
-    return object;
-}
 
 FalTree networkFindInterface(TreeMapObject* interfaces, int id)
 {

@@ -10,8 +10,9 @@
 namespace {
 
 // The IPv4 settings a LAN change copies, in this order.
-const std::vector<const char*> kLanIpv4Paths = {"ipv4.ipAddress",    "ipv4.subnet",   "ipv4.dhcp.active",
-                                                "ipv4.dhcp.startIP", "ipv4.dhcp.endIP", "ipv4.dhcp.leaseTime"};
+const std::initializer_list<const char*> kLanIpv4Paths = {"ipv4.ipAddress",    "ipv4.subnet",
+                                                          "ipv4.dhcp.active",  "ipv4.dhcp.startIP",
+                                                          "ipv4.dhcp.endIP",   "ipv4.dhcp.leaseTime"};
 
 // Whether a new LAN address gives the three leading parts the move needs.
 bool usableNetwork(const char* address, const std::vector<std::string>& parts)
@@ -71,56 +72,10 @@ void moveServiceAddresses(const std::vector<std::string>& lan, const char* reque
     }
 }
 
-}  // namespace
-
-_FAL_RSP_T* FalNetworkLdb::NetworkLanGet(_FAL_REQ_T* req)
+// The IPv6 change of the LAN: without a mode its settings are cleared, otherwise the body's mode,
+// address, DHCPv6 and prefix delegation are stored.
+bool changeIpv6(_FAL_RSP_T*, TreeMapObject* lan, TreeMapObject* body, int)
 {
-    FalTrace trace(NET_LOG, "NetworkLanGet");
-    return networkObjectGet(req, "lan");
-}
-
-_FAL_RSP_T* FalNetworkLdb::NetworkLanUpdate(_FAL_REQ_T* req)
-{
-    FalTrace trace(NET_LOG, "NetworkLanUpdate");
-    _FAL_RSP_T* rsp = networkChangeResponse(req);
-    if (!rsp)
-        return nullptr;
-
-    FalLock lan = networkLockOrFail(rsp, "lan", req->requester, NET_KEY_LOAD_FAILED);
-    if (!lan)
-        return rsp;
-    bool moveAddresses = false;
-    std::vector<std::string> newNetwork;
-    FalTree ipv4(req->body->get("ipv4"));
-    if (ipv4) {
-        networkCopyPresent(lan.get(), "", req->body, "", kLanIpv4Paths);
-        const char* address = ipv4->get<const char*>("ipAddress");
-        if (address)
-            newNetwork = BE_StrSplit(address, '.');
-        moveAddresses = usableNetwork(address, newNetwork);
-    }
-    FalTree ipv6(req->body->get("ipv6"));
-    if (ipv6)
-        lan->set("ipv6", ipv6.get());
-    if (lan.save())
-        rsp->status = FAL_OK;
-
-    if (moveAddresses)
-        moveServiceAddresses(newNetwork, req->requester);
-    return rsp;
-}
-
-_FAL_RSP_T* FalNetworkLdb::NetworkLanIpv6Update(_FAL_REQ_T* req)
-{
-    FalTrace trace(NET_LOG, "NetworkLanIpv6Update");
-    _FAL_RSP_T* rsp = networkChangeResponse(req);
-    if (!rsp)
-        return nullptr;
-
-    FalLock lan = networkLockOrFail(rsp, "lan", req->requester, NET_LOCAL_LOAD_FAILED);
-    if (!lan)
-        return rsp;
-    TreeMapObject* body = req->body;
     FalTree mode(body->get("mode"));
     if (!mode) {
         // No mode: the LAN IPv6 settings are cleared.
@@ -138,13 +93,51 @@ _FAL_RSP_T* FalNetworkLdb::NetworkLanIpv6Update(_FAL_REQ_T* req)
             networkCopyPresent(ipv6.get(), "pd.", body, "pd.", {"prefix", "prefixLength"});
         }
     }
-    if (lan.save())
-        rsp->status = FAL_OK;
+    return true;
+}
+
+}  // namespace
+
+_FAL_RSP_T* FalNetworkLdb::NetworkLanGet(_FAL_REQ_T* req)
+{
+    return networkObjectGet(req, __func__, "lan");
+}
+
+_FAL_RSP_T* FalNetworkLdb::NetworkLanUpdate(_FAL_REQ_T* req)
+{
+    FalTrace trace(NET_LOG, __func__);
+    bool moveAddresses = false;
+    std::vector<std::string> newNetwork;
+    auto change = [&](_FAL_RSP_T*, TreeMapObject* lan, TreeMapObject* body, int) {
+        FalTree ipv4(body->get("ipv4"));
+        if (ipv4) {
+            copyPresent(lan, body, kLanIpv4Paths);
+            const char* address = ipv4->get<const char*>("ipAddress");
+            if (address)
+                newNetwork = BE_StrSplit(address, '.');
+            moveAddresses = usableNetwork(address, newNetwork);
+        }
+        FalTree ipv6(body->get("ipv6"));
+        if (ipv6)
+            lan->set("ipv6", ipv6.get());
+        return true;
+    };
+    _FAL_RSP_T* rsp = networkChange(req, nullptr, "lan", NET_KEY_LOAD_FAILED, false, change);
+    // Once the LAN is released; a save failure does not hold the move back.
+    if (moveAddresses)
+        moveServiceAddresses(newNetwork, req->requester);
     return rsp;
+}
+
+_FAL_RSP_T* FalNetworkLdb::NetworkLanIpv6Update(_FAL_REQ_T* req)
+{
+    return networkChange(req, __func__, "lan", NET_LOCAL_LOAD_FAILED, false, changeIpv6);
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkLanIpv6RestoreDefault(_FAL_REQ_T* req)
 {
-    FalTrace trace(NET_LOG, "NetworkLanIpv6RestoreDefault");
-    return req ? falProbe(API_TYPE_NETWORK, 15, API_TYPE_NETWORK) : nullptr;
+    FalTrace trace(NET_LOG, __func__);
+    return req ? falProbe(API_TYPE_NETWORK, falResponseId(API_TYPE_NETWORK, FalMsg::NetworkLanIpv6RestoreDefault),
+                          API_TYPE_NETWORK)
+               : nullptr;
 }

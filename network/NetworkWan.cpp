@@ -33,14 +33,14 @@ bool isTunnel(const std::string& type)
 // "bridge".
 bool applyInterfaceMembers(TreeMapObject* iface, TreeMapObject* body)
 {
-    networkCopyPresent(iface, "", body, "", {"name", "active", "linkType"});
+    copyPresent(iface, body, {"name", "active", "linkType"});
     bool reboot = false;
     FalTree switchMode(body->get("switchMode"));
     if (switchMode) {
         reboot = sameText(iface->get<const char*>("switchMode"), "bridge");
         iface->set("switchMode", switchMode.get());
     }
-    networkCopyPresent(iface, "", body, "", {"connectionType"});
+    copyPresent(iface, body, {"connectionType"});
     FalTree ipv4(iface->get("ipv4"));
     if (ipv4 && ipv4->isObject())
         networkCopyPresent(ipv4.get(), "", body, "ipv4.", kWanIpv4Members);
@@ -74,7 +74,7 @@ void applyLinkSettings(TreeMapObject* iface, TreeMapObject* body)
     else if (vpn)
         iface->set("vpn", vpn.get());
 
-    networkCopyPresent(iface, "", body, "", {"vlan"});
+    copyPresent(iface, body, {"vlan"});
 
     FalTree atm(body->get("atm"));
     if (!sameText(body->get<const char*>("linkType"), "adsl"))
@@ -115,49 +115,58 @@ void adviseReboot(TreeMapObject* data, bool reboot)
     }
 }
 
-// Sets "connectivity" of the first interface with the request's id.
-_FAL_RSP_T* setConnectivity(_FAL_REQ_T* req, const char* connectivity)
+// The WAN interface numbered `id`; when there is none, answers 9 "No interface information found".
+FalTree wanInterface(_FAL_RSP_T* rsp, TreeMapObject* wan, int id)
 {
-    _FAL_RSP_T* rsp = networkChangeResponse(req);
-    if (!rsp)
-        return nullptr;
-    int id = 0;
-    if (!networkInterfaceId(rsp, req, id))
-        return rsp;
-
-    FalLock wan = networkLockOrFail(rsp, "wan", req->requester, NET_KEY_LOAD_FAILED);
-    if (!wan)
-        return rsp;
     FalTree interfaces(wan->get("interfaces"));
-    if (!interfaces)
-        Logger::print(LOG_TYPE_ERROR, NET_LOG, "No WAN interfaces found\n");
     FalTree iface = networkFindInterface(interfaces.get(), id);
-    if (iface) {
-        iface->set("connectivity", connectivity);
-        if (wan.save())
-            rsp->status = FAL_OK;
-    } else {
+    if (!iface)
         falAnswer(rsp, FAL_NOT_FOUND, "No interface information found");
+    return iface;
+}
+
+// A copy of the WAN interface numbered `id`, or null; when "wan" cannot be locked, after logging
+// and answering 8 "Cannot load network database".
+FalTree copyWanInterface(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, int id)
+{
+    FalLock wan(API_TYPE_NETWORK, "wan", req->requester, rsp, NET_LOAD_FAILED);
+    if (!wan) {
+        Logger::print(LOG_TYPE_ERROR, NET_LOG, NET_NO_OBJECT, "wan");
+        return nullptr;
     }
-    iface.reset();
-    interfaces.reset();
-    return rsp;
+    FalTree interfaces(wan->get("interfaces"));
+    FalTree iface = networkFindInterface(interfaces.get(), id);
+    return FalTree(iface ? iface->clone(nullptr) : nullptr);
+}
+
+// Sets "connectivity" of the first interface with the request's id.
+_FAL_RSP_T* setConnectivity(_FAL_REQ_T* req, const char* fn, const char* connectivity)
+{
+    return networkChange(req, fn, "wan", NET_KEY_LOAD_FAILED, true,
+                         [&](_FAL_RSP_T* rsp, TreeMapObject* wan, TreeMapObject*, int id) {
+                             FalTree interfaces(wan->get("interfaces"));
+                             if (!interfaces)
+                                 Logger::print(LOG_TYPE_ERROR, NET_LOG, "No WAN interfaces found\n");
+                             FalTree iface = wanInterface(rsp, wan, id);
+                             if (iface)
+                                 iface->set("connectivity", connectivity);
+                             return iface != nullptr;
+                         });
 }
 
 }  // namespace
 
 _FAL_RSP_T* FalNetworkLdb::NetworkWanGet(_FAL_REQ_T* req)
 {
-    FalTrace trace(NET_LOG, "NetworkWanGet");
-    return networkObjectGet(req, "wan");
+    return networkObjectGet(req, __func__, "wan");
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkWanGetOne(_FAL_REQ_T* req)
 {
-    FalTrace trace(NET_LOG, "NetworkWanGetOne");
+    FalTrace trace(NET_LOG, __func__);
     if (networkNullRequest(req))
         return nullptr;
-    _FAL_RSP_T* rsp = networkResponse(req->msgId + 1, false);
+    _FAL_RSP_T* rsp = networkResponse(req->msgId, false);
     if (!rsp)
         return nullptr;
     rsp->status = FAL_FAILED;
@@ -165,50 +174,31 @@ _FAL_RSP_T* FalNetworkLdb::NetworkWanGetOne(_FAL_REQ_T* req)
     if (!networkInterfaceId(rsp, req, id))
         return rsp;
 
-    FalLock wan = networkLockOrFail(rsp, "wan", req->requester, "No object found in repo for key %s\n");
-    if (!wan)
-        return rsp;
-    {
-        FalTree interfaces(wan->get("interfaces"));
-        FalTree iface = networkFindInterface(interfaces.get(), id);
-        if (iface) {
-            rsp->data = iface->clone(nullptr);
-            rsp->status = FAL_OK;
-        } else {
-            Logger::print(LOG_TYPE_ERROR, NET_LOG, "No Wan interface found for id %d\n", id);
-        }
+    FalTree iface = copyWanInterface(rsp, req, id);
+    if (iface) {
+        rsp->data = iface.release();
+        rsp->status = FAL_OK;
+    } else if (rsp->status != FAL_DB_ERROR) {
+        Logger::print(LOG_TYPE_ERROR, NET_LOG, "No Wan interface found for id %d\n", id);
     }
     return rsp;
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkWanChange(_FAL_REQ_T* req)
 {
-    FalTrace trace(NET_LOG, "NetworkWanChange");
-    _FAL_RSP_T* rsp = networkChangeResponse(req);
-    if (!rsp)
-        return nullptr;
-    int id = 0;
-    if (!networkInterfaceId(rsp, req, id))
+    bool reboot = false;
+    auto change = [&](_FAL_RSP_T* rsp, TreeMapObject* wan, TreeMapObject* body, int id) {
+        FalTree iface = wanInterface(rsp, wan, id);
+        if (!iface)
+            return false;
+        reboot = applyInterfaceMembers(iface.get(), body);
+        applyLinkSettings(iface.get(), body);
+        rsp->data = interfaceSummary(iface.get());
+        return true;
+    };
+    _FAL_RSP_T* rsp = networkChange(req, __func__, "wan", NET_KEY_LOAD_FAILED, true, change);
+    if (!rsp || !rsp->data)
         return rsp;
-
-    FalLock wan = networkLockOrFail(rsp, "wan", req->requester, NET_KEY_LOAD_FAILED);
-    if (!wan)
-        return rsp;
-    FalTree interfaces(wan->get("interfaces"));
-    FalTree iface = networkFindInterface(interfaces.get(), id);
-    if (!iface) {
-        interfaces.reset();
-        falAnswer(rsp, FAL_NOT_FOUND, "No interface information found");
-        return rsp;
-    }
-    bool reboot = applyInterfaceMembers(iface.get(), req->body);
-    applyLinkSettings(iface.get(), req->body);
-    rsp->data = interfaceSummary(iface.get());
-    if (wan.save())
-        rsp->status = FAL_OK;
-    iface.reset();
-    interfaces.reset();
-
     for (const char* hidden : kHiddenInAnswer)
         rsp->data->del(hidden);
     if (sameText(req->body->get<const char*>("switchMode"), "bridge"))
@@ -219,10 +209,10 @@ _FAL_RSP_T* FalNetworkLdb::NetworkWanChange(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalNetworkLdb::NetworkWanIpv6Change(_FAL_REQ_T* req)
 {
-    FalTrace trace(NET_LOG, "NetworkWanIpv6Change");
+    FalTrace trace(NET_LOG, __func__);
     if (networkWrongRequest(req))
         return nullptr;
-    _FAL_RSP_T* rsp = networkResponse(req->msgId + 1, false);
+    _FAL_RSP_T* rsp = networkResponse(req->msgId, false);
     if (!rsp)
         return nullptr;
     int id = 0;
@@ -241,42 +231,34 @@ _FAL_RSP_T* FalNetworkLdb::NetworkWanIpv6Change(_FAL_REQ_T* req)
         falAnswer(rsp, FAL_DB_ERROR, NET_LOAD_FAILED);
         return rsp;
     }
-    FalTree iface = networkFindInterface(interfaces.get(), id);
-    if (!iface) {
-        interfaces.reset();
-        falAnswer(rsp, FAL_NOT_FOUND, "No interface information found");
+    FalTree iface = wanInterface(rsp, wan.get(), id);
+    if (!iface)
         return rsp;
-    }
     // The IPv6 members are read from the top level of the body.
     FalTree ipv6(iface->get("ipv6"));
     if (ipv6 && ipv6->isObject())
         networkCopyPresent(ipv6.get(), "", req->body, "", kWanIpv6Members);
     if (wan.save())
         rsp->status = FAL_OK;
-    ipv6.reset();
-    iface.reset();
-    interfaces.reset();
     return rsp;
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkWanConnect(_FAL_REQ_T* req)
 {
-    FalTrace trace(NET_LOG, "NetworkWanConnect");
-    return setConnectivity(req, "connected");
+    return setConnectivity(req, __func__, "connected");
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkWanDisconnect(_FAL_REQ_T* req)
 {
-    FalTrace trace(NET_LOG, "NetworkWanDisconnect");
-    return setConnectivity(req, "disconnected");
+    return setConnectivity(req, __func__, "disconnected");
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkSwitchmodeBridge(_FAL_REQ_T* req)
 {
-    FalTrace trace(NET_LOG, "NetworkSwitchmodeBridge");
+    FalTrace trace(NET_LOG, __func__);
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = networkResponse(req->msgId + 1, false);
+    _FAL_RSP_T* rsp = networkResponse(req->msgId, false);
     if (!rsp)
         return nullptr;
     rsp->status = FAL_FAILED;
@@ -314,7 +296,7 @@ _FAL_RSP_T* FalNetworkLdb::NetworkCheckInternet(_FAL_REQ_T* req)
     // request without an interface id leaves without it).
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = networkResponse(27, true);
+    _FAL_RSP_T* rsp = networkResponse(FalMsg::NetworkCheckInternet, true);
     if (!rsp)
         return nullptr;
     rsp->status = FAL_FAILED;
@@ -322,28 +304,22 @@ _FAL_RSP_T* FalNetworkLdb::NetworkCheckInternet(_FAL_REQ_T* req)
     if (!networkInterfaceId(rsp, req, id))
         return rsp;
 
-    FalLock wan = networkLockOrFail(rsp, "wan", req->requester, "No object found in repo for key %s\n");
-    if (wan) {
-        FalTree interfaces(wan->get("interfaces"));
-        FalTree iface = networkFindInterface(interfaces.get(), id);
-        if (iface) {
-            rsp->data->set("ipv4", iface->get<bool>("ipv4.active"));
-            rsp->data->set("ipv6", iface->get<bool>("ipv6.active"));
-            rsp->status = FAL_OK;
-        }
-        iface.reset();
-        interfaces.reset();
+    FalTrace trace(NET_LOG, __func__, FAL_TRACE_NAME_EXIT_ONLY);
+    FalTree iface = copyWanInterface(rsp, req, id);
+    if (iface) {
+        rsp->data->set("ipv4", iface->get<bool>("ipv4.active"));
+        rsp->data->set("ipv6", iface->get<bool>("ipv6.active"));
+        rsp->status = FAL_OK;
     }
-    Logger::print(LOG_TYPE_TRACE, NET_LOG, "%s Exit\n", "NetworkCheckInternet");
     return rsp;
 }
 
 _FAL_RSP_T* FalNetworkLdb::NetworkLinkAuto(_FAL_REQ_T* req)
 {
-    FalTrace trace(NET_LOG, "NetworkLinkAuto");
+    FalTrace trace(NET_LOG, __func__);
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = networkResponse(req->msgId + 1, true);
+    _FAL_RSP_T* rsp = networkResponse(req->msgId, true);
     if (rsp && !rsp->data) {
         Logger::print(LOG_TYPE_ERROR, NET_LOG, "%s", NET_NO_MEMORY);
         freeFalResponse(rsp);
@@ -386,6 +362,8 @@ _FAL_RSP_T* FalNetworkLdb::NetworkLinkAuto(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalNetworkLdb::NetworkWanConnectionTypeDetect(_FAL_REQ_T* req)
 {
-    FalTrace trace(NET_LOG, "NetworkWanConnectionTypeDetect");
-    return req ? falProbe(API_TYPE_NETWORK, 93, API_TYPE_NETWORK) : nullptr;
+    FalTrace trace(NET_LOG, __func__);
+    return req ? falProbe(API_TYPE_NETWORK, falResponseId(API_TYPE_NETWORK, FalMsg::NetworkWanConnectionTypeDetect),
+                          API_TYPE_NETWORK)
+               : nullptr;
 }

@@ -14,30 +14,25 @@ const char* const IP_DEPENDENCIES = "Failed to update dependencies database\n";
 const char* const PORTIP_DEPENDENCIES = "Failed to update dependencies database for connected device\n";
 
 // Touch and save: the body is not applied. With handOver, the object is the response's data.
-_FAL_RSP_T* touchAndSave(_FAL_REQ_T* req, const char* fn, const char* key, unsigned msgId, bool handOver,
+_FAL_RSP_T* touchAndSave(_FAL_REQ_T* req, const char* fn, const char* key, unsigned requestId, bool handOver,
                          FAL_STATUS_T failStatus, const char* failMessage)
 {
-    FalTrace trace(SVC_LOG, fn, FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, msgId, false);
-    if (!rsp)
-        return nullptr;
-    FalLock lock(API_TYPE_SERVICE, key, req->requester);
-    serviceLockOrAnswer(lock, rsp, failStatus, failMessage);
-    if (!lock)
-        return rsp;
-    falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
-    if (handOver)
-        rsp->data = lock->clone(nullptr);
-    return rsp;
+    SvcCycle how{fn, requestId, key, false, failStatus, failMessage};
+    return serviceCycle(req, how, [&](_FAL_RSP_T* rsp, FalLock& lock) {
+        falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
+        if (handOver)
+            rsp->data = lock->clone(nullptr);
+    });
 }
 
 // The start of the port-filtering Patch and Create once the body is there: the lock and a copy
 // of the body. Null (the response answered) when either fails.
 FalTree portFilteringRule(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, FalLock& lock)
 {
-    serviceLockOrAnswer(lock, rsp, FAL_DB_ERROR, "Cannot read database");
-    if (!lock)
+    if (!lock) {
+        serviceLockFailed(rsp, FAL_DB_ERROR, "Cannot read database");
         return nullptr;
+    }
     FalTree rule(req->body->clone(nullptr));
     if (!rule)
         falAnswer(rsp, FAL_FAILED, "Memory error occurred");
@@ -50,14 +45,15 @@ FalTree portFilteringRule(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, FalLock& lock)
 
 _FAL_RSP_T* FalServiceLdb::ServiceMacfilteringList(_FAL_REQ_T* req)
 {
-    return serviceReadObject(req, API_TYPE_SERVICE, 1,
-                         {"ServiceMacfilteringList", "macFiltering", FAL_DB_ERROR, "Failed to load database",
-                          FAL_TRACE_NONE, SVC_NO_OBJECT, nullptr});
+    return serviceReadObject(req, {__func__, FalMsg::ServiceMacfilteringList, "macFiltering", false,
+                                   FAL_DB_ERROR, "Failed to load database", false, SVC_NO_OBJECT,
+                                   FAL_TRACE_NONE});
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceMacfilteringUpdate(_FAL_REQ_T* req)
 {
-    return touchAndSave(req, "ServiceMacfilteringUpdate", "macFiltering", 3, false, FAL_DB_ERROR, nullptr);
+    return touchAndSave(req, "ServiceMacfilteringUpdate", "macFiltering", FalMsg::ServiceMacfilteringUpdate, false,
+                        FAL_DB_ERROR, nullptr);
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceMacfilteringPatch(_FAL_REQ_T* req)
@@ -68,7 +64,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceMacfilteringPatch(_FAL_REQ_T* req)
         return nullptr;
     }
     FalTrace trace(SVC_LOG, fn, FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, SVC_REQUEST_ID_PLUS_ONE, false);
+    _FAL_RSP_T* rsp = serviceResponse(req, FalMsg::ServiceMacfilteringPatch, false);
     if (!rsp)
         return nullptr;
     FalTree rule(req->body->clone(nullptr));
@@ -77,9 +73,8 @@ _FAL_RSP_T* FalServiceLdb::ServiceMacfilteringPatch(_FAL_REQ_T* req)
         return rsp;
     }
     FalLock lock(API_TYPE_SERVICE, "macFiltering", req->requester);
-    serviceLockOrAnswer(lock, rsp, FAL_DB_ERROR);
     if (!lock)
-        return rsp;
+        return serviceLockFailed(rsp, FAL_DB_ERROR);
     int ruleId = serviceRuleIdLastWins(req);
     FalTree rules = serviceArray(lock.get(), "rules");
     if (!rules) {
@@ -105,7 +100,9 @@ _FAL_RSP_T* FalServiceLdb::ServiceMacfilteringCreate(_FAL_REQ_T* req)
 {
     const char* fn = "ServiceMacfilteringCreate";
     FalTrace trace(SVC_LOG, fn, FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = serviceCreateResponse(req, FalMsg::ServiceMacfilteringCreate);
+    // A null request is answered like one without a body, with data.
+    _FAL_RSP_T* rsp = newFalResponseLogged(SVC_LOG, API_TYPE_SERVICE, falResponseId(API_TYPE_SERVICE, FalMsg::ServiceMacfilteringCreate),
+                                           true, SVC_NO_RESPONSE);
     if (!rsp)
         return nullptr;
     if (serviceRefusesRequest(rsp, req, "Received invalid request")) {
@@ -113,9 +110,8 @@ _FAL_RSP_T* FalServiceLdb::ServiceMacfilteringCreate(_FAL_REQ_T* req)
         return rsp;
     }
     FalLock lock(API_TYPE_SERVICE, "macFiltering", req->requester);
-    serviceLockOrAnswer(lock, rsp, FAL_DB_ERROR, "Cannot read database");
     if (!lock)
-        return rsp;
+        return serviceLockFailed(rsp, FAL_DB_ERROR, "Cannot read database");
     FalTree rules = serviceArray(lock.get(), "rules");
     if (!rules) {
         falAnswer(rsp, FAL_FAILED);
@@ -132,14 +128,13 @@ _FAL_RSP_T* FalServiceLdb::ServiceMacfilteringCreate(_FAL_REQ_T* req)
 _FAL_RSP_T* FalServiceLdb::ServiceMacfilteringDeleteOne(_FAL_REQ_T* req)
 {
     FalTrace trace(SVC_LOG, "ServiceMacfilteringDeleteOne", FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, 9, false);
+    _FAL_RSP_T* rsp = serviceResponse(req, FalMsg::ServiceMacfilteringDeleteOne, false);
     if (!rsp)
         return nullptr;
     int ruleId = serviceRuleIdPositional(req);
     FalLock lock(API_TYPE_SERVICE, "macFiltering", req->requester);
-    serviceLockOrAnswer(lock, rsp, FAL_DB_ERROR, "Cannot read database");
     if (!lock)
-        return rsp;
+        return serviceLockFailed(rsp, FAL_DB_ERROR, "Cannot read database");
     FalTree rules = serviceArray(lock.get(), "rules");
     if (!rules) {
         falAnswer(rsp, FAL_DB_ERROR);
@@ -157,29 +152,33 @@ _FAL_RSP_T* FalServiceLdb::ServiceMacfilteringDeleteOne(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServiceMacfilteringDeleteAll(_FAL_REQ_T* req)
 {
-    return serviceEmptyList(req, "ServiceMacfilteringDeleteAll", "macFiltering", "rules", 11, FAL_DB_ERROR, "Cannot read database");
+    return serviceEmptyList(req, "ServiceMacfilteringDeleteAll", "macFiltering", "rules",
+                            FalMsg::ServiceMacfilteringDeleteAll, FAL_DB_ERROR, "Cannot read database");
 }
 
 // ---- Port filtering ---------------------------------------------------------------------------
 
 _FAL_RSP_T* FalServiceLdb::ServicePortfilteringList(_FAL_REQ_T* req)
 {
-    return serviceReadObject(req, API_TYPE_SERVICE, 13,
-                         {"ServicePortfilteringList", "portFiltering", FAL_DB_ERROR, "Cannot read database",
-                          FAL_TRACE_NAME_FIRST, SVC_NO_OBJECT_PLAIN, SVC_NO_RESPONSE_PLAIN});
+    return serviceReadObject(req, {__func__, FalMsg::ServicePortfilteringList, "portFiltering", false,
+                                   FAL_DB_ERROR, "Cannot read database", false, SVC_NO_OBJECT_PLAIN,
+                                   FAL_TRACE_NAME_FIRST, SVC_NO_RESPONSE_PLAIN});
 }
 
 _FAL_RSP_T* FalServiceLdb::ServicePortfilteringUpdate(_FAL_REQ_T* req)
 {
-    return touchAndSave(req, "ServicePortfilteringUpdate", "portFiltering", 15, true, FAL_DB_ERROR,
+    return touchAndSave(req, "ServicePortfilteringUpdate", "portFiltering", FalMsg::ServicePortfilteringUpdate, true,
+                        FAL_DB_ERROR,
                         "Cannot read database");
 }
 
 _FAL_RSP_T* FalServiceLdb::ServicePortfilteringPatch(_FAL_REQ_T* req)
 {
-    _FAL_RSP_T* rsp = serviceNewResponse(API_TYPE_SERVICE, 17, false, NO_RESPONSE_PORT);
-    if (!rsp || serviceRefusesRequest(rsp, req, "Received invalid request"))
-        return rsp;
+    if (!req || !req->body)
+        return falRefusal(API_TYPE_SERVICE, FalMsg::ServicePortfilteringPatch);
+    _FAL_RSP_T* rsp = serviceResponse(req, FalMsg::ServicePortfilteringPatch, false, NO_RESPONSE_PORT);
+    if (!rsp)
+        return nullptr;
     FalLock lock(API_TYPE_SERVICE, "portFiltering", req->requester);
     FalTree rule = portFilteringRule(rsp, req, lock);
     if (!rule)
@@ -199,7 +198,9 @@ _FAL_RSP_T* FalServiceLdb::ServicePortfilteringPatch(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServicePortfilteringCreate(_FAL_REQ_T* req)
 {
-    _FAL_RSP_T* rsp = serviceCreateResponse(req, FalMsg::ServicePortfilteringCreate, NO_RESPONSE_PORT);
+    // A null request is answered like one without a body, with data.
+    _FAL_RSP_T* rsp = newFalResponseLogged(SVC_LOG, API_TYPE_SERVICE, falResponseId(API_TYPE_SERVICE, FalMsg::ServicePortfilteringCreate),
+                                           true, NO_RESPONSE_PORT);
     if (!rsp || serviceRefusesRequest(rsp, req, "Received invalid request"))
         return rsp;
     FalLock lock(API_TYPE_SERVICE, "portFiltering", req->requester);
@@ -225,14 +226,16 @@ _FAL_RSP_T* FalServiceLdb::ServicePortfilteringCreate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServicePortfilteringDeleteOne(_FAL_REQ_T* req)
 {
-    return serviceDeleteOneFirstWins(req, "ServicePortfilteringDeleteOne", "portFiltering", 21,
+    return serviceDeleteOneFirstWins(req, "ServicePortfilteringDeleteOne", "portFiltering",
+                                     FalMsg::ServicePortfilteringDeleteOne,
                               {"Failed to load database", "cannot load rules", "%s: nul rule at %d\n",
                                "cannot found ruleId", FAL_TRACE_WORD_FIRST, NO_RESPONSE_PORT});
 }
 
 _FAL_RSP_T* FalServiceLdb::ServicePortfilteringDeleteAll(_FAL_REQ_T* req)
 {
-    return serviceEmptyList(req, "ServicePortfilteringDeleteAll", "portFiltering", "rules", 23, FAL_DB_ERROR,
+    return serviceEmptyList(req, "ServicePortfilteringDeleteAll", "portFiltering", "rules",
+                            FalMsg::ServicePortfilteringDeleteAll, FAL_DB_ERROR,
                      "failed to load database");
 }
 
@@ -240,20 +243,23 @@ _FAL_RSP_T* FalServiceLdb::ServicePortfilteringDeleteAll(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServiceIpfilteringList(_FAL_REQ_T* req)
 {
-    return serviceReadObject(req, API_TYPE_SERVICE, 25,
-                         {"ServiceIpfilteringList", "ipFiltering", FAL_DB_ERROR, "failed to load database",
-                          FAL_TRACE_NAME_FIRST, SVC_NO_OBJECT, SVC_NO_RESPONSE_PLAIN});
+    return serviceReadObject(req, {__func__, FalMsg::ServiceIpfilteringList, "ipFiltering", false,
+                                   FAL_DB_ERROR, "failed to load database", false, SVC_NO_OBJECT,
+                                   FAL_TRACE_NAME_FIRST, SVC_NO_RESPONSE_PLAIN});
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceIpfilteringUpdate(_FAL_REQ_T* req)
 {
-    return touchAndSave(req, "ServiceIpfilteringUpdate", "ipFiltering", 27, true, FAL_FAILED, nullptr);
+    return touchAndSave(req, "ServiceIpfilteringUpdate", "ipFiltering", FalMsg::ServiceIpfilteringUpdate, true,
+                        FAL_FAILED, nullptr);
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceIpfilteringPatch(_FAL_REQ_T* req)
 {
     // Every outcome keeps the message from creation.
-    _FAL_RSP_T* rsp = serviceNewResponse(API_TYPE_SERVICE, 29, false, "Cannot allocate memory for responding");
+    _FAL_RSP_T* rsp = newFalResponseLogged(SVC_LOG, API_TYPE_SERVICE, falResponseId(API_TYPE_SERVICE, FalMsg::ServiceIpfilteringPatch),
+                                           false,
+                                           "Cannot allocate memory for responding");
     if (!rsp)
         return nullptr;
     if (serviceRefusesRequest(rsp, req, nullptr)) {
@@ -263,9 +269,8 @@ _FAL_RSP_T* FalServiceLdb::ServiceIpfilteringPatch(_FAL_REQ_T* req)
     FalTree rule(req->body->clone(nullptr));
     int ruleId = serviceRuleIdPositional(req);
     FalLock lock(API_TYPE_SERVICE, "ipFiltering", req->requester);
-    serviceLockOrAnswer(lock, rsp, FAL_DB_ERROR, nullptr, "Database error\n");
     if (!lock)
-        return rsp;
+        return serviceLockFailed(rsp, FAL_DB_ERROR, nullptr, "Database error\n");
     FalTree rules = serviceArray(lock.get(), "rules");
     if (!rules) {
         falAnswer(rsp, FAL_FAILED);
@@ -293,14 +298,15 @@ _FAL_RSP_T* FalServiceLdb::ServiceIpfilteringPatch(_FAL_REQ_T* req)
 _FAL_RSP_T* FalServiceLdb::ServiceIpfilteringCreate(_FAL_REQ_T* req)
 {
     FalTrace trace(SVC_LOG, "ServiceIpfilteringCreate", FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = serviceNewResponse(API_TYPE_SERVICE, 31, true);
+    _FAL_RSP_T* rsp = newFalResponseLogged(SVC_LOG, API_TYPE_SERVICE, falResponseId(API_TYPE_SERVICE, FalMsg::ServiceIpfilteringCreate),
+                                           true,
+                                           SVC_NO_RESPONSE);
     if (!rsp || serviceRefusesRequest(rsp, req, "Received invalid response"))
         return rsp;
     FalTree rule(req->body->clone(nullptr));
     FalLock lock(API_TYPE_SERVICE, "ipFiltering", req->requester);
-    serviceLockOrAnswer(lock, rsp, FAL_DB_ERROR, "Cannot load database");
     if (!lock)
-        return rsp;
+        return serviceLockFailed(rsp, FAL_DB_ERROR, "Cannot load database");
     FalTree rules = serviceArray(lock.get(), "rules");
     if (!rules) {
         // Nothing is added, but the devices with the rule's address are still updated.
@@ -319,14 +325,16 @@ _FAL_RSP_T* FalServiceLdb::ServiceIpfilteringCreate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServiceIpfilteringDeleteOne(_FAL_REQ_T* req)
 {
-    return serviceDeleteOneFirstWins(req, "ServiceIpfilteringDeleteOne", "ipFiltering", 33,
+    return serviceDeleteOneFirstWins(req, "ServiceIpfilteringDeleteOne", "ipFiltering",
+                                     FalMsg::ServiceIpfilteringDeleteOne,
                               {"failed to load database", "failed to get rules", "%s: rule is null at %d\n",
                                "cannot found ruleId", FAL_TRACE_NONE, SVC_NO_RESPONSE});
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceIpfilteringDeleteAll(_FAL_REQ_T* req)
 {
-    return serviceEmptyList(req, "ServiceIpfilteringDeleteAll", "ipFiltering", "rules", 35, FAL_FAILED, nullptr);
+    return serviceEmptyList(req, "ServiceIpfilteringDeleteAll", "ipFiltering", "rules",
+                            FalMsg::ServiceIpfilteringDeleteAll, FAL_FAILED, nullptr);
 }
 
 // ---- Port-and-address filtering ---------------------------------------------------------------
@@ -348,8 +356,6 @@ int findPortIpRule(TreeMapObject* rules, int ruleId)
     return -1;
 }
 
-const char* const PORTIP_NULL_REQUEST = "Null request received";
-
 // The first "@ruleId"; false (the response answered) when it is missing.
 bool portIpRuleId(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, int& ruleId)
 {
@@ -364,29 +370,46 @@ bool portIpRuleId(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, int& ruleId)
 // Locks "portIpFiltering" and takes its rules; false (the response answered) when either fails.
 bool portIpRules(_FAL_RSP_T* rsp, FalLock& lock, FalTree& rules)
 {
-    serviceLockOrAnswer(lock, rsp, FAL_DB_ERROR, "Failed to load database");
-    if (!lock)
+    if (!lock) {
+        serviceLockFailed(rsp, FAL_DB_ERROR, "Failed to load database");
         return false;
+    }
     rules = serviceArray(lock.get(), "rules");
     if (!rules)
         falAnswer(rsp, FAL_DB_ERROR, "Something wrong in database");
     return rules != nullptr;
 }
 
+// The index of rule `ruleId` in the locked rules, or -1 with the response answered (as
+// portIpRules; no such rule: logged, `unmatched` with "No rule ID matched").
+int portIpFind(_FAL_RSP_T* rsp, FalLock& lock, FalTree& rules, int ruleId, FAL_STATUS_T unmatched)
+{
+    if (!portIpRules(rsp, lock, rules))
+        return -1;
+    int index = findPortIpRule(rules.get(), ruleId);
+    if (index < 0) {
+        Logger::print(LOG_TYPE_INFO, SVC_LOG, "No rule ID matched\n");
+        falAnswer(rsp, unmatched, "No rule ID matched");
+    }
+    return index;
+}
+
 }  // namespace
 
 _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringList(_FAL_REQ_T* req)
 {
-    return serviceReadObject(req, API_TYPE_SERVICE, 153,
-                         {"ServicePortIpFilteringList", "portIpFiltering", FAL_DB_ERROR, "Failed to load database",
-                          FAL_TRACE_NONE, SVC_NO_OBJECT, NO_RESPONSE_PORTIP});
+    return serviceReadObject(req, {__func__, FalMsg::ServicePortIpFilteringList, "portIpFiltering",
+                                   false, FAL_DB_ERROR, "Failed to load database", false, SVC_NO_OBJECT,
+                                   FAL_TRACE_NONE, NO_RESPONSE_PORTIP});
 }
 
 _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringPatch(_FAL_REQ_T* req)
 {
-    _FAL_RSP_T* rsp = serviceNewResponse(API_TYPE_SERVICE, 157, false, NO_RESPONSE_PORTIP);
-    if (!rsp || serviceRefusesRequest(rsp, req, PORTIP_NULL_REQUEST))
-        return rsp;
+    if (!req || !req->body)
+        return falRefusal(API_TYPE_SERVICE, FalMsg::ServicePortIpFilteringPatch);
+    _FAL_RSP_T* rsp = serviceResponse(req, FalMsg::ServicePortIpFilteringPatch, false, NO_RESPONSE_PORTIP);
+    if (!rsp)
+        return nullptr;
     FalTree rule(req->body->clone(nullptr));
     const char* address = req->body->get<const char*>("ipAddress");
     int ruleId = 0;
@@ -394,14 +417,9 @@ _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringPatch(_FAL_REQ_T* req)
         return rsp;
     FalLock lock(API_TYPE_SERVICE, "portIpFiltering", req->requester);
     FalTree rules;
-    if (!portIpRules(rsp, lock, rules))
+    int index = portIpFind(rsp, lock, rules, ruleId, FAL_BAD_REQUEST);
+    if (index < 0)
         return rsp;
-    int index = findPortIpRule(rules.get(), ruleId);
-    if (index < 0) {
-        Logger::print(LOG_TYPE_INFO, SVC_LOG, "No rule ID matched\n");
-        falAnswer(rsp, FAL_BAD_REQUEST, "No rule ID matched");
-        return rsp;
-    }
     rule->set("id", ruleId);
     rules->setArrayItem(unsigned(index), rule.get());
     if (!lock.save()) {
@@ -416,9 +434,11 @@ _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringPatch(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringCreate(_FAL_REQ_T* req)
 {
-    _FAL_RSP_T* rsp = serviceNewResponse(API_TYPE_SERVICE, 159, false, NO_RESPONSE_PORTIP);
-    if (!rsp || serviceRefusesRequest(rsp, req, PORTIP_NULL_REQUEST))
-        return rsp;
+    if (!req || !req->body)
+        return falRefusal(API_TYPE_SERVICE, FalMsg::ServicePortIpFilteringCreate);
+    _FAL_RSP_T* rsp = serviceResponse(req, FalMsg::ServicePortIpFilteringCreate, false, NO_RESPONSE_PORTIP);
+    if (!rsp)
+        return nullptr;
     FalTree rule(req->body->clone(nullptr));
     const char* address = req->body->get<const char*>("ipAddress");
     bool active = rule->get<bool>("active");
@@ -443,22 +463,19 @@ _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringCreate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringDeleteOne(_FAL_REQ_T* req)
 {
-    _FAL_RSP_T* rsp = serviceNewResponse(API_TYPE_SERVICE, 161, false, NO_RESPONSE_PORTIP);
-    if (!rsp || serviceRefusesRequest(rsp, req, PORTIP_NULL_REQUEST, false))
-        return rsp;
+    if (!req)
+        return falRefusal(API_TYPE_SERVICE, FalMsg::ServicePortIpFilteringDeleteOne);
+    _FAL_RSP_T* rsp = serviceResponse(req, FalMsg::ServicePortIpFilteringDeleteOne, false, NO_RESPONSE_PORTIP);
+    if (!rsp)
+        return nullptr;
     int ruleId = 0;
     if (!portIpRuleId(rsp, req, ruleId))
         return rsp;
     FalLock lock(API_TYPE_SERVICE, "portIpFiltering", req->requester);
     FalTree rules;
-    if (!portIpRules(rsp, lock, rules))
+    int index = portIpFind(rsp, lock, rules, ruleId, FAL_DELETED);
+    if (index < 0)
         return rsp;
-    int index = findPortIpRule(rules.get(), ruleId);
-    if (index < 0) {
-        Logger::print(LOG_TYPE_INFO, SVC_LOG, "No rule ID matched\n");
-        falAnswer(rsp, FAL_DELETED, "No rule ID matched");
-        return rsp;
-    }
     rules->delArrayItem(unsigned(index));
     if (!lock.save()) {
         Logger::print(LOG_TYPE_ERROR, SVC_LOG, "Database is failed to update\n");
@@ -472,9 +489,11 @@ _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringDeleteOne(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringDeleteAll(_FAL_REQ_T* req)
 {
-    _FAL_RSP_T* rsp = serviceNewResponse(API_TYPE_SERVICE, 163, false, NO_RESPONSE_PORTIP);
-    if (!rsp || serviceRefusesRequest(rsp, req, PORTIP_NULL_REQUEST, false))
-        return rsp;
+    if (!req)
+        return falRefusal(API_TYPE_SERVICE, FalMsg::ServicePortIpFilteringDeleteAll);
+    _FAL_RSP_T* rsp = serviceResponse(req, FalMsg::ServicePortIpFilteringDeleteAll, false, NO_RESPONSE_PORTIP);
+    if (!rsp)
+        return nullptr;
     FalLock lock(API_TYPE_SERVICE, "portIpFiltering", req->requester);
     FalTree rules;
     if (!portIpRules(rsp, lock, rules))
@@ -492,5 +511,5 @@ _FAL_RSP_T* FalServiceLdb::ServicePortIpFilteringDeleteAll(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServicePortIpfilteringActive(_FAL_REQ_T*)
 {
-    return falProbe(apiType, 165, API_TYPE_SERVICE);
+    return falProbe(apiType, falResponseId(API_TYPE_SERVICE, FalMsg::ServicePortIpfilteringActive), API_TYPE_SERVICE);
 }

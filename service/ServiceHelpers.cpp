@@ -13,21 +13,13 @@ const char* const SVC_NO_OBJECT = "No object found in txt Repo!\n";
 const char* const SVC_NO_OBJECT_PLAIN = "No object found in txt repo\n";
 const char* const SVC_NULL_REQUEST = "Received NULL request or no request body in case it is needed\n";
 
-_FAL_RSP_T* serviceNewResponse(unsigned apiType, unsigned msgId, bool withData, const char* failLog)
-{
-    return newFalResponseLogged(SVC_LOG, apiType, msgId, withData, failLog);
-}
-
-_FAL_RSP_T* serviceResponse(const _FAL_REQ_T* req, unsigned apiType, unsigned msgId, bool withData, const char* failLog)
+_FAL_RSP_T* serviceResponse(const _FAL_REQ_T* req, unsigned requestId, bool withData, const char* failLog,
+                            unsigned apiType)
 {
     if (!req)
         return nullptr;
-    return serviceNewResponse(apiType, msgId == SVC_REQUEST_ID_PLUS_ONE ? req->msgId + 1 : msgId, withData, failLog);
-}
-
-_FAL_RSP_T* serviceCreateResponse(const _FAL_REQ_T* req, unsigned requestId, const char* failLog)
-{
-    return serviceNewResponse(API_TYPE_SERVICE, (req ? req->msgId : requestId) + 1, true, failLog);
+    return newFalResponseLogged(SVC_LOG, apiType, falResponseId(API_TYPE_SERVICE, requestId), withData,
+                                failLog);
 }
 
 void serviceDropData(_FAL_RSP_T* rsp)
@@ -61,13 +53,12 @@ bool serviceRefusesRequest(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, const char* m
     return true;
 }
 
-void serviceLockOrAnswer(FalLock& lock, _FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message, const char* failLog)
+_FAL_RSP_T* serviceLockFailed(_FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message, const char* failLog)
 {
-    if (lock)
-        return;
     if (failLog)
         Logger::print(LOG_TYPE_ERROR, SVC_LOG, "%s", failLog);
     falAnswer(rsp, status, message);
+    return rsp;
 }
 
 FalTree serviceArray(TreeMapObject* obj, const char* member)
@@ -139,17 +130,9 @@ int serviceFindRule(TreeMapObject* list, int id, const char* fn, const char* nul
     return -1;
 }
 
-_FAL_RSP_T* serviceReadObject(const _FAL_REQ_T* req, unsigned rspApiType, unsigned msgId, const SvcRead& how)
+_FAL_RSP_T* serviceReadObject(const _FAL_REQ_T* req, const SvcCycle& how)
 {
-    FalTrace trace(SVC_LOG, how.fn, how.trace);
-    _FAL_RSP_T* rsp = serviceResponse(req, rspApiType, msgId, false, how.noResponseLog ? how.noResponseLog : SVC_NO_RESPONSE);
-    if (!rsp)
-        return nullptr;
-    FalLock lock(API_TYPE_SERVICE, how.key, req->requester);
-    serviceLockOrAnswer(lock, rsp, how.failStatus, how.failMessage, how.failLog);
-    if (lock)
-        rsp->data = lock->clone(nullptr);
-    return rsp;
+    return serviceCycle(req, how, [](_FAL_RSP_T* rsp, FalLock& lock) { rsp->data = lock->clone(nullptr); });
 }
 
 
@@ -177,92 +160,69 @@ bool serviceAppendWithinLimit(_FAL_RSP_T* rsp, FalLock& lock, TreeMapObject* rul
     return true;
 }
 
-_FAL_RSP_T* serviceEmptyList(const _FAL_REQ_T* req, const char* fn, const char* key, const char* member, unsigned msgId,
+_FAL_RSP_T* serviceEmptyList(const _FAL_REQ_T* req, const char* fn, const char* key, const char* member,
+                             unsigned requestId,
                          FAL_STATUS_T failStatus, const char* failMessage)
 {
-    FalTrace trace(SVC_LOG, fn, FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, msgId, false);
-    if (!rsp)
-        return nullptr;
-    FalLock lock(API_TYPE_SERVICE, key, req->requester);
-    serviceLockOrAnswer(lock, rsp, failStatus, failMessage);
-    if (!lock)
-        return rsp;
-    FalTree empty(new TreeMapObject(true));
-    lock->set(member, empty.get());
-    falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
-    return rsp;
+    SvcCycle how{fn, requestId, key, false, failStatus, failMessage};
+    return serviceCycle(req, how, [&](_FAL_RSP_T* rsp, FalLock& lock) {
+        FalTree empty(new TreeMapObject(true));
+        lock->set(member, empty.get());
+        falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
+    });
 }
 
-_FAL_RSP_T* serviceSetActive(const _FAL_REQ_T* req, const char* fn, const char* key, unsigned msgId, bool nullWithoutBody)
+_FAL_RSP_T* serviceSetActive(const _FAL_REQ_T* req, const char* fn, const char* key, unsigned requestId,
+                             bool nullWithoutBody)
 {
     if (nullWithoutBody && (!req || !req->body))
         return nullptr;
-    FalTrace trace(SVC_LOG, fn, FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, msgId, false);
-    if (!rsp || serviceLacksBody(rsp, req))
-        return rsp;
-    FalLock lock(API_TYPE_SERVICE, key, req->requester);
-    serviceLockOrAnswer(lock, rsp, FAL_FAILED);
-    if (!lock)
-        return rsp;
-    lock->set("active", req->body->get<bool>("active"));
-    falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
-    return rsp;
+    return serviceCycle(req, {fn, requestId, key, true, FAL_FAILED}, [&](_FAL_RSP_T* rsp, FalLock& lock) {
+        lock->set("active", req->body->get<bool>("active"));
+        falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
+    });
 }
 
 _FAL_RSP_T* serviceDeleteOnePositional(const _FAL_REQ_T* req, const char* fn, const char* key, const char* member,
-                                   unsigned msgId)
+                                   unsigned requestId)
 {
-    FalTrace trace(SVC_LOG, fn, FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, msgId, false);
-    if (!rsp)
-        return nullptr;
-    int ruleId = serviceRuleIdPositional(req);
-    FalLock lock(API_TYPE_SERVICE, key, req->requester);
-    serviceLockOrAnswer(lock, rsp, FAL_FAILED);
-    if (!lock)
-        return rsp;
-    FalTree list = serviceArray(lock.get(), member);
-    if (!list) {
-        falAnswer(rsp, FAL_DB_ERROR);
-        return rsp;
-    }
-    int index = serviceFindRule(list.get(), ruleId);
-    if (index >= 0)
-        list->delArrayItem(unsigned(index));
-    falAnswer(rsp, lock.save() ? FAL_DELETED : FAL_FAILED);
-    return rsp;
+    return serviceCycle(req, {fn, requestId, key, false, FAL_FAILED}, [&](_FAL_RSP_T* rsp, FalLock& lock) {
+        FalTree list = serviceArray(lock.get(), member);
+        if (!list) {
+            falAnswer(rsp, FAL_DB_ERROR);
+            return;
+        }
+        int index = serviceFindRule(list.get(), serviceRuleIdPositional(req));
+        if (index >= 0)
+            list->delArrayItem(unsigned(index));
+        falAnswer(rsp, lock.save() ? FAL_DELETED : FAL_FAILED);
+    });
 }
 
-_FAL_RSP_T* serviceDeleteOneFirstWins(const _FAL_REQ_T* req, const char* fn, const char* key, unsigned msgId,
+_FAL_RSP_T* serviceDeleteOneFirstWins(const _FAL_REQ_T* req, const char* fn, const char* key, unsigned requestId,
                                   const SvcDeleteOneTexts& texts)
 {
-    FalTrace trace(SVC_LOG, fn, texts.trace);
-    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, msgId, false, texts.noResponseLog);
-    if (!rsp)
-        return nullptr;
-    falAnswer(rsp, FAL_DELETED, "Record Deleted");
-    int ruleId = 0;
-    serviceRuleIdFirstWins(req, ruleId);
-    FalLock lock(API_TYPE_SERVICE, key, req->requester);
-    serviceLockOrAnswer(lock, rsp, FAL_DB_ERROR, texts.lockFailed);
-    if (!lock)
-        return rsp;
-    FalTree rules = serviceArray(lock.get(), "rules");
-    if (!rules) {
-        falAnswer(rsp, FAL_DB_ERROR, texts.noRules);
-        return rsp;
-    }
-    int index = serviceFindRule(rules.get(), ruleId, fn, texts.nullEntryLog);
-    if (index < 0) {
-        falAnswer(rsp, FAL_NOT_FOUND, texts.notFound);
-        return rsp;
-    }
-    rules->delArrayItem(unsigned(index));
-    if (!lock.save())
-        falAnswer(rsp, FAL_DB_ERROR, "failed to save database");
-    return rsp;
+    SvcCycle how{fn, requestId, key, false, FAL_DB_ERROR, texts.lockFailed};
+    how.trace = texts.trace;
+    how.noResponseLog = texts.noResponseLog;
+    return serviceCycle(req, how, [&](_FAL_RSP_T* rsp, FalLock& lock) {
+        falAnswer(rsp, FAL_DELETED, "Record Deleted");
+        int ruleId = 0;
+        serviceRuleIdFirstWins(req, ruleId);
+        FalTree rules = serviceArray(lock.get(), "rules");
+        if (!rules) {
+            falAnswer(rsp, FAL_DB_ERROR, texts.noRules);
+            return;
+        }
+        int index = serviceFindRule(rules.get(), ruleId, fn, texts.nullEntryLog);
+        if (index < 0) {
+            falAnswer(rsp, FAL_NOT_FOUND, texts.notFound);
+            return;
+        }
+        rules->delArrayItem(unsigned(index));
+        if (!lock.save())
+            falAnswer(rsp, FAL_DB_ERROR, "failed to save database");
+    });
 }
 
 void serviceDisconnectAddress(const char* address, bool active, const char* requester, const char* saveFailLog)

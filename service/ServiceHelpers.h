@@ -6,7 +6,9 @@
 #include <memory>
 #include <string>
 
+#include "fal/FalMsgIds.h"
 #include "frame/FalHandler.h"
+#include "frame/FalPolicy.h"
 #include "frame/FalTree.h"
 #include "frame/FalTypes.h"
 #include "host/LocalDbCtrl.h"
@@ -25,18 +27,10 @@ extern const char* const SVC_NO_OBJECT_PLAIN;    // "No object found in txt repo
 extern const char* const SVC_NULL_REQUEST;       // "Received NULL request or no request body ...\n"
 
 
-// Response id of the operations that answer with their request's id + 1.
-constexpr unsigned SVC_REQUEST_ID_PLUS_ONE = 0;
-
-// A new response with a constant id; when it cannot be made, logs `failLog` at type 3 and yields
-// null. The operations that answer a null request themselves make their response with it.
-_FAL_RSP_T* serviceNewResponse(unsigned apiType, unsigned msgId, bool withData, const char* failLog = SVC_NO_RESPONSE);
-// A new response for the request (null for a null request), as serviceNewResponse.
-_FAL_RSP_T* serviceResponse(const _FAL_REQ_T* req, unsigned apiType, unsigned msgId, bool withData,
-                        const char* failLog = SVC_NO_RESPONSE);
-// A new response for a create that answers a null request like one without a body: its id is
-// the request's + 1, or the operation's own request id (`requestId`) + 1 when there is no request.
-_FAL_RSP_T* serviceCreateResponse(const _FAL_REQ_T* req, unsigned requestId, const char* failLog = SVC_NO_RESPONSE);
+// The response of service operation `requestId` to the request: null for a null request; when it
+// cannot be made, logs `failLog` at type 3 and yields null.
+_FAL_RSP_T* serviceResponse(const _FAL_REQ_T* req, unsigned requestId, bool withData,
+                            const char* failLog = SVC_NO_RESPONSE, unsigned apiType = API_TYPE_SERVICE);
 
 // Removes the response's data.
 void serviceDropData(_FAL_RSP_T* rsp);
@@ -48,10 +42,43 @@ bool serviceRefusesEntries(_FAL_RSP_T* rsp, TreeMapObject* entries);
 // missing.
 bool serviceRefusesRequest(_FAL_RSP_T* rsp, const _FAL_REQ_T* req, const char* message, bool needBody = true);
 
-// Locks a service object; on failure logs `failLog` (type 3, when given) and answers the status
-// and message. The caller tests the guard.
-void serviceLockOrAnswer(FalLock& lock, _FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message = nullptr,
-                     const char* failLog = SVC_NO_OBJECT);
+// The answer to a service object that could not be locked: logs `failLog` (type 3, when given),
+// answers the status and message, and yields `rsp`.
+_FAL_RSP_T* serviceLockFailed(_FAL_RSP_T* rsp, FAL_STATUS_T status, const char* message = nullptr,
+                              const char* failLog = SVC_NO_OBJECT);
+
+// The cycle of a service operation on the object `key`: the entry and exit traces of `fn` in the
+// style `trace` (none for a null `fn`), the response to the request (null for a null request; when
+// it cannot be made, `noResponseLog` is logged), with
+// `needsBody` 10 "Bad request" for a request without a body, then the lock, whose failure answers
+// `failStatus` (with `failMessage` when given) after logging `failLog`. Once locked,
+// `work(rsp, lock)` answers; the lock is released when the cycle ends.
+struct SvcCycle {
+    const char* fn;
+    unsigned requestId;
+    const char* key;
+    bool needsBody;
+    FAL_STATUS_T failStatus;
+    const char* failMessage = nullptr;
+    bool withData = false;
+    const char* failLog = SVC_NO_OBJECT;
+    FAL_TRACE_T trace = FAL_TRACE_WORD_FIRST;
+    const char* noResponseLog = SVC_NO_RESPONSE;
+    unsigned apiType = API_TYPE_SERVICE;  // of the response
+};
+template <class Work>
+_FAL_RSP_T* serviceCycle(const _FAL_REQ_T* req, const SvcCycle& how, Work work)
+{
+    FalTrace trace(SVC_LOG, how.fn, how.fn ? how.trace : FAL_TRACE_NONE);
+    _FAL_RSP_T* rsp = serviceResponse(req, how.requestId, how.withData, how.noResponseLog, how.apiType);
+    if (!rsp || (how.needsBody && serviceLacksBody(rsp, req)))
+        return rsp;
+    FalLock lock(API_TYPE_SERVICE, how.key, req->requester);
+    if (!lock)
+        return serviceLockFailed(rsp, how.failStatus, how.failMessage, how.failLog);
+    work(rsp, lock);
+    return rsp;
+}
 
 // The array member of an object, or null when it is missing or not an array.
 FalTree serviceArray(TreeMapObject* obj, const char* member);
@@ -81,18 +108,8 @@ inline bool serviceIsNull(TreeMapObject* entry)
     return !entry || entry->isNull();
 }
 
-// The read of a whole service object: status 0 and a copy of it as data; a failed lock answers
-// `failStatus` with `failMessage` (when given) after logging `failLog`.
-struct SvcRead {
-    const char* fn;
-    const char* key;
-    FAL_STATUS_T failStatus;
-    const char* failMessage;
-    FAL_TRACE_T trace;
-    const char* failLog;
-    const char* noResponseLog;
-};
-_FAL_RSP_T* serviceReadObject(const _FAL_REQ_T* req, unsigned rspApiType, unsigned msgId, const SvcRead& how);
+// The read of a whole service object: status 0 and a copy of it as data (`how` without a body).
+_FAL_RSP_T* serviceReadObject(const _FAL_REQ_T* req, const SvcCycle& how);
 
 
 // The create of the lists with a limit: appends a copy of the body with an id from
@@ -106,15 +123,17 @@ bool serviceAppendWithinLimit(_FAL_RSP_T* rsp, FalLock& lock, TreeMapObject* rul
 // answers `failStatus` (with `failMessage` when given).
 
 // Replaces the list member with a new empty array and saves: 0, or 4 when the save failed.
-_FAL_RSP_T* serviceEmptyList(const _FAL_REQ_T* req, const char* fn, const char* key, const char* member, unsigned msgId,
+_FAL_RSP_T* serviceEmptyList(const _FAL_REQ_T* req, const char* fn, const char* key, const char* member,
+                             unsigned requestId,
                          FAL_STATUS_T failStatus, const char* failMessage);
 // Sets the object's "active" to the body's and saves: 0, or 4 when the save failed; a failed lock
 // answers 4. A request without a body gets no response with `nullWithoutBody`, else 10.
-_FAL_RSP_T* serviceSetActive(const _FAL_REQ_T* req, const char* fn, const char* key, unsigned msgId, bool nullWithoutBody);
+_FAL_RSP_T* serviceSetActive(const _FAL_REQ_T* req, const char* fn, const char* key, unsigned requestId,
+                             bool nullWithoutBody);
 // Removes the first entry whose "id" is the positional rule id and saves, found or not: 3, or 4
 // when the save failed; a failed lock answers 4, a missing list 8.
 _FAL_RSP_T* serviceDeleteOnePositional(const _FAL_REQ_T* req, const char* fn, const char* key, const char* member,
-                                   unsigned msgId);
+                                   unsigned requestId);
 
 // The messages of a DeleteOne that takes the first "@ruleId" (missing: 0) and starts as
 // 3 "Record Deleted".
@@ -128,7 +147,7 @@ struct SvcDeleteOneTexts {
 };
 // Removes the first entry of "rules" with the rule id and saves (a failed save answers 8
 // "failed to save database").
-_FAL_RSP_T* serviceDeleteOneFirstWins(const _FAL_REQ_T* req, const char* fn, const char* key, unsigned msgId,
+_FAL_RSP_T* serviceDeleteOneFirstWins(const _FAL_REQ_T* req, const char* fn, const char* key, unsigned requestId,
                                   const SvcDeleteOneTexts& texts);
 
 // The address pass over the gateway's connected devices: when `active`, every device whose

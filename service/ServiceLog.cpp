@@ -42,43 +42,34 @@ std::string serviceLogFileName(time_t when)
 
 _FAL_RSP_T* FalServiceLdb::ServiceLogGet(_FAL_REQ_T* req)
 {
-    _FAL_RSP_T* rsp = serviceResponse(req, apiType, 111, true);
-    if (!rsp)
-        return nullptr;
-    FalLock lock(API_TYPE_SERVICE, "log", req->requester);
-    serviceLockOrAnswer(lock, rsp, FAL_DB_ERROR, "cannot load database");
-    if (!lock)
-        return rsp;
-    serviceDropData(rsp);
-    rsp->data = lock->clone(nullptr);
-    return rsp;
+    SvcCycle how{nullptr, FalMsg::ServiceLogGet, "log", false, FAL_DB_ERROR, "cannot load database", true};
+    how.apiType = apiType;
+    return serviceCycle(req, how, [&](_FAL_RSP_T* rsp, FalLock& lock) {
+        serviceDropData(rsp);
+        rsp->data = lock->clone(nullptr);
+    });
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceLogChange(_FAL_REQ_T* req)
 {
-    FalTrace trace(SVC_LOG, "ServiceLogChange", FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, 113, false);
-    if (!rsp || serviceLacksBody(rsp, req))
-        return rsp;
-    FalLock lock(API_TYPE_SERVICE, "log", req->requester);
-    serviceLockOrAnswer(lock, rsp, FAL_DB_ERROR, nullptr, "Cannot get object from log file.\n");
-    if (!lock)
-        return rsp;
-    // Only settings the stored object already has are changed.
-    for (const char* member : {"type", "minLevel", "class"}) {
-        FalTree stored(lock->get(member));
-        FalTree given(req->body->get(member));
-        if (stored && given)
-            lock->set(member, given.get());
-    }
-    falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
-    return rsp;
+    SvcCycle how{__func__, FalMsg::ServiceLogChange, "log", true, FAL_DB_ERROR, nullptr, false,
+                 "Cannot get object from log file.\n"};
+    return serviceCycle(req, how, [&](_FAL_RSP_T* rsp, FalLock& lock) {
+        // Only settings the stored object already has are changed.
+        for (const char* member : {"type", "minLevel", "class"}) {
+            FalTree stored(lock->get(member));
+            FalTree given(req->body->get(member));
+            if (stored && given)
+                lock->set(member, given.get());
+        }
+        falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
+    });
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceLogSave(_FAL_REQ_T* req)
 {
     FalTrace trace(SVC_LOG, "ServiceLogSave", FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = serviceResponse(req, apiType, 111, false);
+    _FAL_RSP_T* rsp = serviceResponse(req, FalMsg::ServiceLogSave, false, SVC_NO_RESPONSE, apiType);
     if (!rsp)
         return nullptr;
     FalTree reply(new TreeMapObject(false));
@@ -98,68 +89,53 @@ _FAL_RSP_T* FalServiceLdb::ServiceLogSave(_FAL_REQ_T* req)
 _FAL_RSP_T* FalServiceLdb::ServiceLogClear(_FAL_REQ_T*)
 {
     FalTrace trace(SVC_LOG, "ServiceLogClear", FAL_TRACE_WORD_FIRST);
-    return falProbe(apiType, 169, API_TYPE_SERVICE);
+    return falProbe(apiType, falResponseId(API_TYPE_SERVICE, FalMsg::ServiceLogClear), API_TYPE_SERVICE);
 }
 
 // ---- Diagnostics ------------------------------------------------------------------------------
 
 _FAL_RSP_T* FalServiceLdb::ServiceDiagnosticsPing(_FAL_REQ_T* req)
 {
-    _FAL_RSP_T* rsp = serviceResponse(req, apiType, 117, false);
-    if (!rsp || serviceLacksBody(rsp, req))
-        return rsp;
-    FalLock lock(API_TYPE_SERVICE, "diagnostics", req->requester);
-    serviceLockOrAnswer(lock, rsp, FAL_DB_ERROR, "failed to load database");
-    if (!lock)
-        return rsp;
-    FalTree ping(lock->get("ping"));
-    if (!ping) {
-        falAnswer(rsp, FAL_DB_ERROR, "failed to get ping data");
-        return rsp;
-    }
-    // Every ping succeeds as often as it was asked to.
-    ping->set("status", "Requested");
-    ping->set("IpAddressUsed", req->body->get<const char*>("target"));
-    ping->set("successCount", req->body->get<int>("count"));
-    ping->set("failureCount", 0);
-    ping->set("msg.[0]", "xxx xxx xxx");
-    ping->set("msg.[1]", "bbb bbb bbb");
-    rsp->data = ping->clone(nullptr);
-    if (!lock.save()) {
-        falAnswer(rsp, FAL_DB_ERROR, "failed to save database");
-        return rsp;
-    }
-    falAnswer(rsp, FAL_OK);
-    rsp->data->dump("");
-    return rsp;
+    SvcCycle how{nullptr, FalMsg::ServiceDiagnosticsPing, "diagnostics", true, FAL_DB_ERROR, "failed to load database"};
+    how.apiType = apiType;
+    return serviceCycle(req, how, [&](_FAL_RSP_T* rsp, FalLock& lock) {
+        FalTree ping(lock->get("ping"));
+        if (!ping) {
+            falAnswer(rsp, FAL_DB_ERROR, "failed to get ping data");
+            return;
+        }
+        // Every ping succeeds as often as it was asked to.
+        ping->set("status", "Requested");
+        ping->set("IpAddressUsed", req->body->get<const char*>("target"));
+        ping->set("successCount", req->body->get<int>("count"));
+        ping->set("failureCount", 0);
+        ping->set("msg.[0]", "xxx xxx xxx");
+        ping->set("msg.[1]", "bbb bbb bbb");
+        rsp->data = ping->clone(nullptr);
+        if (!lock.save()) {
+            falAnswer(rsp, FAL_DB_ERROR, "failed to save database");
+            return;
+        }
+        falAnswer(rsp, FAL_OK);
+        rsp->data->dump("");
+    });
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceDiagnosticsTraceroute(_FAL_REQ_T* req)
 {
-    FalTrace trace(SVC_LOG, "ServiceDiagnosticsTraceroute", FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, 119, false);
-    if (!rsp || serviceLacksBody(rsp, req))
-        return rsp;
-    FalLock lock(API_TYPE_SERVICE, "diagnostics", req->requester);
-    serviceLockOrAnswer(lock, rsp, FAL_FAILED);
-    if (!lock)
-        return rsp;
-    // The target and the maximum TTL are not used: no route is traced.
-    lock->set("traceRoute.status", "Requested");
-    rsp->data = lock->clone("traceRoute");
-    falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
-    return rsp;
+    SvcCycle how{__func__, FalMsg::ServiceDiagnosticsTraceroute, "diagnostics", true, FAL_FAILED};
+    return serviceCycle(req, how, [&](_FAL_RSP_T* rsp, FalLock& lock) {
+        // The target and the maximum TTL are not used: no route is traced.
+        lock->set("traceRoute.status", "Requested");
+        rsp->data = lock->clone("traceRoute");
+        falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
+    });
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceDiagnosticsRoutehops(_FAL_REQ_T* req)
 {
-    FalTrace trace(SVC_LOG, "ServiceDiagnosticsRoutehops", FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, 121, false);
-    if (!rsp)
-        return nullptr;
-    FalLock lock(API_TYPE_SERVICE, "diagnostics", req->requester);
-    serviceLockOrAnswer(lock, rsp, FAL_FAILED);
-    if (lock)
+    SvcCycle how{__func__, FalMsg::ServiceDiagnosticsRoutehops, "diagnostics", false, FAL_FAILED};
+    return serviceCycle(req, how, [&](_FAL_RSP_T* rsp, FalLock& lock) {
         rsp->data = lock->clone("routeHops");
-    return rsp;
+    });
 }

@@ -9,24 +9,22 @@
 
 _FAL_RSP_T* FalServiceLdb::ServiceWolList(_FAL_REQ_T* req)
 {
-    return serviceReadObject(req, API_TYPE_SERVICE, SVC_REQUEST_ID_PLUS_ONE,
-                         {"ServiceWolList", "wol", FAL_FAILED, nullptr, FAL_TRACE_NAME_FIRST, SVC_NO_OBJECT,
-                          SVC_NO_RESPONSE_PLAIN});
+    return serviceReadObject(req, {__func__, FalMsg::ServiceWolList, "wol", false, FAL_FAILED, nullptr, false,
+                                   SVC_NO_OBJECT, FAL_TRACE_NAME_FIRST, SVC_NO_RESPONSE_PLAIN});
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceWolUpdate(_FAL_REQ_T* req)
 {
     FalTrace trace(SVC_LOG, "ServiceWolUpdate", FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, 71, true);
+    _FAL_RSP_T* rsp = serviceResponse(req, FalMsg::ServiceWolUpdate, true);
     if (!rsp || serviceLacksBody(rsp, req))
         return rsp;
     FalTree given(req->body->get("rules"));
     if (given && serviceRefusesEntries(rsp, given.get()))
         return rsp;
     FalLock lock(API_TYPE_SERVICE, "wol", req->requester);
-    serviceLockOrAnswer(lock, rsp, FAL_DB_ERROR);
     if (!lock)
-        return rsp;
+        return serviceLockFailed(rsp, FAL_DB_ERROR);
     FalTree stored(lock->get("rules"));
     if (stored && !stored->isArray()) {
         falAnswer(rsp, FAL_DB_ERROR);
@@ -71,48 +69,44 @@ _FAL_RSP_T* FalServiceLdb::ServiceWolUpdate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServiceWolCreate(_FAL_REQ_T* req)
 {
-    FalTrace trace(SVC_LOG, "ServiceWolCreate", FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, 73, true);
-    if (!rsp || serviceLacksBody(rsp, req))
-        return rsp;
-    FalLock lock(API_TYPE_SERVICE, "wol", req->requester);
-    serviceLockOrAnswer(lock, rsp, FAL_FAILED);
-    if (!lock)
-        return rsp;
-    FalTree rules = serviceArray(lock.get(), "rules");
-    if (!rules) {
-        Logger::print(LOG_TYPE_ERROR, SVC_LOG, "list of rules does not exist\n");
-        falAnswer(rsp, FAL_FAILED);
-        serviceDropData(rsp);
-        return rsp;
-    }
-    int id = serviceLargestIdPlusOne(rules.get());
-    FalTree rule(req->body->clone(nullptr));
-    rule->set("id", id);
-    rules->addArrayItem(rule.get());
-    if (!lock.save()) {
-        falAnswer(rsp, FAL_FAILED);
-        return rsp;
-    }
-    falAnswer(rsp, FAL_CREATED);
-    rsp->data->set("id", id);
-    return rsp;
+    SvcCycle how{__func__, FalMsg::ServiceWolCreate, "wol", true, FAL_FAILED, nullptr, true};
+    return serviceCycle(req, how, [&](_FAL_RSP_T* rsp, FalLock& lock) {
+        FalTree rules = serviceArray(lock.get(), "rules");
+        if (!rules) {
+            Logger::print(LOG_TYPE_ERROR, SVC_LOG, "list of rules does not exist\n");
+            falAnswer(rsp, FAL_FAILED);
+            serviceDropData(rsp);
+            return;
+        }
+        int id = serviceLargestIdPlusOne(rules.get());
+        FalTree rule(req->body->clone(nullptr));
+        rule->set("id", id);
+        rules->addArrayItem(rule.get());
+        if (!lock.save()) {
+            falAnswer(rsp, FAL_FAILED);
+            return;
+        }
+        falAnswer(rsp, FAL_CREATED);
+        rsp->data->set("id", id);
+    });
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceWolDeleteOne(_FAL_REQ_T* req)
 {
-    return serviceDeleteOnePositional(req, "ServiceWolDeleteOne", "wol", "rules", 75);
+    return serviceDeleteOnePositional(req, "ServiceWolDeleteOne", "wol", "rules", FalMsg::ServiceWolDeleteOne);
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceWolDeleteAll(_FAL_REQ_T* req)
 {
-    return serviceEmptyList(req, "ServiceWolDeleteAll", "wol", "rules", 77, FAL_FAILED, nullptr);
+    return serviceEmptyList(req, "ServiceWolDeleteAll", "wol", "rules", FalMsg::ServiceWolDeleteAll, FAL_FAILED,
+                            nullptr);
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceWolWakeon(_FAL_REQ_T*)
 {
     FalTrace trace(SVC_LOG, "ServiceWolWakeon", FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = serviceNewResponse(API_TYPE_SERVICE, 79, false);
+    _FAL_RSP_T* rsp = newFalResponseLogged(SVC_LOG, API_TYPE_SERVICE, falResponseId(API_TYPE_SERVICE, FalMsg::ServiceWolWakeon), false,
+                                           SVC_NO_RESPONSE);
     if (!rsp)
         return nullptr;
     sleep(3);
@@ -121,7 +115,7 @@ _FAL_RSP_T* FalServiceLdb::ServiceWolWakeon(_FAL_REQ_T*)
 
 _FAL_RSP_T* FalServiceLdb::ServiceWolActive(_FAL_REQ_T* req)
 {
-    return serviceSetActive(req, "ServiceWolActive", "wol", 81, false);
+    return serviceSetActive(req, "ServiceWolActive", "wol", FalMsg::ServiceWolActive, false);
 }
 
 // ---- Static routes ----------------------------------------------------------------------------
@@ -150,9 +144,8 @@ FalTree routeEntry(int id, TreeMapObject* body, bool typed)
 
 _FAL_RSP_T* FalServiceLdb::ServiceStaticrouteList(_FAL_REQ_T* req)
 {
-    return serviceReadObject(req, API_TYPE_SERVICE, 91,
-                         {"ServiceStaticrouteList", "staticRoute", FAL_FAILED, nullptr, FAL_TRACE_WORD_FIRST,
-                          SVC_NO_OBJECT, SVC_NO_RESPONSE});
+    return serviceReadObject(req, {__func__, FalMsg::ServiceStaticrouteList, "staticRoute", false,
+                                   FAL_FAILED});
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceStaticrouteUpdate(_FAL_REQ_T*)
@@ -162,76 +155,65 @@ _FAL_RSP_T* FalServiceLdb::ServiceStaticrouteUpdate(_FAL_REQ_T*)
 
 _FAL_RSP_T* FalServiceLdb::ServiceStaticroutePatch(_FAL_REQ_T* req)
 {
-    FalTrace trace(SVC_LOG, "ServiceStaticroutePatch", FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, 95, false);
-    if (!rsp || serviceLacksBody(rsp, req))
-        return rsp;
-    FalLock lock(API_TYPE_SERVICE, "staticRoute", req->requester);
-    serviceLockOrAnswer(lock, rsp, FAL_DB_ERROR, "No object found in txt Repo!");
-    if (!lock)
-        return rsp;
-    int ruleId = serviceRuleIdPositional(req);
-    FalTree list = serviceArray(lock.get(), "list");
-    if (!list) {
-        falAnswer(rsp, FAL_DB_ERROR);
-        return rsp;
-    }
-    int index = serviceFindRule(list.get(), ruleId);
-    if (index < 0) {
-        falAnswer(rsp, FAL_FAILED);
-        return rsp;
-    }
-    FalTree entry = routeEntry(ruleId, req->body, true);
-    list->setArrayItem(unsigned(index), entry.get());
-    falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
-    return rsp;
+    SvcCycle how{__func__, FalMsg::ServiceStaticroutePatch, "staticRoute", true, FAL_DB_ERROR,
+                 "No object found in txt Repo!"};
+    return serviceCycle(req, how, [&](_FAL_RSP_T* rsp, FalLock& lock) {
+        int ruleId = serviceRuleIdPositional(req);
+        FalTree list = serviceArray(lock.get(), "list");
+        if (!list) {
+            falAnswer(rsp, FAL_DB_ERROR);
+            return;
+        }
+        int index = serviceFindRule(list.get(), ruleId);
+        if (index < 0) {
+            falAnswer(rsp, FAL_FAILED);
+            return;
+        }
+        FalTree entry = routeEntry(ruleId, req->body, true);
+        list->setArrayItem(unsigned(index), entry.get());
+        falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
+    });
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceStaticrouteCreate(_FAL_REQ_T* req)
 {
-    FalTrace trace(SVC_LOG, "ServiceStaticrouteCreate", FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, 97, false);
-    if (!rsp || serviceLacksBody(rsp, req))
-        return rsp;
-    FalLock lock(API_TYPE_SERVICE, "staticRoute", req->requester);
-    serviceLockOrAnswer(lock, rsp, FAL_FAILED);
-    if (!lock)
-        return rsp;
-    FalTree list = serviceArray(lock.get(), "list");
-    if (!list) {
-        falAnswer(rsp, FAL_DB_ERROR);
-        return rsp;
-    }
-    int id = serviceLargestIdPlusOne(list.get());
-    FalTree entry = routeEntry(id, req->body, false);
-    list->addArrayItem(entry.get());
-    rsp->data = serviceIdObject(id);
-    falAnswer(rsp, lock.save() ? FAL_CREATED : FAL_FAILED);
-    return rsp;
+    SvcCycle how{__func__, FalMsg::ServiceStaticrouteCreate, "staticRoute", true, FAL_FAILED};
+    return serviceCycle(req, how, [&](_FAL_RSP_T* rsp, FalLock& lock) {
+        FalTree list = serviceArray(lock.get(), "list");
+        if (!list) {
+            falAnswer(rsp, FAL_DB_ERROR);
+            return;
+        }
+        int id = serviceLargestIdPlusOne(list.get());
+        FalTree entry = routeEntry(id, req->body, false);
+        list->addArrayItem(entry.get());
+        rsp->data = serviceIdObject(id);
+        falAnswer(rsp, lock.save() ? FAL_CREATED : FAL_FAILED);
+    });
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceStaticrouteDeleteOne(_FAL_REQ_T* req)
 {
-    return serviceDeleteOnePositional(req, "ServiceStaticrouteDeleteOne", "staticRoute", "list", 99);
+    return serviceDeleteOnePositional(req, "ServiceStaticrouteDeleteOne", "staticRoute", "list",
+                                      FalMsg::ServiceStaticrouteDeleteOne);
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceStaticrouteDeleteAll(_FAL_REQ_T* req)
 {
-    return serviceEmptyList(req, "ServiceStaticrouteDeleteAll", "staticRoute", "list", 101, FAL_FAILED, nullptr);
+    return serviceEmptyList(req, "ServiceStaticrouteDeleteAll", "staticRoute", "list",
+                            FalMsg::ServiceStaticrouteDeleteAll, FAL_FAILED, nullptr);
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceStaticrouteActive(_FAL_REQ_T* req)
 {
-    return serviceSetActive(req, "ServiceStaticrouteActive", "staticRoute", 103, false);
+    return serviceSetActive(req, "ServiceStaticrouteActive", "staticRoute", FalMsg::ServiceStaticrouteActive, false);
 }
 
 // ---- Reserved addresses -----------------------------------------------------------------------
 
 _FAL_RSP_T* FalServiceLdb::ServiceReservedipList(_FAL_REQ_T* req)
 {
-    return serviceReadObject(req, API_TYPE_SERVICE, 135,
-                         {"ServiceReservedipList", "reservedIp", FAL_FAILED, nullptr, FAL_TRACE_WORD_FIRST,
-                          SVC_NO_OBJECT, SVC_NO_RESPONSE});
+    return serviceReadObject(req, {__func__, FalMsg::ServiceReservedipList, "reservedIp", false, FAL_FAILED});
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceReservedipUpdate(_FAL_REQ_T*)
@@ -241,38 +223,33 @@ _FAL_RSP_T* FalServiceLdb::ServiceReservedipUpdate(_FAL_REQ_T*)
 
 _FAL_RSP_T* FalServiceLdb::ServiceReservedipPatch(_FAL_REQ_T* req)
 {
-    FalTrace trace(SVC_LOG, "ServiceReservedipPatch", FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = serviceResponse(req, API_TYPE_SERVICE, 139, false);
-    if (!rsp || serviceLacksBody(rsp, req))
-        return rsp;
-    FalLock lock(API_TYPE_SERVICE, "reservedIp", req->requester);
-    serviceLockOrAnswer(lock, rsp, FAL_FAILED);
-    if (!lock)
-        return rsp;
-    int ruleId = serviceRuleIdPositional(req);
-    FalTree rules = serviceArray(lock.get(), "rules");
-    int index = rules ? serviceFindRule(rules.get(), ruleId) : -1;
-    if (index < 0) {
-        falAnswer(rsp, FAL_FAILED);
-        return rsp;
-    }
-    // The request's own body becomes the entry.
-    req->body->set("id", ruleId);
-    rules->setArrayItem(unsigned(index), req->body);
-    falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
-    return rsp;
+    SvcCycle how{__func__, FalMsg::ServiceReservedipPatch, "reservedIp", true, FAL_FAILED};
+    return serviceCycle(req, how, [&](_FAL_RSP_T* rsp, FalLock& lock) {
+        int ruleId = serviceRuleIdPositional(req);
+        FalTree rules = serviceArray(lock.get(), "rules");
+        int index = rules ? serviceFindRule(rules.get(), ruleId) : -1;
+        if (index < 0) {
+            falAnswer(rsp, FAL_FAILED);
+            return;
+        }
+        // The request's own body becomes the entry.
+        req->body->set("id", ruleId);
+        rules->setArrayItem(unsigned(index), req->body);
+        falAnswer(rsp, lock.save() ? FAL_OK : FAL_FAILED);
+    });
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceReservedipCreate(_FAL_REQ_T* req)
 {
     FalTrace trace(SVC_LOG, "ServiceReservedipCreate", FAL_TRACE_WORD_FIRST);
-    _FAL_RSP_T* rsp = serviceNewResponse(API_TYPE_SERVICE, 141, false);
-    if (!rsp || serviceRefusesRequest(rsp, req, "Invalid request"))
-        return rsp;
+    if (!req || !req->body)
+        return falRefusal(API_TYPE_SERVICE, FalMsg::ServiceReservedipCreate);
+    _FAL_RSP_T* rsp = serviceResponse(req, FalMsg::ServiceReservedipCreate, false);
+    if (!rsp)
+        return nullptr;
     FalLock lock(API_TYPE_SERVICE, "reservedIp", req->requester);
-    serviceLockOrAnswer(lock, rsp, FAL_DB_ERROR);
     if (!lock)
-        return rsp;
+        return serviceLockFailed(rsp, FAL_DB_ERROR);
     FalTree rules = serviceArray(lock.get(), "rules");
     if (!rules) {
         Logger::print(LOG_TYPE_ERROR, SVC_LOG, "Database error occurred\n");
@@ -296,43 +273,44 @@ _FAL_RSP_T* FalServiceLdb::ServiceReservedipCreate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalServiceLdb::ServiceReservedipDeleteOne(_FAL_REQ_T* req)
 {
-    return serviceDeleteOnePositional(req, "ServiceReservedipDeleteOne", "reservedIp", "rules", 143);
+    return serviceDeleteOnePositional(req, "ServiceReservedipDeleteOne", "reservedIp", "rules",
+                                      FalMsg::ServiceReservedipDeleteOne);
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceReservedipDeleteAll(_FAL_REQ_T* req)
 {
-    return serviceEmptyList(req, "ServiceReservedipDeleteAll", "reservedIp", "rules", 145, FAL_FAILED, nullptr);
+    return serviceEmptyList(req, "ServiceReservedipDeleteAll", "reservedIp", "rules",
+                            FalMsg::ServiceReservedipDeleteAll, FAL_FAILED, nullptr);
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceReservedipActive(_FAL_REQ_T* req)
 {
-    return serviceSetActive(req, "ServiceReservedipActive", "reservedIp", 147, false);
+    return serviceSetActive(req, "ServiceReservedipActive", "reservedIp", FalMsg::ServiceReservedipActive, false);
 }
 
 // ---- MAC pass-through: every operation answers the stored object and changes nothing ----------
 
 namespace {
 
-_FAL_RSP_T* macPassthroughObject(_FAL_REQ_T* req, const char* fn, unsigned msgId)
+_FAL_RSP_T* macPassthroughObject(_FAL_REQ_T* req, const char* fn, unsigned requestId)
 {
-    return serviceReadObject(req, API_TYPE_SERVICE, msgId,
-                         {fn, "macPassthrough", FAL_DB_ERROR, "Failed to load database", FAL_TRACE_NONE, SVC_NO_OBJECT,
-                          SVC_NO_RESPONSE});
+    return serviceReadObject(req, {fn, requestId, "macPassthrough", false, FAL_DB_ERROR, "Failed to load database",
+                                   false, SVC_NO_OBJECT, FAL_TRACE_NONE});
 }
 
 }  // namespace
 
 _FAL_RSP_T* FalServiceLdb::ServiceMacpassthroughList(_FAL_REQ_T* req)
 {
-    return macPassthroughObject(req, "ServiceMacpassthroughList", 127);
+    return macPassthroughObject(req, "ServiceMacpassthroughList", FalMsg::ServiceMacpassthroughList);
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceMacpassthroughDeleteOne(_FAL_REQ_T* req)
 {
-    return macPassthroughObject(req, "ServiceMacpassthroughDeleteOne", 131);
+    return macPassthroughObject(req, "ServiceMacpassthroughDeleteOne", FalMsg::ServiceMacpassthroughDeleteOne);
 }
 
 _FAL_RSP_T* FalServiceLdb::ServiceMacpassthroughDeleteAll(_FAL_REQ_T* req)
 {
-    return macPassthroughObject(req, "ServiceMacpassthroughDeleteAll", 133);
+    return macPassthroughObject(req, "ServiceMacpassthroughDeleteAll", FalMsg::ServiceMacpassthroughDeleteAll);
 }

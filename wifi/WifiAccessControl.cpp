@@ -13,7 +13,6 @@ constexpr int kMaxRules = 64;
 // How one list change is requested and answered.
 struct ListChange {
     const char* name;       // operation name for the trace
-    unsigned rspId;         // response message id
     unsigned params;        // positional parameters required: interface, SSID index, rule id
     bool needsBody;
     FAL_STATUS_T okStatus;  // answer after a successful save
@@ -26,21 +25,14 @@ template <class Change>
 _FAL_RSP_T* changeList(FalWifiLdb& wifi, _FAL_REQ_T* req, const ListChange& how, Change change)
 {
     FalTrace trace(WIFI_LOG, how.name, FAL_TRACE_NAME_ENTRY_ONLY);
-    _FAL_RSP_T* rsp = nullptr;
-    if (!wifiOpen(rsp, wifi.apiType, how.rspId, false, req, how.params, how.needsBody))
-        return rsp;
-    int interfaceId = wifiIdAt(req, 0);
-    int index = wifiIdAt(req, 1);
-    FalLock ssidObject(wifi.apiType, "ssid", req->requester, rsp, WIFI_LOAD_FAILED);
-    FalTree ssids = wifiLockedBand(rsp, ssidObject.get(), nullptr, interfaceId, FAL_NOT_FOUND, NO_SSID_ARRAY);
-    if (ssids) {
-        FalTree ssid = wifiFindItem(ssids.get(), "index", index);
+    WifiBandCycle cycle{how.params, how.needsBody, "ssid", nullptr, FAL_NOT_FOUND, NO_SSID_ARRAY};
+    return wifiBandCycle(wifi.apiType, req, cycle, [&](_FAL_RSP_T* rsp, FalLock& list, TreeMapObject* ssids, int) {
+        FalTree ssid = wifiFindItem(ssids, "index", wifiIdAt(req, 1));
         if (ssid)
             change(ssid.get());
-        if (ssidObject.saveOrAnswer(rsp, WIFI_SAVE_FAILED))
+        if (list.saveOrAnswer(rsp, WIFI_SAVE_FAILED))
             falAnswer(rsp, how.okStatus, how.okMessage);
-    }
-    return rsp;
+    });
 }
 
 // A copy of the request body numbered `id`.
@@ -57,7 +49,7 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidAccesscontrolGet(_FAL_REQ_T* req)
 {
     FalTrace trace(WIFI_LOG, __func__, FAL_TRACE_NAME_ENTRY_ONLY);
     _FAL_RSP_T* rsp = nullptr;
-    if (!wifiOpen(rsp, apiType, 29, false, req, 2))
+    if (!wifiOpen(rsp, apiType, false, req, 2))
         return rsp;
     int interfaceId = wifiIdAt(req, 0);
     int index = wifiIdAt(req, 1);
@@ -75,7 +67,7 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidAccesscontrolGet(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalWifiLdb::WifiSsidAccesscontrolUpdate(_FAL_REQ_T* req)
 {
-    return changeList(*this, req, {__func__, 31, 2, true, FAL_OK, ""}, [&](TreeMapObject* ssid) {
+    return changeList(*this, req, {__func__, 2, true, FAL_OK, ""}, [&](TreeMapObject* ssid) {
         FalTree list(req->body->clone(nullptr));
         list->set("maxRules", kMaxRules);
         ssid->set("accessControl", list.get());
@@ -84,7 +76,7 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidAccesscontrolUpdate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalWifiLdb::WifiSsidAccesscontrolPatch(_FAL_REQ_T* req)
 {
-    return changeList(*this, req, {__func__, 33, 3, true, FAL_OK, ""}, [&](TreeMapObject* ssid) {
+    return changeList(*this, req, {__func__, 3, true, FAL_OK, ""}, [&](TreeMapObject* ssid) {
         int ruleId = wifiIdAt(req, 2);
         FalTree rules(ssid->get("accessControl.rules"));
         unsigned position = 0;
@@ -96,7 +88,7 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidAccesscontrolPatch(_FAL_REQ_T* req)
 _FAL_RSP_T* FalWifiLdb::WifiSsidAccesscontrolCreate(_FAL_REQ_T* req)
 {
     int id = 0;
-    _FAL_RSP_T* rsp = changeList(*this, req, {__func__, 35, 2, true, FAL_OK, ""}, [&](TreeMapObject* ssid) {
+    _FAL_RSP_T* rsp = changeList(*this, req, {__func__, 2, true, FAL_OK, ""}, [&](TreeMapObject* ssid) {
         int maxRules = ssid->get<int>("accessControl.maxRules");
         FalTree rules(ssid->get("accessControl.rules"));
         if (!rules || int(rules->len()) >= maxRules)
@@ -111,7 +103,7 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidAccesscontrolCreate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalWifiLdb::WifiSsidAccesscontrolDeleteOne(_FAL_REQ_T* req)
 {
-    return changeList(*this, req, {__func__, 37, 3, false, FAL_DELETED, "Record Deleted"}, [&](TreeMapObject* ssid) {
+    return changeList(*this, req, {__func__, 3, false, FAL_DELETED, "Record Deleted"}, [&](TreeMapObject* ssid) {
         FalTree rules(ssid->get("accessControl.rules"));
         unsigned position = 0;
         if (wifiFindItem(rules.get(), "id", wifiIdAt(req, 2), &position))
@@ -121,7 +113,7 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidAccesscontrolDeleteOne(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalWifiLdb::WifiSsidAccesscontrolDeleteAll(_FAL_REQ_T* req)
 {
-    return changeList(*this, req, {__func__, 39, 2, false, FAL_DELETED, "Record Deleted"}, [](TreeMapObject* ssid) {
+    return changeList(*this, req, {__func__, 2, false, FAL_DELETED, "Record Deleted"}, [](TreeMapObject* ssid) {
         TreeMapObject noRules(true);
         ssid->set("accessControl.rules", &noRules);
     });
@@ -129,7 +121,7 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidAccesscontrolDeleteAll(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalWifiLdb::WifiSsidAccesscontrolActive(_FAL_REQ_T* req)
 {
-    return changeList(*this, req, {__func__, 41, 2, true, FAL_OK, ""}, [&](TreeMapObject* ssid) {
+    return changeList(*this, req, {__func__, 2, true, FAL_OK, ""}, [&](TreeMapObject* ssid) {
         ssid->set("accessControl.active", req->body->get<bool>("active"));
     });
 }

@@ -19,13 +19,13 @@ const char* wifiParamAt(const _FAL_REQ_T* req, unsigned position)
     return nullptr;
 }
 
-bool wifiOpen(_FAL_RSP_T*& rsp, unsigned apiType, unsigned rspId, bool withData, const _FAL_REQ_T* req,
-              unsigned params, bool needsBody)
+bool wifiOpen(_FAL_RSP_T*& rsp, unsigned apiType, bool withData, const _FAL_REQ_T* req, unsigned params,
+              bool needsBody)
 {
     rsp = nullptr;
     if (!req)
         return false;
-    rsp = newFalResponse(apiType, rspId, withData);
+    rsp = newFalResponse(apiType, falResponseId(API_TYPE_WIFI, req->msgId), withData);
     return wifiHasParams(rsp, req, params) && (!needsBody || wifiNeedsBody(rsp, req));
 }
 

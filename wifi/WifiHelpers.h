@@ -3,7 +3,9 @@
 
 #include <memory>
 
+#include "fal/FalMsgIds.h"
 #include "frame/FalHandler.h"
+#include "frame/FalPolicy.h"
 #include "frame/FalTree.h"
 #include "frame/FalTypes.h"
 #include "host/Logger.h"
@@ -19,12 +21,12 @@ extern const char* const WIFI_NO_BODY;      // "null request content"
 // parameters. An empty value is a value (it reads as the number 0). Borrowed from the request.
 const char* wifiParamAt(const _FAL_REQ_T* req, unsigned position);
 
-// Opens an operation: makes the response and checks that the request has its first `params`
+// Opens an operation: makes the response to the request and checks that the request has its first `params`
 // positional parameters and, when `needsBody`, a body (answering 10 "Wrong URI" or
 // "null request content"). Yields whether the operation goes on; `rsp` is the answer to return
 // either way (null for a null request).
-bool wifiOpen(_FAL_RSP_T*& rsp, unsigned apiType, unsigned rspId, bool withData, const _FAL_REQ_T* req,
-              unsigned params, bool needsBody = false);
+bool wifiOpen(_FAL_RSP_T*& rsp, unsigned apiType, bool withData, const _FAL_REQ_T* req, unsigned params,
+              bool needsBody = false);
 
 // Whether the request has its first `count` positional parameters. When one is missing, answers
 // 10 "Wrong URI".
@@ -55,3 +57,28 @@ FalTree wifiFindItem(TreeMapObject* array, const char* member, int value, unsign
 // A new object holding "id".
 TreeMapObject* wifiIdReply(int id);
 
+// The cycle of a wifi operation on one radio's part of a band-keyed object: opens the operation
+// (wifiOpen with `params` and `needsBody`), locks `key` (failure: 8 "failed to get database wifi"),
+// takes the part of the first parameter's interface (as wifiLockedBand with `member`, `status`,
+// `missing`) and, when it is there, lets `work(rsp, lock, band, interfaceId)` answer.
+struct WifiBandCycle {
+    unsigned params;
+    bool needsBody;
+    const char* key;
+    const char* member;
+    FAL_STATUS_T status;
+    const char* missing;
+};
+template <class Work>
+_FAL_RSP_T* wifiBandCycle(unsigned apiType, const _FAL_REQ_T* req, const WifiBandCycle& how, Work work)
+{
+    _FAL_RSP_T* rsp = nullptr;
+    if (!wifiOpen(rsp, apiType, false, req, how.params, how.needsBody))
+        return rsp;
+    int interfaceId = wifiIdAt(req, 0);
+    FalLock lock(apiType, how.key, req->requester, rsp, WIFI_LOAD_FAILED);
+    FalTree band = wifiLockedBand(rsp, lock.get(), how.member, interfaceId, how.status, how.missing);
+    if (band)
+        work(rsp, lock, band.get(), interfaceId);
+    return rsp;
+}

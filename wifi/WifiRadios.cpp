@@ -108,7 +108,7 @@ _FAL_RSP_T* FalWifiLdb::WifiInterfaceGet(_FAL_REQ_T* req)
     FalTrace trace(WIFI_LOG, __func__, FAL_TRACE_NAME_ENTRY_ONLY);
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 1, true);
+    _FAL_RSP_T* rsp = newFalResponse(apiType, falResponseId(API_TYPE_WIFI, req->msgId), true);
     FalLock interfaces(apiType, "interfaces", req->requester, rsp, WIFI_LOAD_FAILED);
     if (interfaces) {
         rsp->data->set("interfaces", interfaces.get());
@@ -120,14 +120,9 @@ _FAL_RSP_T* FalWifiLdb::WifiInterfaceGet(_FAL_REQ_T* req)
 _FAL_RSP_T* FalWifiLdb::WifiRadioGet(_FAL_REQ_T* req)
 {
     FalTrace trace(WIFI_LOG, __func__, FAL_TRACE_NAME_ENTRY_ONLY);
-    _FAL_RSP_T* rsp = nullptr;
-    if (!wifiOpen(rsp, apiType, 3, false, req, 1))
-        return rsp;
-    int interfaceId = wifiIdAt(req, 0);
-    const char* section = wifiParamAt(req, 1);
-    FalLock radios(apiType, "radio", req->requester, rsp, WIFI_LOAD_FAILED);
-    FalTree radio = wifiLockedBand(rsp, radios.get(), nullptr, interfaceId, FAL_NOT_FOUND, NO_RADIO);
-    if (radio) {
+    WifiBandCycle how{1, false, "radio", nullptr, FAL_NOT_FOUND, NO_RADIO};
+    return wifiBandCycle(apiType, req, how, [&](_FAL_RSP_T* rsp, FalLock&, TreeMapObject* radio, int) {
+        const char* section = wifiParamAt(req, 1);
         const char* const* known = std::find_if(std::begin(kRadioSections), std::end(kRadioSections),
                                                 [&](const char* name) { return sameText(name, section); });
         if (known != std::end(kRadioSections)) {
@@ -139,31 +134,25 @@ _FAL_RSP_T* FalWifiLdb::WifiRadioGet(_FAL_REQ_T* req)
             rsp->data = radio->clone(nullptr);
         }
         falAnswer(rsp, FAL_OK, "");
-    }
-    return rsp;
+    });
 }
 
 _FAL_RSP_T* FalWifiLdb::WifiRadioChange(_FAL_REQ_T* req)
 {
     FalTrace trace(WIFI_LOG, __func__, FAL_TRACE_NAME_ENTRY_ONLY);
-    _FAL_RSP_T* rsp = nullptr;
-    if (!wifiOpen(rsp, apiType, 5, false, req, 1, true))
-        return rsp;
-    int interfaceId = wifiIdAt(req, 0);
-    falAnswer(rsp, FAL_FAILED, "");
-    FalLock doc(apiType, "", req->requester, rsp, WIFI_LOAD_FAILED);
-    FalTree radio = wifiLockedBand(rsp, doc.get(), "radio", interfaceId, FAL_NOT_FOUND, NO_RADIO);
-    FalTree actualUsed(radio ? doc->get("actualUsed") : nullptr);
-    if (radio) {
+    WifiBandCycle how{1, true, "", "radio", FAL_NOT_FOUND, NO_RADIO};
+    return wifiBandCycle(apiType, req, how, [&](_FAL_RSP_T* rsp, FalLock& doc, TreeMapObject* radio, int interfaceId) {
+        falAnswer(rsp, FAL_FAILED, "");
+        FalTree actualUsed(doc->get("actualUsed"));
         for (const char* path : kRadioSettings) {
             FalTree value(req->body->get(path));
             if (value)
                 radio->set(path, value.get());
         }
-        if (!actualUsed)
+        if (!actualUsed) {
             falAnswer(rsp, FAL_NOT_FOUND, "failed to get 'actualUsed'");
-    }
-    if (actualUsed) {
+            return;
+        }
         rsp->data = actualUsed->clone(nullptr);
         if (doc.saveOrAnswer(rsp, WIFI_SAVE_FAILED)) {
             falAnswer(rsp, FAL_OK, "");
@@ -172,41 +161,32 @@ _FAL_RSP_T* FalWifiLdb::WifiRadioChange(_FAL_REQ_T* req)
                 Logger::print(LOG_TYPE_INFO, WIFI_LOG, "No outputPower parameter found\n");
             followOutputPower(interfaceId, outputPower, req->requester);
         }
-    }
-    return rsp;
+    });
 }
 
 _FAL_RSP_T* FalWifiLdb::WifiRadioActive(_FAL_REQ_T* req)
 {
     FalTrace trace(WIFI_LOG, __func__, FAL_TRACE_NAME_ENTRY_ONLY);
-    _FAL_RSP_T* rsp = nullptr;
-    if (!wifiOpen(rsp, apiType, 7, false, req, 1, true))
-        return rsp;
-    int interfaceId = wifiIdAt(req, 0);
-    bool active = req->body->get<bool>("active");
-    FalLock doc(apiType, "", req->requester, rsp, WIFI_LOAD_FAILED);
-    FalTree radio = wifiLockedBand(rsp, doc.get(), "radio", interfaceId, FAL_DB_ERROR, WIFI_LOAD_FAILED);
-    if (radio) {
+    WifiBandCycle how{1, true, "", "radio", FAL_DB_ERROR, WIFI_LOAD_FAILED};
+    return wifiBandCycle(apiType, req, how, [&](_FAL_RSP_T* rsp, FalLock& doc, TreeMapObject* radio, int interfaceId) {
+        bool active = req->body->get<bool>("active");
         radio->set("active", active);
-        bool switched = active ? radioOn(doc.get(), radio.get(), interfaceId, req->requester)
+        bool switched = active ? radioOn(doc.get(), radio, interfaceId, req->requester)
                                : radioOff(doc.get(), interfaceId, req->requester);
         if (switched && doc.saveOrAnswer(rsp, WIFI_SAVE_FAILED))
             falAnswer(rsp, FAL_OK, "");
-    }
-    return rsp;
+    });
 }
 
 _FAL_RSP_T* FalWifiLdb::WifiRadioRestoreDefault(_FAL_REQ_T* req)
 {
     FalTrace trace(WIFI_LOG, __func__, FAL_TRACE_NAME_ENTRY_ONLY);
-    _FAL_RSP_T* rsp = nullptr;
-    if (!wifiOpen(rsp, apiType, 9, false, req, 1))
-        return rsp;
-    int interfaceId = wifiIdAt(req, 0);
-    FalLock doc(apiType, "", req->requester, rsp, WIFI_LOAD_FAILED);
-    FalTree radio = wifiLockedBand(rsp, doc.get(), "radio", interfaceId, FAL_DB_ERROR, WIFI_LOAD_FAILED);
-    FalTree factory = wifiLockedBand(rsp, doc.get(), "radioDefault", interfaceId, FAL_DB_ERROR, WIFI_LOAD_FAILED);
-    if (radio && factory) {
+    WifiBandCycle how{1, false, "", "radio", FAL_DB_ERROR, WIFI_LOAD_FAILED};
+    return wifiBandCycle(apiType, req, how, [&](_FAL_RSP_T* rsp, FalLock& doc, TreeMapObject* radio, int interfaceId) {
+        FalTree factory =
+            wifiLockedBand(rsp, doc.get(), "radioDefault", interfaceId, FAL_DB_ERROR, WIFI_LOAD_FAILED);
+        if (!factory)
+            return;
         rsp->data = new TreeMapObject(false);
         for (const char* member : kRestoredMembers) {
             FalTree value(factory->get(member));
@@ -217,23 +197,20 @@ _FAL_RSP_T* FalWifiLdb::WifiRadioRestoreDefault(_FAL_REQ_T* req)
         }
         if (doc.saveOrAnswer(rsp, WIFI_SAVE_FAILED))
             falAnswer(rsp, FAL_OK, "");
-    }
-    return rsp;
+    });
 }
 
 _FAL_RSP_T* FalWifiLdb::WifiNetworkTypeGet(_FAL_REQ_T* req)
 {
     FalTrace trace(WIFI_LOG, __func__, FAL_TRACE_NAME_ENTRY_ONLY);
-    _FAL_RSP_T* rsp = nullptr;
-    if (!wifiOpen(rsp, apiType, 11, false, req, 1))
-        return rsp;
-    int interfaceId = wifiIdAt(req, 0);
-    FalLock doc(apiType, "", req->requester, rsp, WIFI_LOAD_FAILED);
-    FalTree networkTypes = wifiLockedBand(rsp, doc.get(), "networkType", interfaceId, FAL_NOT_FOUND, NO_NETWORK_TYPE);
-    FalTree reply(networkTypes ? networkTypes->clone(nullptr) : nullptr);
-    if (networkTypes && !reply)
-        Logger::print(LOG_TYPE_ERROR, WIFI_LOG, "%s: memory allocation error\n", __func__);
-    if (reply) {
+    const char* fn = __func__;
+    WifiBandCycle how{1, false, "", "networkType", FAL_NOT_FOUND, NO_NETWORK_TYPE};
+    return wifiBandCycle(apiType, req, how, [&](_FAL_RSP_T* rsp, FalLock& doc, TreeMapObject* types, int interfaceId) {
+        FalTree reply(types->clone(nullptr));
+        if (!reply) {
+            Logger::print(LOG_TYPE_ERROR, WIFI_LOG, "%s: memory allocation error\n", fn);
+            return;
+        }
         // The guest entry lists every SSID of the radio but the primary one.
         FalTree guest(reply->at(1));
         FalTree guestSsids(guest ? guest->get("ssid") : nullptr);
@@ -245,34 +222,27 @@ _FAL_RSP_T* FalWifiLdb::WifiNetworkTypeGet(_FAL_REQ_T* req)
         }
         rsp->data = reply.release();
         falAnswer(rsp, FAL_OK, "OK");
-    }
-    return rsp;
+    });
 }
 
 _FAL_RSP_T* FalWifiLdb::WifiNetworkTypeChange(_FAL_REQ_T* req)
 {
     FalTrace trace(WIFI_LOG, __func__, FAL_TRACE_NAME_ENTRY_ONLY);
-    _FAL_RSP_T* rsp = nullptr;
-    if (!wifiOpen(rsp, apiType, 13, false, req, 2, true))
-        return rsp;
-    int interfaceId = wifiIdAt(req, 0);
-    const char* name = wifiParamAt(req, 1);
-    bool active = req->body->get<bool>("active");
-    FalLock doc(apiType, "", req->requester, rsp, WIFI_LOAD_FAILED);
-    FalTree networkTypes = wifiLockedBand(rsp, doc.get(), "networkType", interfaceId, FAL_NOT_FOUND, NO_NETWORK_TYPE);
-    if (networkTypes) {
+    WifiBandCycle how{2, true, "", "networkType", FAL_NOT_FOUND, NO_NETWORK_TYPE};
+    return wifiBandCycle(apiType, req, how, [&](_FAL_RSP_T* rsp, FalLock& doc, TreeMapObject* types, int interfaceId) {
+        const char* name = wifiParamAt(req, 1);
+        bool active = req->body->get<bool>("active");
         if (sameText(name, "primary")) {
-            setActiveOnFirst(networkTypes.get(), 1, active);
+            setActiveOnFirst(types, 1, active);
             FalTree ssids = wifiBand(doc.get(), "ssid", interfaceId);
             if (ssids)
                 setActiveOnFirst(ssids.get(), 1, active);
         } else if (sameText(name, "guest")) {
-            FalTree guest(networkTypes->at(1));
+            FalTree guest(types->at(1));
             if (guest)
                 guest->set("active", active);
         }
         if (doc.saveOrAnswer(rsp, WIFI_SAVE_FAILED))
             falAnswer(rsp, FAL_OK, "");
-    }
-    return rsp;
+    });
 }

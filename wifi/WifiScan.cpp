@@ -30,7 +30,7 @@ bool flipScanToggle(std::atomic<bool>& toggle)
 _FAL_RSP_T* FalWifiLdb::WifiScan(_FAL_REQ_T* req)
 {
     _FAL_RSP_T* rsp = nullptr;
-    if (!wifiOpen(rsp, apiType, 75, true, req, 1))
+    if (!wifiOpen(rsp, apiType, true, req, 1))
         return rsp;
     FalLock scan(apiType, "wifiScan", req->requester, rsp, WIFI_LOAD_FAILED);
     if (scan) {
@@ -47,11 +47,11 @@ _FAL_RSP_T* FalWifiLdb::WifiScanResult(_FAL_REQ_T* req)
     // Every poll flips the toggle, whatever it answers.
     bool hintsDue = !flipScanToggle(scanResultToggle);
     _FAL_RSP_T* rsp = nullptr;
-    if (!wifiOpen(rsp, apiType, 77, false, req, 1))
+    if (!wifiOpen(rsp, apiType, false, req, 1))
         return rsp;
     int interfaceId = wifiIdAt(req, 0);
     if (hintsDue) {
-        rsp->data = new TreeMapObject(apiType, 77);
+        rsp->data = new TreeMapObject(apiType, rsp->msgId);
         FalLock scan(apiType, "wifiScan", req->requester, rsp, WIFI_LOAD_FAILED);
         if (scan) {
             int retryAfter = scan->get<int>("retryAfter");

@@ -78,34 +78,29 @@ TreeMapObject* newAccessControl()
 _FAL_RSP_T* FalWifiLdb::WifiSsidListAll(_FAL_REQ_T* req)
 {
     FalTrace trace(WIFI_LOG, __func__, FAL_TRACE_NAME_ENTRY_ONLY);
-    _FAL_RSP_T* rsp = nullptr;
-    if (!wifiOpen(rsp, apiType, 15, false, req, 1))
-        return rsp;
-    int interfaceId = wifiIdAt(req, 0);
-    FalLock ssidObject(apiType, "ssid", req->requester, rsp, WIFI_LOAD_FAILED);
-    FalTree ssids = wifiLockedBand(rsp, ssidObject.get(), nullptr, interfaceId, FAL_NOT_FOUND, "failed to get ssid");
-    if (ssids) {
+    const char* fn = __func__;
+    WifiBandCycle how{1, false, "ssid", nullptr, FAL_NOT_FOUND, "failed to get ssid"};
+    return wifiBandCycle(apiType, req, how, [&](_FAL_RSP_T* rsp, FalLock&, TreeMapObject* ssids, int) {
         rsp->data = new TreeMapObject(true);
         unsigned n = ssids->len();
         for (unsigned i = 0; i < n; ++i) {
             FalTree ssid(ssids->at(i));
             const char* securityType = ssid ? ssid->get<const char*>("security.type") : nullptr;
             if (!securityType) {
-                Logger::print(LOG_TYPE_INFO, WIFI_LOG, "%s: [%d] security.type=null\n", __func__, int(i));
+                Logger::print(LOG_TYPE_INFO, WIFI_LOG, "%s: [%d] security.type=null\n", fn, int(i));
                 continue;
             }
             FalTree summary(ssidSummary(ssid.get(), securityType));
             placeAt(rsp->data, i, summary.get());
         }
-    }
-    return rsp;
+    });
 }
 
 _FAL_RSP_T* FalWifiLdb::WifiSsidGet(_FAL_REQ_T* req)
 {
     FalTrace trace(WIFI_LOG, __func__, FAL_TRACE_NAME_ENTRY_ONLY);
     _FAL_RSP_T* rsp = nullptr;
-    if (!wifiOpen(rsp, apiType, 17, false, req, 2))
+    if (!wifiOpen(rsp, apiType, false, req, 2))
         return rsp;
     int interfaceId = wifiIdAt(req, 0);
     int index = wifiIdAt(req, 1);
@@ -125,39 +120,33 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidGet(_FAL_REQ_T* req)
 _FAL_RSP_T* FalWifiLdb::WifiSsidUpdate(_FAL_REQ_T* req)
 {
     FalTrace trace(WIFI_LOG, __func__, FAL_TRACE_NAME_ENTRY_ONLY);
-    _FAL_RSP_T* rsp = nullptr;
-    if (!wifiOpen(rsp, apiType, 19, false, req, 2, true))
-        return rsp;
-    int interfaceId = wifiIdAt(req, 0);
-    int index = wifiIdAt(req, 1);
-    FalLock ssidObject(apiType, "ssid", req->requester, rsp, WIFI_LOAD_FAILED);
-    FalTree ssids = wifiLockedBand(rsp, ssidObject.get(), nullptr, interfaceId, FAL_NOT_FOUND, NO_SSID_ARRAY);
-    FalTree ssid = wifiFindItem(ssids.get(), "index", index);
-    if (ssids && !ssid)
-        falAnswer(rsp, FAL_NOT_FOUND, "failed to get ssid");
-    if (ssid) {
+    WifiBandCycle how{2, true, "ssid", nullptr, FAL_NOT_FOUND, NO_SSID_ARRAY};
+    return wifiBandCycle(apiType, req, how, [&](_FAL_RSP_T* rsp, FalLock& ssidObject, TreeMapObject* ssids, int) {
+        FalTree ssid = wifiFindItem(ssids, "index", wifiIdAt(req, 1));
+        if (!ssid) {
+            falAnswer(rsp, FAL_NOT_FOUND, "failed to get ssid");
+            return;
+        }
         for (const char* member : kSsidSettings) {
             FalTree value(req->body->get(member));
             ssid->set(member, value.get());
         }
         if (ssidObject.saveOrAnswer(rsp, WIFI_SAVE_FAILED))
             falAnswer(rsp, FAL_OK, "");
-    }
-    return rsp;
+    });
 }
 
 _FAL_RSP_T* FalWifiLdb::WifiSsidCreate(_FAL_REQ_T* req)
 {
-    _FAL_RSP_T* rsp = nullptr;
-    if (!wifiOpen(rsp, apiType, 21, false, req, 1))
-        return rsp;
-    int interfaceId = wifiIdAt(req, 0);
-    FalLock ssidObject(apiType, "ssid", req->requester, rsp, WIFI_LOAD_FAILED);
-    FalTree ssids = wifiLockedBand(rsp, ssidObject.get(), nullptr, interfaceId, FAL_NOT_FOUND, NO_SSID_ARRAY);
-    int index = ssids ? freeGuestIndex(ssids.get()) : -1;
-    if (ssids && index < 0)
-        falAnswer(rsp, FAL_FAILED, "unable to add more ssid");
-    else if (ssids && wifiNeedsBody(rsp, req)) {
+    WifiBandCycle how{1, false, "ssid", nullptr, FAL_NOT_FOUND, NO_SSID_ARRAY};
+    return wifiBandCycle(apiType, req, how, [&](_FAL_RSP_T* rsp, FalLock& ssidObject, TreeMapObject* ssids, int) {
+        int index = freeGuestIndex(ssids);
+        if (index < 0) {
+            falAnswer(rsp, FAL_FAILED, "unable to add more ssid");
+            return;
+        }
+        if (!wifiNeedsBody(rsp, req))
+            return;
         FalTree ssid(req->body->clone(nullptr));
         FalTree accessControl(newAccessControl());
         ssid->set("index", index);
@@ -167,14 +156,13 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidCreate(_FAL_REQ_T* req)
         if (ssidObject.saveOrAnswer(rsp, WIFI_SAVE_FAILED))
             falAnswer(rsp, FAL_CREATED, "New Created");
         rsp->data = wifiIdReply(index);
-    }
-    return rsp;
+    });
 }
 
 _FAL_RSP_T* FalWifiLdb::WifiSsidGuestDelete(_FAL_REQ_T* req)
 {
     _FAL_RSP_T* rsp = nullptr;
-    if (!wifiOpen(rsp, apiType, 23, false, req, 2))
+    if (!wifiOpen(rsp, apiType, false, req, 2))
         return rsp;
     int interfaceId = wifiIdAt(req, 0);
     int index = wifiIdAt(req, 1);
@@ -196,13 +184,8 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidGuestDelete(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalWifiLdb::WifiSsidGuestDeleteAll(_FAL_REQ_T* req)
 {
-    _FAL_RSP_T* rsp = nullptr;
-    if (!wifiOpen(rsp, apiType, 25, false, req, 1))
-        return rsp;
-    int interfaceId = wifiIdAt(req, 0);
-    FalLock doc(apiType, "", req->requester, rsp, WIFI_LOAD_FAILED);
-    FalTree ssids = wifiLockedBand(rsp, doc.get(), "ssid", interfaceId, FAL_NOT_FOUND, NO_SSID_ARRAY);
-    if (ssids) {
+    WifiBandCycle how{1, false, "", "ssid", FAL_NOT_FOUND, NO_SSID_ARRAY};
+    return wifiBandCycle(apiType, req, how, [&](_FAL_RSP_T* rsp, FalLock& doc, TreeMapObject* ssids, int interfaceId) {
         TreeMapObject primaryOnly(true);
         FalTree primary(ssids->at(0));
         if (primary)
@@ -212,22 +195,15 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidGuestDeleteAll(_FAL_REQ_T* req)
             doc->set((std::string("ssid.") + band).c_str(), &primaryOnly);
         if (doc.saveOrAnswer(rsp, WIFI_SAVE_FAILED))
             falAnswer(rsp, FAL_OK, "");
-    }
-    return rsp;
+    });
 }
 
 _FAL_RSP_T* FalWifiLdb::WifiSsidActive(_FAL_REQ_T* req)
 {
-    _FAL_RSP_T* rsp = nullptr;
-    if (!wifiOpen(rsp, apiType, 27, false, req, 2, true))
-        return rsp;
-    int interfaceId = wifiIdAt(req, 0);
-    int index = wifiIdAt(req, 1);
-    bool active = req->body->get<bool>("active");
-    FalLock doc(apiType, "", req->requester, rsp, WIFI_LOAD_FAILED);
-    FalTree ssids = wifiLockedBand(rsp, doc.get(), "ssid", interfaceId, FAL_NOT_FOUND, NO_SSID_ARRAY);
-    if (ssids) {
-        FalTree ssid = wifiFindItem(ssids.get(), "index", index);
+    WifiBandCycle how{2, true, "", "ssid", FAL_NOT_FOUND, NO_SSID_ARRAY};
+    return wifiBandCycle(apiType, req, how, [&](_FAL_RSP_T* rsp, FalLock& doc, TreeMapObject* ssids, int) {
+        bool active = req->body->get<bool>("active");
+        FalTree ssid = wifiFindItem(ssids, "index", wifiIdAt(req, 1));
         if (ssid) {
             ssid->set("active", active);
             if (!active)
@@ -235,6 +211,5 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidActive(_FAL_REQ_T* req)
         }
         if (doc.saveOrAnswer(rsp, WIFI_SAVE_FAILED))
             falAnswer(rsp, FAL_OK, "");
-    }
-    return rsp;
+    });
 }

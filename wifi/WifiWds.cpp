@@ -15,14 +15,6 @@ constexpr unsigned kMaxPeers = 4;
 // What a WDS operation insists on before its cycle.
 enum WdsNeeds { WDS_NEEDS_BODY, WDS_NEEDS_REQUEST };
 
-// Logs the entry and exit of a WDS operation around its work.
-template <class Work>
-_FAL_RSP_T* traced(const char* name, Work work)
-{
-    FalTrace trace(WIFI_LOG, name);
-    return work();
-}
-
 // The opening every WDS operation shares; yields whether the operation goes on, and `rsp` is the
 // answer to return either way. A request without what `needs` asks for gets no answer at all
 // (null); a body that is not a JSON object counts as none. A missing "@interfaceId" gets 10
@@ -35,7 +27,7 @@ bool openWds(FalWifiLdb& wifi, _FAL_REQ_T* req, WdsNeeds needs, bool withData, _
         Logger::print(LOG_TYPE_ERROR, WIFI_LOG, "Error received null request\n");
         return false;
     }
-    rsp = newFalResponse(wifi.apiType, req->msgId + 1, withData);
+    rsp = newFalResponse(wifi.apiType, falResponseId(API_TYPE_WIFI, req->msgId), withData);
     std::unique_ptr<char[]> id(BE_PairVal2(req->params, "@interfaceId"));
     if (!id) {
         falAnswer(rsp, FAL_BAD_REQUEST, "Wrong URI");
@@ -46,14 +38,8 @@ bool openWds(FalWifiLdb& wifi, _FAL_REQ_T* req, WdsNeeds needs, bool withData, _
     return true;
 }
 
-// Locks "wds"; a failure is logged, and answered with `failMessage` when it is not null.
-FalLock lockWds(_FAL_RSP_T* rsp, FalWifiLdb& wifi, _FAL_REQ_T* req, const char* failMessage)
-{
-    FalLock wds(wifi.apiType, "wds", req->requester, rsp, failMessage);
-    if (!wds)
-        Logger::print(LOG_TYPE_ERROR, WIFI_LOG, "Cannot load object %s in local database\n", "wds");
-    return wds;
-}
+// Logged when "wds" cannot be locked.
+const char* const WDS_NOT_LOADED = "Cannot load object wds in local database\n";
 
 // Answers 10 with `message` after logging `logged`.
 void refuse(_FAL_RSP_T* rsp, const char* logged, const char* message)
@@ -132,99 +118,104 @@ void addPeer(_FAL_RSP_T* rsp, FalLock& wds, _FAL_REQ_T* req, TreeMapObject* radi
 
 _FAL_RSP_T* FalWifiLdb::WifiWdsGet(_FAL_REQ_T* req)
 {
-    return traced(__func__, [&]() -> _FAL_RSP_T* {
-        _FAL_RSP_T* rsp = nullptr;
-        int interfaceId = 0;
-        if (!openWds(*this, req, WDS_NEEDS_BODY, false, rsp, interfaceId))
-            return rsp;
-        FalLock wds = lockWds(rsp, *this, req, nullptr);
-        FalTree radio(GetTreeMapObjectByInterface(wds.get(), interfaceId));
-        if (radio) {
-            rsp->data = radio->clone(nullptr);
-            rsp->status = FAL_OK;
-        }
+    FalTrace trace(WIFI_LOG, __func__);
+    _FAL_RSP_T* rsp = nullptr;
+    int interfaceId = 0;
+    if (!openWds(*this, req, WDS_NEEDS_BODY, false, rsp, interfaceId))
         return rsp;
-    });
+    FalLock wds(apiType, "wds", req->requester, rsp, nullptr);
+    if (!wds)
+        Logger::print(LOG_TYPE_ERROR, WIFI_LOG, "%s", WDS_NOT_LOADED);
+    FalTree radio(GetTreeMapObjectByInterface(wds.get(), interfaceId));
+    if (radio) {
+        rsp->data = radio->clone(nullptr);
+        rsp->status = FAL_OK;
+    }
+    return rsp;
 }
 
 _FAL_RSP_T* FalWifiLdb::WifiWdsUpdate(_FAL_REQ_T* req)
 {
-    return traced(__func__, [&]() -> _FAL_RSP_T* {
-        _FAL_RSP_T* rsp = nullptr;
-        int interfaceId = 0;
-        if (!openWds(*this, req, WDS_NEEDS_BODY, false, rsp, interfaceId))
-            return rsp;
-        FalLock wds = lockWds(rsp, *this, req, "failed to load database");
-        FalTree radio(GetTreeMapObjectByInterface(wds.get(), interfaceId));
-        if (radio)
-            radio->set("active", req->body->get<bool>("active"));
-        if (wds && wds.save())
-            rsp->status = FAL_OK;
+    FalTrace trace(WIFI_LOG, __func__);
+    _FAL_RSP_T* rsp = nullptr;
+    int interfaceId = 0;
+    if (!openWds(*this, req, WDS_NEEDS_BODY, false, rsp, interfaceId))
         return rsp;
-    });
+    FalLock wds(apiType, "wds", req->requester, rsp, "failed to load database");
+    if (!wds)
+        Logger::print(LOG_TYPE_ERROR, WIFI_LOG, "%s", WDS_NOT_LOADED);
+    FalTree radio(GetTreeMapObjectByInterface(wds.get(), interfaceId));
+    if (radio)
+        radio->set("active", req->body->get<bool>("active"));
+    if (wds && wds.save())
+        rsp->status = FAL_OK;
+    return rsp;
 }
 
 _FAL_RSP_T* FalWifiLdb::WifiWdsCreate(_FAL_REQ_T* req)
 {
-    return traced(__func__, [&]() -> _FAL_RSP_T* {
-        _FAL_RSP_T* rsp = nullptr;
-        int interfaceId = 0;
-        if (!openWds(*this, req, WDS_NEEDS_BODY, true, rsp, interfaceId))
-            return rsp;
-        FalTree ext(req->body->get("ext"));
-        if (sameText(req->body->get<const char*>("type"), "slave") && !ext) {
-            refuse(rsp, "ext field should not be NULL.\n", "failed to get slave");
-            return rsp;
-        }
-        FalLock wds = lockWds(rsp, *this, req, "failed to get wds");
-        FalTree radio(GetTreeMapObjectByInterface(wds.get(), interfaceId));
-        if (radio)
-            addPeer(rsp, wds, req, radio.get());
+    FalTrace trace(WIFI_LOG, __func__);
+    _FAL_RSP_T* rsp = nullptr;
+    int interfaceId = 0;
+    if (!openWds(*this, req, WDS_NEEDS_BODY, true, rsp, interfaceId))
         return rsp;
-    });
+    FalTree ext(req->body->get("ext"));
+    if (sameText(req->body->get<const char*>("type"), "slave") && !ext) {
+        refuse(rsp, "ext field should not be NULL.\n", "failed to get slave");
+        return rsp;
+    }
+    FalLock wds(apiType, "wds", req->requester, rsp, "failed to get wds");
+    if (!wds)
+        Logger::print(LOG_TYPE_ERROR, WIFI_LOG, "%s", WDS_NOT_LOADED);
+    FalTree radio(GetTreeMapObjectByInterface(wds.get(), interfaceId));
+    if (radio)
+        addPeer(rsp, wds, req, radio.get());
+    return rsp;
 }
 
 _FAL_RSP_T* FalWifiLdb::WifiWdsDelete(_FAL_REQ_T* req)
 {
-    return traced(__func__, [&]() -> _FAL_RSP_T* {
-        _FAL_RSP_T* rsp = nullptr;
-        int interfaceId = 0;
-        if (!openWds(*this, req, WDS_NEEDS_REQUEST, false, rsp, interfaceId))
-            return rsp;
-        std::unique_ptr<char[]> ruleId(BE_PairVal2(req->params, "@ruleId"));
-        if (!ruleId) {
-            falAnswer(rsp, FAL_BAD_REQUEST, "Wrong URI");
-            return rsp;
-        }
-        FalLock wds = lockWds(rsp, *this, req, "Failed to load database");
-        FalTree radio(GetTreeMapObjectByInterface(wds.get(), interfaceId));
-        FalTree rules(radio ? radio->get("rules") : nullptr);
-        if (rules) {
-            unsigned position = 0;
-            if (wifiFindItem(rules.get(), "index", atoi(ruleId.get()), &position))
-                rules->delArrayItem(position);
-            if (wds.save())
-                rsp->status = FAL_DELETED;
-        }
+    FalTrace trace(WIFI_LOG, __func__);
+    _FAL_RSP_T* rsp = nullptr;
+    int interfaceId = 0;
+    if (!openWds(*this, req, WDS_NEEDS_REQUEST, false, rsp, interfaceId))
         return rsp;
-    });
+    std::unique_ptr<char[]> ruleId(BE_PairVal2(req->params, "@ruleId"));
+    if (!ruleId) {
+        falAnswer(rsp, FAL_BAD_REQUEST, "Wrong URI");
+        return rsp;
+    }
+    FalLock wds(apiType, "wds", req->requester, rsp, "Failed to load database");
+    if (!wds)
+        Logger::print(LOG_TYPE_ERROR, WIFI_LOG, "%s", WDS_NOT_LOADED);
+    FalTree radio(GetTreeMapObjectByInterface(wds.get(), interfaceId));
+    FalTree rules(radio ? radio->get("rules") : nullptr);
+    if (rules) {
+        unsigned position = 0;
+        if (wifiFindItem(rules.get(), "index", atoi(ruleId.get()), &position))
+            rules->delArrayItem(position);
+        if (wds.save())
+            rsp->status = FAL_DELETED;
+    }
+    return rsp;
 }
 
 _FAL_RSP_T* FalWifiLdb::WifiWdsDeleteAll(_FAL_REQ_T* req)
 {
-    return traced(__func__, [&]() -> _FAL_RSP_T* {
-        _FAL_RSP_T* rsp = nullptr;
-        int interfaceId = 0;
-        if (!openWds(*this, req, WDS_NEEDS_REQUEST, false, rsp, interfaceId))
-            return rsp;
-        FalLock wds = lockWds(rsp, *this, req, "failed to load database");
-        FalTree radio = wifiLockedBand(rsp, wds.get(), nullptr, interfaceId, FAL_NOT_FOUND, "cannot find object");
-        if (radio) {
-            TreeMapObject noPeers(true);
-            radio->set("rules", &noPeers);
-            if (wds.saveOrAnswer(rsp, WIFI_SAVE_FAILED))
-                rsp->status = FAL_OK;
-        }
+    FalTrace trace(WIFI_LOG, __func__);
+    _FAL_RSP_T* rsp = nullptr;
+    int interfaceId = 0;
+    if (!openWds(*this, req, WDS_NEEDS_REQUEST, false, rsp, interfaceId))
         return rsp;
-    });
+    FalLock wds(apiType, "wds", req->requester, rsp, "failed to load database");
+    if (!wds)
+        Logger::print(LOG_TYPE_ERROR, WIFI_LOG, "%s", WDS_NOT_LOADED);
+    FalTree radio = wifiLockedBand(rsp, wds.get(), nullptr, interfaceId, FAL_NOT_FOUND, "cannot find object");
+    if (radio) {
+        TreeMapObject noPeers(true);
+        radio->set("rules", &noPeers);
+        if (wds.saveOrAnswer(rsp, WIFI_SAVE_FAILED))
+            rsp->status = FAL_OK;
+    }
+    return rsp;
 }

@@ -14,11 +14,11 @@ const char* const NO_WMM = "failed to get wmm";
 const char* const kWmmSettings[] = {"active", "option", "noAck", "powersave"};
 
 // Locks `key`, copies it into the reply and releases it: a plain read of one wifi object.
-_FAL_RSP_T* readObject(FalWifiLdb& wifi, _FAL_REQ_T* req, unsigned rspId, const char* key)
+_FAL_RSP_T* readObject(FalWifiLdb& wifi, _FAL_REQ_T* req, const char* key)
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(wifi.apiType, rspId, false);
+    _FAL_RSP_T* rsp = newFalResponse(wifi.apiType, falResponseId(API_TYPE_WIFI, req->msgId), false);
     FalLock object(wifi.apiType, key, req->requester, rsp, WIFI_LOAD_FAILED);
     if (object)
         rsp->data = object->clone(nullptr);
@@ -27,10 +27,10 @@ _FAL_RSP_T* readObject(FalWifiLdb& wifi, _FAL_REQ_T* req, unsigned rspId, const 
 
 // Locks "wps", stores the body's `member` there (read by `read`) and saves.
 template <class Read>
-_FAL_RSP_T* changeWps(FalWifiLdb& wifi, _FAL_REQ_T* req, unsigned rspId, const char* member, Read read)
+_FAL_RSP_T* changeWps(FalWifiLdb& wifi, _FAL_REQ_T* req, const char* member, Read read)
 {
     _FAL_RSP_T* rsp = nullptr;
-    if (!wifiOpen(rsp, wifi.apiType, rspId, false, req, 0, true))
+    if (!wifiOpen(rsp, wifi.apiType, false, req, 0, true))
         return rsp;
     FalLock wps(wifi.apiType, "wps", req->requester, rsp, WIFI_LOAD_FAILED);
     if (wps) {
@@ -42,11 +42,11 @@ _FAL_RSP_T* changeWps(FalWifiLdb& wifi, _FAL_REQ_T* req, unsigned rspId, const c
 }
 
 // An answer with fixed data and nothing stored: status 0 with the message "".
-_FAL_RSP_T* answerOk(FalWifiLdb& wifi, _FAL_REQ_T* req, unsigned rspId, const char* pin = nullptr)
+_FAL_RSP_T* answerOk(FalWifiLdb& wifi, _FAL_REQ_T* req, const char* pin = nullptr)
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(wifi.apiType, rspId, pin != nullptr);
+    _FAL_RSP_T* rsp = newFalResponse(wifi.apiType, falResponseId(API_TYPE_WIFI, req->msgId), pin != nullptr);
     if (pin)
         rsp->data->set("pin", pin);
     falAnswer(rsp, FAL_OK, "");
@@ -57,12 +57,12 @@ _FAL_RSP_T* answerOk(FalWifiLdb& wifi, _FAL_REQ_T* req, unsigned rspId, const ch
 
 _FAL_RSP_T* FalWifiLdb::WifiWpsGet(_FAL_REQ_T* req)
 {
-    return readObject(*this, req, 43, "wps");
+    return readObject(*this, req, "wps");
 }
 
 _FAL_RSP_T* FalWifiLdb::WifiWpsUpdate(_FAL_REQ_T* req)
 {
-    return changeWps(*this, req, 45, "active",
+    return changeWps(*this, req, "active",
                      [](TreeMapObject* body, const char* member) { return body->get<bool>(member); });
 }
 
@@ -70,7 +70,7 @@ _FAL_RSP_T* FalWifiLdb::WifiWpsActivate(_FAL_REQ_T* req)
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 47, true);
+    _FAL_RSP_T* rsp = newFalResponse(apiType, falResponseId(API_TYPE_WIFI, req->msgId), true);
     rsp->data->set("retryAfter[1]", 60);
     rsp->data->set("retryAfter[2]", 40);
     rsp->data->set("retryAfter[3]", 20);
@@ -83,7 +83,7 @@ _FAL_RSP_T* FalWifiLdb::WifiWpsActivate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalWifiLdb::WifiWpsActivateDevicepin(_FAL_REQ_T* req)
 {
-    return changeWps(*this, req, 49, "pin",
+    return changeWps(*this, req, "pin",
                      [](TreeMapObject* body, const char* member) { return body->get<const char*>(member); });
 }
 
@@ -94,60 +94,51 @@ _FAL_RSP_T* FalWifiLdb::WifiWpsActivateRouterpin(_FAL_REQ_T* req)
     for (int i = 0; i < 8; ++i)
         pin[i] = char('0' + rand() % 10);
     pin[8] = '\0';
-    return answerOk(*this, req, 51, pin);
+    return answerOk(*this, req, pin);
 }
 
 _FAL_RSP_T* FalWifiLdb::WifiWpsCancel(_FAL_REQ_T* req)
 {
-    return answerOk(*this, req, 53);
+    return answerOk(*this, req);
 }
 
 _FAL_RSP_T* FalWifiLdb::WifiWpsRestoreDefault(_FAL_REQ_T* req)
 {
-    return answerOk(*this, req, 55, "40592718");
+    return answerOk(*this, req, "40592718");
 }
 
 _FAL_RSP_T* FalWifiLdb::WifiWmmGet(_FAL_REQ_T* req)
 {
-    _FAL_RSP_T* rsp = nullptr;
-    if (!wifiOpen(rsp, apiType, 57, false, req, 1))
-        return rsp;
-    FalLock wmm(apiType, "wmm", req->requester, rsp, WIFI_LOAD_FAILED);
-    FalTree radio = wifiLockedBand(rsp, wmm.get(), nullptr, wifiIdAt(req, 0), FAL_NOT_FOUND, NO_WMM);
-    if (radio)
+    WifiBandCycle how{1, false, "wmm", nullptr, FAL_NOT_FOUND, NO_WMM};
+    return wifiBandCycle(apiType, req, how, [](_FAL_RSP_T* rsp, FalLock&, TreeMapObject* radio, int) {
         rsp->data = radio->clone(nullptr);
-    return rsp;
+    });
 }
 
 _FAL_RSP_T* FalWifiLdb::WifiWmmUpdate(_FAL_REQ_T* req)
 {
-    _FAL_RSP_T* rsp = nullptr;
-    if (!wifiOpen(rsp, apiType, 59, false, req, 1, true))
-        return rsp;
-    FalLock wmm(apiType, "wmm", req->requester, rsp, WIFI_LOAD_FAILED);
-    FalTree radio = wifiLockedBand(rsp, wmm.get(), nullptr, wifiIdAt(req, 0), FAL_NOT_FOUND, NO_WMM);
-    if (radio) {
+    WifiBandCycle how{1, true, "wmm", nullptr, FAL_NOT_FOUND, NO_WMM};
+    return wifiBandCycle(apiType, req, how, [&](_FAL_RSP_T* rsp, FalLock& wmm, TreeMapObject* radio, int) {
         for (const char* member : kWmmSettings) {
             FalTree value(req->body->get(member));
             if (value)
                 radio->set(member, value.get());
         }
         wmm.saveOrAnswer(rsp, WIFI_SAVE_FAILED);
-    }
-    return rsp;
+    });
 }
 
 _FAL_RSP_T* FalWifiLdb::WifiRestoreDefault(_FAL_REQ_T* req)
 {
-    return answerOk(*this, req, 71);
+    return answerOk(*this, req);
 }
 
 _FAL_RSP_T* FalWifiLdb::WifiRestart(_FAL_REQ_T* req)
 {
-    return answerOk(*this, req, 73);
+    return answerOk(*this, req);
 }
 
 _FAL_RSP_T* FalWifiLdb::WifiWpsGetConnection(_FAL_REQ_T* req)
 {
-    return readObject(*this, req, 79, "wpsConnected");
+    return readObject(*this, req, "wpsConnected");
 }
