@@ -53,11 +53,6 @@ _FAL_RSP_T* falGeneralDbUpdate(unsigned apiType, LOG_GROUP_T, _FAL_REQ_T* req, c
     return changeWholeDocument(apiType, req, [&](TreeMapObject* doc) { doc->set(key, req->body); });
 }
 
-_FAL_RSP_T* falGeneralDbDeleteAll(unsigned apiType, LOG_GROUP_T, _FAL_REQ_T* req, const char*)
-{
-    return changeWholeDocument(apiType, req, [](TreeMapObject* doc) { doc->clearArrayItems(); });
-}
-
 _FAL_RSP_T* falDbObjectResponse(FAL_DB_OBJECT_FORM_T form, unsigned apiType, unsigned msgId,
                                 const char* key, const char* requester)
 {

@@ -9,6 +9,7 @@
 #include <fstream>
 #include <string>
 
+#include "frame/FalGeneric.h"
 #include "frame/FalResponse.h"
 #include "gateway/FalGatewayLdb.h"
 #include "gateway/GatewayHelpers.h"
@@ -107,11 +108,6 @@ void readLanguage(_FAL_REQ_T* req, _FAL_RSP_T* rsp, unsigned apiType, const char
 
 }  // namespace
 
-_FAL_RSP_T* FalGatewayLdb::GatewayAbout(_FAL_REQ_T* req)
-{
-    return handleGeneralDbGet(req, "about");
-}
-
 _FAL_RSP_T* FalGatewayLdb::GatewayRegistrationCode(_FAL_REQ_T*)
 {
     _FAL_RSP_T* rsp = newFalResponse(apiType, 29, true);
@@ -125,7 +121,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayRegistrationCode(_FAL_REQ_T*)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayCpuUsage(_FAL_REQ_T* req)
 {
-    _FAL_RSP_T* rsp = handleGeneralDbGet(req, "cpuUsage");
+    _FAL_RSP_T* rsp = falGeneralDbGet(apiType, GW_LOG, req, "cpuUsage");
     std::string out;
     if (!rsp || rsp->status != FAL_OK || !rsp->data || !gatewayCommandOutput(CPU_COMMAND, out))
         return rsp;
@@ -137,7 +133,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayCpuUsage(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayMemoryUsage(_FAL_REQ_T* req)
 {
-    _FAL_RSP_T* rsp = handleGeneralDbGet(req, "memoryUsage");
+    _FAL_RSP_T* rsp = falGeneralDbGet(apiType, GW_LOG, req, "memoryUsage");
     std::string out;
     if (!rsp || rsp->status != FAL_OK || !rsp->data || !gatewayCommandOutput(MEMORY_COMMAND, out))
         return rsp;
@@ -151,11 +147,6 @@ _FAL_RSP_T* FalGatewayLdb::GatewayMemoryUsage(_FAL_REQ_T* req)
     rsp->data->set("total", total);
     rsp->data->set("free", freeKib);
     return rsp;
-}
-
-_FAL_RSP_T* FalGatewayLdb::GatewayLedGet(_FAL_REQ_T* req)
-{
-    return handleGeneralDbGet(req, "led");
 }
 
 _FAL_RSP_T* FalGatewayLdb::GatewayLedUpdate(_FAL_REQ_T* req)
@@ -182,11 +173,6 @@ _FAL_RSP_T* FalGatewayLdb::GatewayLedUpdate(_FAL_REQ_T* req)
             Logger::print(LOG_TYPE_ERROR, GW_LOG, "Save databse error\n");
     }
     return rsp;
-}
-
-_FAL_RSP_T* FalGatewayLdb::GatewayDatetimeGet(_FAL_REQ_T* req)
-{
-    return handleGeneralDbGet(req, "dateTime");
 }
 
 _FAL_RSP_T* FalGatewayLdb::GatewayDatetimeUpdate(_FAL_REQ_T* req)

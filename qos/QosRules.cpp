@@ -82,11 +82,6 @@ bool readRuleAddress(_FAL_REQ_T* req, _FAL_RSP_T* rsp, std::unique_ptr<char[]>& 
 
 }  // namespace
 
-_FAL_RSP_T* FalQosLdb::QosConfigurationList(_FAL_REQ_T* req)
-{
-    return handleGeneralDbGet(req, "qos");
-}
-
 _FAL_RSP_T* FalQosLdb::QosConfigurationUpdate(_FAL_REQ_T* req)
 {
     if (!req)

@@ -17,21 +17,6 @@ const char* const kPortGroupPaths[] = {
 
 }  // namespace
 
-_FAL_RSP_T* FalQosLdb::QosServiceList(_FAL_REQ_T* req)
-{
-    return handleGeneralDbGet(req, "services");
-}
-
-_FAL_RSP_T* FalQosLdb::QosServiceInuse(_FAL_REQ_T* req)
-{
-    return handleGeneralDbGet(req, "servicesInuse");
-}
-
-_FAL_RSP_T* FalQosLdb::QosIptvGet(_FAL_REQ_T* req)
-{
-    return handleGeneralDbGet(req, "iptv");
-}
-
 _FAL_RSP_T* FalQosLdb::QosIptvUpdate(_FAL_REQ_T* req)
 {
     if (!req)

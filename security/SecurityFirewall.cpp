@@ -89,11 +89,6 @@ _FAL_RSP_T* FalSecurityLdb::SecurityFirewallUpdate(_FAL_REQ_T* req)
     return rsp;
 }
 
-_FAL_RSP_T* FalSecurityLdb::SecurityFirewallIpv4Get(_FAL_REQ_T* req)
-{
-    return handleGeneralDbGet(req, "firewall.ipv4");
-}
-
 _FAL_RSP_T* FalSecurityLdb::SecurityFirewallIpv4Update(_FAL_REQ_T* req)
 {
     if (!req)
@@ -112,21 +107,6 @@ _FAL_RSP_T* FalSecurityLdb::SecurityFirewallIpv4Update(_FAL_REQ_T* req)
             falAnswer(rsp, FAL_DB_ERROR, "failed to save database");
     }
     return rsp;
-}
-
-_FAL_RSP_T* FalSecurityLdb::SecurityFirewallIpv6Get(_FAL_REQ_T* req)
-{
-    return handleGeneralDbGet(req, "firewall.ipv6");
-}
-
-_FAL_RSP_T* FalSecurityLdb::SecurityFirewallIpv6Update(_FAL_REQ_T* req)
-{
-    return handleGeneralDbUpdate(req, "firewall.ipv6");
-}
-
-_FAL_RSP_T* FalSecurityLdb::SecurityFirewallAlertGet(_FAL_REQ_T* req)
-{
-    return handleGeneralDbGet(req, "firewallAlert");
 }
 
 _FAL_RSP_T* FalSecurityLdb::SecurityFirewallAlertUpdate(_FAL_REQ_T* req)
@@ -166,16 +146,6 @@ _FAL_RSP_T* FalSecurityLdb::SecurityFirewallLogGet(_FAL_REQ_T*)
 _FAL_RSP_T* FalSecurityLdb::SecurityFirewallLogClear(_FAL_REQ_T*)
 {
     return firewallLogProbe(19, "SecurityFirewallLogClear");
-}
-
-_FAL_RSP_T* FalSecurityLdb::SecurityIntelSecurityGet(_FAL_REQ_T* req)
-{
-    return handleGeneralDbGet(req, "intelSecurity");
-}
-
-_FAL_RSP_T* FalSecurityLdb::SecurityIntelSecurityUpdate(_FAL_REQ_T* req)
-{
-    return handleGeneralDbUpdate(req, "intelSecurity");
 }
 
 // Managed sites, services and devices answer once the security document can be locked.

@@ -105,16 +105,6 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolGet(_FAL_REQ_T* req)
     return rsp;
 }
 
-_FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolRuleGet(_FAL_REQ_T* req)
-{
-    return handleGeneralDbGet(req, "parentalControlRules");
-}
-
-_FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolFilterGet(_FAL_REQ_T* req)
-{
-    return handleGeneralDbGet(req, "parentalControlFilters");
-}
-
 _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolSet(_FAL_REQ_T* req)
 {
     if (!req)

@@ -146,11 +146,6 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnServerUpdate(_FAL_REQ_T* req)
     return rsp;
 }
 
-_FAL_RSP_T* FalSecurityLdb::SecurityVpnClientGet(_FAL_REQ_T* req)
-{
-    return handleGeneralDbGet(req, "vpn.client");
-}
-
 _FAL_RSP_T* FalSecurityLdb::SecurityVpnClientUpdate(_FAL_REQ_T* req)
 {
     if (!req)
