@@ -35,6 +35,8 @@ const FalPolicy kSecurity[] = {
     {"SecurityParentalcontrolRuleGet", 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_GET, "parentalControlRules"},
     {"SecurityParentalcontrolFilterGet", 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_GET, "parentalControlFilters"},
     {"SecurityVpnClientGet", 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_GET, "vpn.client"},
+    {"SecurityVpnIpsecUpdate", 0, "", FAL_BODY_REQUIRED, FAL_BAD_REQUEST, "Received wrong request", FAL_GENERIC_NONE, nullptr},
+    {"SecurityVpnIpsecDelete", 0, "", FAL_BODY_REQUIRED, FAL_BAD_REQUEST, "Received wrong request", FAL_GENERIC_NONE, nullptr},
 };
 const FalPolicy kService[] = {
     {nullptr, 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_NONE, nullptr},

@@ -61,9 +61,9 @@ public:
     int upgradeProgress = 0;       // percent, advanced by every status poll
 
 private:
-    // An accepted long operation: the response object, simulateAsync(msgId, n), status 2; null for
-    // a null request.
-    _FAL_RSP_T* acceptLongOperation(_FAL_REQ_T* req, unsigned rspId, unsigned n);
+    // An accepted long operation `requestId`: the response object, simulateAsync(msgId, n),
+    // status 2; null for a null request.
+    _FAL_RSP_T* acceptLongOperation(_FAL_REQ_T* req, unsigned requestId, unsigned n);
 };
 
 // The band member of a band-keyed wifi object: "24g" for "2.4g", "50g" for "5g", otherwise null.

@@ -2,7 +2,9 @@
 #include <cstdio>
 #include <cstring>
 
+#include "fal/FalMsgIds.h"
 #include "frame/BeHelpers.h"
+#include "frame/FalPolicy.h"
 #include "frame/FalResponse.h"
 #include "gateway/FalGatewayLdb.h"
 #include "gateway/GatewayHelpers.h"
@@ -112,7 +114,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayLogin(_FAL_REQ_T* req)
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 1, true);
+    _FAL_RSP_T* rsp = falNewResponse(apiType, FalMsg::GatewayLogin, true);
     if (!rsp)
         return nullptr;
     const char* userName = bodyText(req, "userName");
@@ -158,7 +160,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserList(_FAL_REQ_T* req)
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 5, false);
+    _FAL_RSP_T* rsp = falNewResponse(apiType, FalMsg::GatewayUserList, false);
     if (!rsp)
         return nullptr;
     GatewayParam type(req, "@type");
@@ -188,7 +190,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserSecurityLevelPasswordGet(_FAL_REQ_T* req)
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 7, true);
+    _FAL_RSP_T* rsp = falNewResponse(apiType, FalMsg::GatewayUserSecurityLevelPasswordGet, true);
     if (!rsp)
         return nullptr;
     GatewayParam type(req, "@type");
@@ -221,7 +223,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserUpdate(_FAL_REQ_T* req)
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 9, false);
+    _FAL_RSP_T* rsp = falNewResponse(apiType, FalMsg::GatewayUserUpdate, false);
     if (!rsp)
         return nullptr;
     GatewayParam type(req, "@type");
@@ -275,7 +277,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayChangePassword(_FAL_REQ_T* req)
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 11, false);
+    _FAL_RSP_T* rsp = falNewResponse(apiType, FalMsg::GatewayChangePassword, false);
     if (!rsp)
         return nullptr;
     const char* userName = bodyText(req, "userName");
@@ -327,7 +329,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserCreate(_FAL_REQ_T* req)
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 13, true);
+    _FAL_RSP_T* rsp = falNewResponse(apiType, FalMsg::GatewayUserCreate, true);
     if (!rsp)
         return nullptr;
     GatewayParam type(req, "@type");
@@ -380,7 +382,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserDelete(_FAL_REQ_T* req)
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 15, false);
+    _FAL_RSP_T* rsp = falNewResponse(apiType, FalMsg::GatewayUserDelete, false);
     if (!rsp)
         return nullptr;
     falAnswer(rsp, FAL_DELETED, "Record Deleted");
@@ -423,7 +425,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserDeleteAll(_FAL_REQ_T* req)
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 17, false);
+    _FAL_RSP_T* rsp = falNewResponse(apiType, FalMsg::GatewayUserDeleteAll, false);
     if (!rsp)
         return nullptr;
     falAnswer(rsp, FAL_OK, "Records Deleted");
@@ -448,7 +450,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserValidate(_FAL_REQ_T* req)
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 19, false);
+    _FAL_RSP_T* rsp = falNewResponse(apiType, FalMsg::GatewayUserValidate, false);
     if (!rsp)
         return nullptr;
     GatewayParam type(req, "@type");
@@ -486,7 +488,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserRefresh(_FAL_REQ_T* req)
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 21, true);
+    _FAL_RSP_T* rsp = falNewResponse(apiType, FalMsg::GatewayUserRefresh, true);
     if (!rsp)
         return nullptr;
     const char* userName = bodyText(req, "userName");
@@ -509,7 +511,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserCheckDefault(_FAL_REQ_T* req)
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 23, true);
+    _FAL_RSP_T* rsp = falNewResponse(apiType, FalMsg::GatewayUserCheckDefault, true);
     if (!rsp)
         return nullptr;
     const char* userName = bodyText(req, "userName");
@@ -538,5 +540,5 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserCheckDefault(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayUserHideWizard(_FAL_REQ_T*)
 {
-    return falProbe(apiType, 81, apiType);
+    return falProbe(apiType, falResponseId(apiType, FalMsg::GatewayUserHideWizard), apiType);
 }

@@ -2,7 +2,9 @@
 #include <cstring>
 #include <memory>
 
+#include "fal/FalMsgIds.h"
 #include "frame/BeHelpers.h"
+#include "frame/FalPolicy.h"
 #include "frame/FalResponse.h"
 #include "frame/FalTree.h"
 #include "host/Logger.h"
@@ -86,7 +88,7 @@ _FAL_RSP_T* FalQosLdb::QosConfigurationUpdate(_FAL_REQ_T* req)
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 3, false);
+    _FAL_RSP_T* rsp = falNewResponse(apiType, FalMsg::QosConfigurationUpdate, false);
     if (!qosHasBody(req)) {
         falAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
         return rsp;
@@ -106,7 +108,7 @@ _FAL_RSP_T* FalQosLdb::QosRulesCreate(_FAL_REQ_T* req)
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 5, true);
+    _FAL_RSP_T* rsp = falNewResponse(apiType, FalMsg::QosRulesCreate, true);
     if (!qosHasBody(req)) {
         falAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
         finishIdReply(rsp, "index", 0);
@@ -159,7 +161,7 @@ _FAL_RSP_T* FalQosLdb::QosRulesChange(_FAL_REQ_T* req)
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 7, true);
+    _FAL_RSP_T* rsp = falNewResponse(apiType, FalMsg::QosRulesChange, true);
     std::unique_ptr<char[]> type;
     int index = 0;
     if (!readRuleAddress(req, rsp, type, index)) {
@@ -206,7 +208,7 @@ _FAL_RSP_T* FalQosLdb::QosRulesDeleteOne(_FAL_REQ_T* req)
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 9, false);
+    _FAL_RSP_T* rsp = falNewResponse(apiType, FalMsg::QosRulesDeleteOne, false);
     std::unique_ptr<char[]> type;
     int index = 0;
     if (!readRuleAddress(req, rsp, type, index))
@@ -231,7 +233,7 @@ _FAL_RSP_T* FalQosLdb::QosRulesDeleteAll(_FAL_REQ_T* req)
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 11, false);
+    _FAL_RSP_T* rsp = falNewResponse(apiType, FalMsg::QosRulesDeleteAll, false);
     FalLock qos(apiType, "qos", req->requester);
     if (!qos) {
         falAnswer(rsp, FAL_DB_ERROR, "failed to get database");

@@ -1,4 +1,6 @@
 // Known services, services in use, IPTV and the port groups of the LAN ports.
+#include "fal/FalMsgIds.h"
+#include "frame/FalPolicy.h"
 #include "frame/FalResponse.h"
 #include "frame/FalTree.h"
 #include "host/Logger.h"
@@ -21,7 +23,7 @@ _FAL_RSP_T* FalQosLdb::QosIptvUpdate(_FAL_REQ_T* req)
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 19, false);
+    _FAL_RSP_T* rsp = falNewResponse(apiType, FalMsg::QosIptvUpdate, false);
     if (!qosHasBody(req)) {
         Logger::print(LOG_TYPE_ERROR, LOG_GROUP_QOS, "Received wrong request\n");
         falAnswer(rsp, FAL_BAD_REQUEST, "Wrong request");

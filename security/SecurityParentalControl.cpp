@@ -1,5 +1,7 @@
 // Parental control: the general switch and PIN, the rules, the filter categories and the
 // per-device flag on the gateway's connected devices.
+#include "fal/FalMsgIds.h"
+#include "frame/FalPolicy.h"
 #include "frame/FalResponse.h"
 #include "security/FalSecurityLdb.h"
 #include "security/SecurityHelpers.h"
@@ -89,7 +91,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolGet(_FAL_REQ_T* req)
     static const char* const name = "SecurityParentalcontrolGet";
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 21, false);
+    _FAL_RSP_T* rsp = falNewResponse(API_TYPE_SECURITY, FalMsg::SecurityParentalcontrolGet, false);
     FalLock control(API_TYPE_SECURITY, "parentalControl", req->requester);
     FalTree general(control ? control->get("general") : nullptr);
     if (!control) {
@@ -109,7 +111,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolSet(_FAL_REQ_T* req)
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 27, false);
+    _FAL_RSP_T* rsp = falNewResponse(API_TYPE_SECURITY, FalMsg::SecurityParentalcontrolSet, false);
     if (securityLacksBody(req, rsp))
         return rsp;
     bool active = req->body->get<bool>("active");
@@ -133,7 +135,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolSet(_FAL_REQ_T* req)
 _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolUpdate(_FAL_REQ_T* req)
 {
     static const char* const name = "SecurityParentalcontrolUpdate";
-    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 29, false);
+    _FAL_RSP_T* rsp = falNewResponse(API_TYPE_SECURITY, FalMsg::SecurityParentalcontrolUpdate, false);
     if (!securityHasObjectBody(req)) {
         Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Bad request\n");
         falAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
@@ -178,7 +180,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolAuthUpdate(_FAL_REQ_T* req)
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 31, false);
+    _FAL_RSP_T* rsp = falNewResponse(API_TYPE_SECURITY, FalMsg::SecurityParentalcontrolAuthUpdate, false);
     if (securityLacksBody(req, rsp))
         return rsp;
     FalLock control(API_TYPE_SECURITY, "parentalControl", req->requester);
@@ -207,7 +209,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolAskPermission(_FAL_REQ_T* req
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 43, false);
+    _FAL_RSP_T* rsp = falNewResponse(API_TYPE_SECURITY, FalMsg::SecurityParentalcontrolAskPermission, false);
     if (securityLacksBody(req, rsp))
         return rsp;
     FalLock control(API_TYPE_SECURITY, "parentalControl", req->requester);
@@ -225,7 +227,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolCreate(_FAL_REQ_T* req)
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 33, true);
+    _FAL_RSP_T* rsp = falNewResponse(API_TYPE_SECURITY, FalMsg::SecurityParentalcontrolCreate, true);
     falAnswer(rsp, FAL_CREATED, "New Created");
     int index = 1;
     if (securityLacksBody(req, rsp)) {
@@ -256,7 +258,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolFilterCreate(_FAL_REQ_T* req)
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 35, true);
+    _FAL_RSP_T* rsp = falNewResponse(API_TYPE_SECURITY, FalMsg::SecurityParentalcontrolFilterCreate, true);
     falAnswer(rsp, FAL_CREATED, "New Created");
     int category = 0;
     int id = 0;
@@ -289,7 +291,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolDelete(_FAL_REQ_T* req)
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 37, false);
+    _FAL_RSP_T* rsp = falNewResponse(API_TYPE_SECURITY, FalMsg::SecurityParentalcontrolDelete, false);
     int index = 0;
     if (!securityIntParam(req, "@ruleId", index)) {
         falAnswer(rsp, FAL_BAD_REQUEST, "Wrong parameter request");
@@ -317,7 +319,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolFilterDelete(_FAL_REQ_T* req)
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 39, true);
+    _FAL_RSP_T* rsp = falNewResponse(API_TYPE_SECURITY, FalMsg::SecurityParentalcontrolFilterDelete, true);
     int category = 0;
     int id = 0;
     if (!readIds(req, rsp, "@categoryId", category, "@filterId", id))
@@ -344,7 +346,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolDeleteAll(_FAL_REQ_T* req)
 {
     if (!req)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 41, false);
+    _FAL_RSP_T* rsp = falNewResponse(API_TYPE_SECURITY, FalMsg::SecurityParentalcontrolDeleteAll, false);
     falAnswer(rsp, FAL_OK, "Records Deleted");
     FalLock control(API_TYPE_SECURITY, "parentalControlRules", req->requester);
     if (!control) {
