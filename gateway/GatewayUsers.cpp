@@ -96,6 +96,26 @@ void logNullObject(const char* fn, unsigned i)
     Logger::print(LOG_TYPE_INFO, GW_LOG, "%s: [%d] null object\n", fn, static_cast<int>(i));
 }
 
+// The "type" and "userName" texts of user record `i` and its text `member`; false, after logging
+// the null record or which of the three are missing (the third as `label`), when one is.
+bool userTexts(const char* fn, unsigned i, TreeMapObject* rec, const char* member, const char* label,
+               const char*& usrType, const char*& usrName, const char*& value)
+{
+    if (!rec) {
+        logNullObject(fn, i);
+        return false;
+    }
+    usrType = rec->get<const char*>("type");
+    usrName = rec->get<const char*>("userName");
+    value = rec->get<const char*>(member);
+    if (usrType && usrName && value)
+        return true;
+    Logger::print(LOG_TYPE_INFO, GW_LOG, "%s: [%d] usrtype=%p usrname=%p %s=%p\n", fn, static_cast<int>(i),
+                  static_cast<const void*>(usrType), static_cast<const void*>(usrName), label,
+                  static_cast<const void*>(value));
+    return false;
+}
+
 // Switches off the media-share service `key` when it runs under the account `id`.
 void switchOffServiceOfAccount(_FAL_REQ_T* req, const char* key, int id)
 {
@@ -196,19 +216,9 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserSecurityLevelPasswordGet(_FAL_REQ_T* req)
     GatewayParam type(req, "@type");
     const char* fn = "GatewayUserSecurityLevelPasswordGet";
     findUserOfType(req, rsp, apiType, type, [&](unsigned i, TreeMapObject* rec) {
-        if (!rec) {
-            logNullObject(fn, i);
+        const char *usrType, *usrName, *level;
+        if (!userTexts(fn, i, rec, "level", "level", usrType, usrName, level))
             return true;
-        }
-        const char* usrType = rec->get<const char*>("type");
-        const char* usrName = rec->get<const char*>("userName");
-        const char* level = rec->get<const char*>("level");
-        if (!usrType || !usrName || !level) {
-            Logger::print(LOG_TYPE_INFO, GW_LOG, "%s: [%d] usrtype=%p usrname=%p level=%p\n", fn,
-                          static_cast<int>(i), static_cast<const void*>(usrType),
-                          static_cast<const void*>(usrName), static_cast<const void*>(level));
-            return true;
-        }
         Logger::print(LOG_TYPE_PROGRESS, GW_LOG, "%s: [%d] check user type=%s name=%s level=%s\n", fn,
                       static_cast<int>(i), usrType, usrName, level);
         if (!sameText(usrType, type.get()) || !sameText(usrName, "admin"))
@@ -460,19 +470,9 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserValidate(_FAL_REQ_T* req)
     Logger::print(LOG_TYPE_PROGRESS, GW_LOG, "%s: request uname=%s password=%s type=%s\n", fn, printable(userName),
                   printable(password), printable(type.get()));
     findUserOfType(req, rsp, apiType, type, [&](unsigned i, TreeMapObject* rec) {
-        if (!rec) {
-            logNullObject(fn, i);
+        const char *usrType, *usrName, *passwrd;
+        if (!userTexts(fn, i, rec, "password", "passwrd", usrType, usrName, passwrd))
             return true;
-        }
-        const char* usrType = rec->get<const char*>("type");
-        const char* usrName = rec->get<const char*>("userName");
-        const char* passwrd = rec->get<const char*>("password");
-        if (!usrType || !usrName || !passwrd) {
-            Logger::print(LOG_TYPE_INFO, GW_LOG, "%s: [%d] usrtype=%p usrname=%p passwrd=%p\n", fn,
-                          static_cast<int>(i), static_cast<const void*>(usrType),
-                          static_cast<const void*>(usrName), static_cast<const void*>(passwrd));
-            return true;
-        }
         Logger::print(LOG_TYPE_PROGRESS, GW_LOG, "%s: [%d] check user type=%s name=%s\n", fn,
                       static_cast<int>(i), usrType, usrName);
         if (!sameText(usrType, type.get()) || !sameText(usrName, userName))

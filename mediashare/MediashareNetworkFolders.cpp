@@ -45,7 +45,9 @@ _FAL_RSP_T* FalMediaShareLdb::MediashareNetworkfolderGet(_FAL_REQ_T* req)
 _FAL_RSP_T* FalMediaShareLdb::MediashareNetworkfolderUpdate(_FAL_REQ_T* req)
 {
     FalTrace trace(LOG_GROUP_MEDIASHARE, __func__);
-    _FAL_RSP_T* rsp = mediashareBegin(req, FalMsg::MediashareNetworkfolderUpdate, false, "Cannot create response due to some memory issue occurred\n");
+    _FAL_RSP_T* rsp =
+        mediashareBegin(req, FalMsg::MediashareNetworkfolderUpdate, false,
+                        "Cannot create response due to some memory issue occurred\n");
     if (!rsp || mediashareLacksBody(req, rsp, "A null message request received", true))
         return rsp;
     auto idText = mediashareParam(req, "@id");
@@ -85,7 +87,9 @@ _FAL_RSP_T* FalMediaShareLdb::MediashareNetworkfolderUpdate(_FAL_REQ_T* req)
 _FAL_RSP_T* FalMediaShareLdb::MediashareNetworkfolderCreate(_FAL_REQ_T* req)
 {
     FalTrace trace(LOG_GROUP_MEDIASHARE, __func__);
-    _FAL_RSP_T* rsp = mediashareBegin(req, FalMsg::MediashareNetworkfolderCreate, true, "Cannot create a response due to memory error\n");
+    _FAL_RSP_T* rsp =
+        mediashareBegin(req, FalMsg::MediashareNetworkfolderCreate, true,
+                        "Cannot create a response due to memory error\n");
     if (!rsp || mediashareLacksBody(req, rsp, "A null message request received", true))
         return rsp;
     rsp->status = FAL_FAILED;
@@ -114,7 +118,9 @@ _FAL_RSP_T* FalMediaShareLdb::MediashareNetworkfolderCreate(_FAL_REQ_T* req)
 _FAL_RSP_T* FalMediaShareLdb::MediashareNetworkfolderDelete(_FAL_REQ_T* req)
 {
     FalTrace trace(LOG_GROUP_MEDIASHARE, __func__);
-    _FAL_RSP_T* rsp = mediashareBegin(req, FalMsg::MediashareNetworkfolderDelete, false, "Cannot create a response due to memory error\n");
+    _FAL_RSP_T* rsp =
+        mediashareBegin(req, FalMsg::MediashareNetworkfolderDelete, false,
+                        "Cannot create a response due to memory error\n");
     if (!rsp)
         return nullptr;
     auto idText = mediashareParam(req, "@id");
@@ -150,7 +156,9 @@ _FAL_RSP_T* FalMediaShareLdb::MediashareNetworkfolderDelete(_FAL_REQ_T* req)
 _FAL_RSP_T* FalMediaShareLdb::MediashareNetworkfolderDeleteAll(_FAL_REQ_T* req)
 {
     FalTrace trace(LOG_GROUP_MEDIASHARE, __func__);
-    _FAL_RSP_T* rsp = mediashareBegin(req, FalMsg::MediashareNetworkfolderDeleteAll, false, "Cannot create a response due to memory error\n");
+    _FAL_RSP_T* rsp =
+        mediashareBegin(req, FalMsg::MediashareNetworkfolderDeleteAll, false,
+                        "Cannot create a response due to memory error\n");
     if (!rsp)
         return nullptr;
     rsp->status = FAL_FAILED;

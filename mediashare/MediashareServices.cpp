@@ -155,7 +155,9 @@ _FAL_RSP_T* FalMediaShareLdb::MediashareDlnaGet(_FAL_REQ_T* req)
 _FAL_RSP_T* FalMediaShareLdb::MediashareDlnaUpdate(_FAL_REQ_T* req)
 {
     FalTrace trace(LOG_GROUP_MEDIASHARE, __func__);
-    _FAL_RSP_T* rsp = mediashareBegin(req, FalMsg::MediashareDlnaUpdate, false, "Cannot create response due to some memory issue\n");
+    _FAL_RSP_T* rsp =
+        mediashareBegin(req, FalMsg::MediashareDlnaUpdate, false,
+                        "Cannot create response due to some memory issue\n");
     if (!rsp || mediashareLacksBody(req, rsp, "A null message request received", false))
         return rsp;
     FalLock document(API_TYPE_MEDIASHARE, "", req->requester);
