@@ -111,6 +111,11 @@ _FAL_RSP_T* falNewResponse(unsigned apiType, unsigned requestId, bool withData)
     return newFalResponse(apiType, falResponseId(apiType, requestId), withData);
 }
 
+_FAL_RSP_T* falBegin(const _FAL_REQ_T* req, unsigned apiType, unsigned requestId, bool withData)
+{
+    return req ? falNewResponse(apiType, requestId, withData) : nullptr;
+}
+
 _FAL_RSP_T* falRefusal(unsigned apiType, unsigned requestId)
 {
     const FalPolicy* policy = falPolicy(apiType, requestId);

@@ -301,9 +301,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayConnectivity(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayDevicesList(_FAL_REQ_T* req)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = falNewResponse(apiType, FalMsg::GatewayDevicesList, false);
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::GatewayDevicesList, false);
     if (!rsp)
         return nullptr;
     const char* fn = "GatewayDevicesList";
@@ -353,9 +351,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayDevicesList(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayDevicesGetOne(_FAL_REQ_T* req)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = falNewResponse(apiType, FalMsg::GatewayDevicesGetOne, false);
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::GatewayDevicesGetOne, false);
     if (!rsp)
         return nullptr;
     const char* fn = "GatewayDevicesGetOne";
@@ -397,9 +393,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayDevicesGetOne(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayDevicesUpdate(_FAL_REQ_T* req)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = falNewResponse(apiType, FalMsg::GatewayDevicesUpdate, false);
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::GatewayDevicesUpdate, false);
     if (!rsp)
         return nullptr;
     const char* fn = "GatewayDevicesUpdate";

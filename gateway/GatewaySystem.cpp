@@ -228,9 +228,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayDatetimeDelete(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayLanguageGet(_FAL_REQ_T* req)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = falNewResponse(apiType, FalMsg::GatewayLanguageGet, false);
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::GatewayLanguageGet, false);
     if (!rsp)
         return nullptr;
     GatewayParam id(req, "@id");
@@ -253,9 +251,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayLanguageSystemGet(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayLanguageChange(_FAL_REQ_T* req)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = falNewResponse(apiType, FalMsg::GatewayLanguageChange, false);
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::GatewayLanguageChange, false);
     if (!rsp)
         return nullptr;
     const char* id = req->body ? req->body->get<const char*>("id") : nullptr;
@@ -281,9 +277,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayLanguageChange(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayPowersaveModeGet(_FAL_REQ_T* req)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = falNewResponse(apiType, FalMsg::GatewayPowersaveModeGet, false);
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::GatewayPowersaveModeGet, false);
     if (!rsp)
         return nullptr;
     FalLock mode(API_TYPE_GATEWAY, "powersaveMode", req->requester, rsp, "failed to load database");
@@ -294,9 +288,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayPowersaveModeGet(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayPowersaveModeChange(_FAL_REQ_T* req)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = falNewResponse(apiType, FalMsg::GatewayPowersaveModeChange, false);
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::GatewayPowersaveModeChange, false);
     if (!rsp)
         return nullptr;
     FalLock mode(apiType, "powersaveMode", req->requester, rsp, "fail to load database");
@@ -340,9 +332,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayDeviceManagementChange(_FAL_REQ_T*)
 
 _FAL_RSP_T* FalGatewayLdb::acceptLongOperation(_FAL_REQ_T* req, unsigned requestId, unsigned n)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = falNewResponse(apiType, requestId, true);
+    _FAL_RSP_T* rsp = falBegin(req, apiType, requestId, true);
     if (!rsp)
         return nullptr;
     simulateAsync(req->msgId, n);
@@ -399,9 +389,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayRestore(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayBackup(_FAL_REQ_T* req)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = falNewResponse(apiType, FalMsg::GatewayBackup, true);
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::GatewayBackup, true);
     if (!rsp)
         return nullptr;
     simulateAsync(req->msgId, 5);

@@ -132,9 +132,7 @@ void switchOffServiceOfAccount(_FAL_REQ_T* req, const char* key, int id)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayLogin(_FAL_REQ_T* req)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = falNewResponse(apiType, FalMsg::GatewayLogin, true);
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::GatewayLogin, true);
     if (!rsp)
         return nullptr;
     const char* userName = bodyText(req, "userName");
@@ -178,9 +176,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayLogout(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayUserList(_FAL_REQ_T* req)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = falNewResponse(apiType, FalMsg::GatewayUserList, false);
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::GatewayUserList, false);
     if (!rsp)
         return nullptr;
     GatewayParam type(req, "@type");
@@ -208,9 +204,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserList(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayUserSecurityLevelPasswordGet(_FAL_REQ_T* req)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = falNewResponse(apiType, FalMsg::GatewayUserSecurityLevelPasswordGet, true);
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::GatewayUserSecurityLevelPasswordGet, true);
     if (!rsp)
         return nullptr;
     GatewayParam type(req, "@type");
@@ -231,9 +225,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserSecurityLevelPasswordGet(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayUserUpdate(_FAL_REQ_T* req)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = falNewResponse(apiType, FalMsg::GatewayUserUpdate, false);
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::GatewayUserUpdate, false);
     if (!rsp)
         return nullptr;
     GatewayParam type(req, "@type");
@@ -285,9 +277,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserUpdate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayChangePassword(_FAL_REQ_T* req)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = falNewResponse(apiType, FalMsg::GatewayChangePassword, false);
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::GatewayChangePassword, false);
     if (!rsp)
         return nullptr;
     const char* userName = bodyText(req, "userName");
@@ -337,9 +327,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayChangePassword(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayUserCreate(_FAL_REQ_T* req)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = falNewResponse(apiType, FalMsg::GatewayUserCreate, true);
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::GatewayUserCreate, true);
     if (!rsp)
         return nullptr;
     GatewayParam type(req, "@type");
@@ -390,9 +378,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserCreate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayUserDelete(_FAL_REQ_T* req)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = falNewResponse(apiType, FalMsg::GatewayUserDelete, false);
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::GatewayUserDelete, false);
     if (!rsp)
         return nullptr;
     falAnswer(rsp, FAL_DELETED, "Record Deleted");
@@ -433,9 +419,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserDelete(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayUserDeleteAll(_FAL_REQ_T* req)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = falNewResponse(apiType, FalMsg::GatewayUserDeleteAll, false);
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::GatewayUserDeleteAll, false);
     if (!rsp)
         return nullptr;
     falAnswer(rsp, FAL_OK, "Records Deleted");
@@ -458,9 +442,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserDeleteAll(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayUserValidate(_FAL_REQ_T* req)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = falNewResponse(apiType, FalMsg::GatewayUserValidate, false);
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::GatewayUserValidate, false);
     if (!rsp)
         return nullptr;
     GatewayParam type(req, "@type");
@@ -486,9 +468,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserValidate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayUserRefresh(_FAL_REQ_T* req)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = falNewResponse(apiType, FalMsg::GatewayUserRefresh, true);
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::GatewayUserRefresh, true);
     if (!rsp)
         return nullptr;
     const char* userName = bodyText(req, "userName");
@@ -509,9 +489,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserRefresh(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayUserCheckDefault(_FAL_REQ_T* req)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = falNewResponse(apiType, FalMsg::GatewayUserCheckDefault, true);
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::GatewayUserCheckDefault, true);
     if (!rsp)
         return nullptr;
     const char* userName = bodyText(req, "userName");

@@ -86,9 +86,9 @@ bool readRuleAddress(_FAL_REQ_T* req, _FAL_RSP_T* rsp, std::unique_ptr<char[]>& 
 
 _FAL_RSP_T* FalQosLdb::QosConfigurationUpdate(_FAL_REQ_T* req)
 {
-    if (!req)
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::QosConfigurationUpdate, false);
+    if (!rsp)
         return nullptr;
-    _FAL_RSP_T* rsp = falNewResponse(apiType, FalMsg::QosConfigurationUpdate, false);
     if (!qosHasBody(req)) {
         falAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
         return rsp;
@@ -106,9 +106,9 @@ _FAL_RSP_T* FalQosLdb::QosConfigurationUpdate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalQosLdb::QosRulesCreate(_FAL_REQ_T* req)
 {
-    if (!req)
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::QosRulesCreate, true);
+    if (!rsp)
         return nullptr;
-    _FAL_RSP_T* rsp = falNewResponse(apiType, FalMsg::QosRulesCreate, true);
     if (!qosHasBody(req)) {
         falAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
         finishIdReply(rsp, "index", 0);
@@ -159,9 +159,9 @@ _FAL_RSP_T* FalQosLdb::QosRulesCreate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalQosLdb::QosRulesChange(_FAL_REQ_T* req)
 {
-    if (!req)
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::QosRulesChange, true);
+    if (!rsp)
         return nullptr;
-    _FAL_RSP_T* rsp = falNewResponse(apiType, FalMsg::QosRulesChange, true);
     std::unique_ptr<char[]> type;
     int index = 0;
     if (!readRuleAddress(req, rsp, type, index)) {
@@ -206,9 +206,9 @@ _FAL_RSP_T* FalQosLdb::QosRulesChange(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalQosLdb::QosRulesDeleteOne(_FAL_REQ_T* req)
 {
-    if (!req)
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::QosRulesDeleteOne, false);
+    if (!rsp)
         return nullptr;
-    _FAL_RSP_T* rsp = falNewResponse(apiType, FalMsg::QosRulesDeleteOne, false);
     std::unique_ptr<char[]> type;
     int index = 0;
     if (!readRuleAddress(req, rsp, type, index))
@@ -231,9 +231,9 @@ _FAL_RSP_T* FalQosLdb::QosRulesDeleteOne(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalQosLdb::QosRulesDeleteAll(_FAL_REQ_T* req)
 {
-    if (!req)
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::QosRulesDeleteAll, false);
+    if (!rsp)
         return nullptr;
-    _FAL_RSP_T* rsp = falNewResponse(apiType, FalMsg::QosRulesDeleteAll, false);
     FalLock qos(apiType, "qos", req->requester);
     if (!qos) {
         falAnswer(rsp, FAL_DB_ERROR, "failed to get database");

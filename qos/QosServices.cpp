@@ -21,9 +21,9 @@ const char* const kPortGroupPaths[] = {
 
 _FAL_RSP_T* FalQosLdb::QosIptvUpdate(_FAL_REQ_T* req)
 {
-    if (!req)
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::QosIptvUpdate, false);
+    if (!rsp)
         return nullptr;
-    _FAL_RSP_T* rsp = falNewResponse(apiType, FalMsg::QosIptvUpdate, false);
     if (!qosHasBody(req)) {
         Logger::print(LOG_TYPE_ERROR, LOG_GROUP_QOS, "Received wrong request\n");
         falAnswer(rsp, FAL_BAD_REQUEST, "Wrong request");

@@ -28,9 +28,9 @@ bool ipv4Acceptable(TreeMapObject* body)
 
 _FAL_RSP_T* FalSecurityLdb::SecurityFirewallGet(_FAL_REQ_T* req)
 {
-    if (!req)
+    _FAL_RSP_T* rsp = falBegin(req, API_TYPE_SECURITY, FalMsg::SecurityFirewallGet, false);
+    if (!rsp)
         return nullptr;
-    _FAL_RSP_T* rsp = falNewResponse(API_TYPE_SECURITY, FalMsg::SecurityFirewallGet, false);
     std::unique_ptr<char[]> filter(BE_PairVal2(req->params, "!filter"));
     FalLock firewall(API_TYPE_SECURITY, "firewall", req->requester);
     if (!firewall) {
@@ -53,9 +53,9 @@ _FAL_RSP_T* FalSecurityLdb::SecurityFirewallGet(_FAL_REQ_T* req)
 _FAL_RSP_T* FalSecurityLdb::SecurityFirewallUpdate(_FAL_REQ_T* req)
 {
     static const char* const name = "SecurityFirewallUpdate";
-    if (!req)
+    _FAL_RSP_T* rsp = falBegin(req, API_TYPE_SECURITY, FalMsg::SecurityFirewallUpdate, false);
+    if (!rsp)
         return nullptr;
-    _FAL_RSP_T* rsp = falNewResponse(API_TYPE_SECURITY, FalMsg::SecurityFirewallUpdate, false);
     if (!securityHasObjectBody(req) || !ipv4Acceptable(req->body)) {
         falAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
         return rsp;
@@ -106,9 +106,9 @@ _FAL_RSP_T* FalSecurityLdb::SecurityFirewallIpv4Update(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalSecurityLdb::SecurityFirewallAlertUpdate(_FAL_REQ_T* req)
 {
-    if (!req)
+    _FAL_RSP_T* rsp = falBegin(req, API_TYPE_SECURITY, FalMsg::SecurityFirewallAlertUpdate, false);
+    if (!rsp)
         return nullptr;
-    _FAL_RSP_T* rsp = falNewResponse(API_TYPE_SECURITY, FalMsg::SecurityFirewallAlertUpdate, false);
     if (securityLacksBody(req, rsp))
         return rsp;
     FalLock alert(API_TYPE_SECURITY, "firewallAlert", req->requester);

@@ -89,9 +89,9 @@ int FalSecurityLdb::UpdateGatewayParentalControl(bool active, const char* macAdd
 _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolGet(_FAL_REQ_T* req)
 {
     static const char* const name = "SecurityParentalcontrolGet";
-    if (!req)
+    _FAL_RSP_T* rsp = falBegin(req, API_TYPE_SECURITY, FalMsg::SecurityParentalcontrolGet, false);
+    if (!rsp)
         return nullptr;
-    _FAL_RSP_T* rsp = falNewResponse(API_TYPE_SECURITY, FalMsg::SecurityParentalcontrolGet, false);
     FalLock control(API_TYPE_SECURITY, "parentalControl", req->requester);
     FalTree general(control ? control->get("general") : nullptr);
     if (!control) {
@@ -109,9 +109,9 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolGet(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolSet(_FAL_REQ_T* req)
 {
-    if (!req)
+    _FAL_RSP_T* rsp = falBegin(req, API_TYPE_SECURITY, FalMsg::SecurityParentalcontrolSet, false);
+    if (!rsp)
         return nullptr;
-    _FAL_RSP_T* rsp = falNewResponse(API_TYPE_SECURITY, FalMsg::SecurityParentalcontrolSet, false);
     if (securityLacksBody(req, rsp))
         return rsp;
     bool active = req->body->get<bool>("active");
@@ -178,9 +178,9 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolUpdate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolAuthUpdate(_FAL_REQ_T* req)
 {
-    if (!req)
+    _FAL_RSP_T* rsp = falBegin(req, API_TYPE_SECURITY, FalMsg::SecurityParentalcontrolAuthUpdate, false);
+    if (!rsp)
         return nullptr;
-    _FAL_RSP_T* rsp = falNewResponse(API_TYPE_SECURITY, FalMsg::SecurityParentalcontrolAuthUpdate, false);
     if (securityLacksBody(req, rsp))
         return rsp;
     FalLock control(API_TYPE_SECURITY, "parentalControl", req->requester);
@@ -207,9 +207,9 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolAuthUpdate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolAskPermission(_FAL_REQ_T* req)
 {
-    if (!req)
+    _FAL_RSP_T* rsp = falBegin(req, API_TYPE_SECURITY, FalMsg::SecurityParentalcontrolAskPermission, false);
+    if (!rsp)
         return nullptr;
-    _FAL_RSP_T* rsp = falNewResponse(API_TYPE_SECURITY, FalMsg::SecurityParentalcontrolAskPermission, false);
     if (securityLacksBody(req, rsp))
         return rsp;
     FalLock control(API_TYPE_SECURITY, "parentalControl", req->requester);
@@ -225,9 +225,9 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolAskPermission(_FAL_REQ_T* req
 
 _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolCreate(_FAL_REQ_T* req)
 {
-    if (!req)
+    _FAL_RSP_T* rsp = falBegin(req, API_TYPE_SECURITY, FalMsg::SecurityParentalcontrolCreate, true);
+    if (!rsp)
         return nullptr;
-    _FAL_RSP_T* rsp = falNewResponse(API_TYPE_SECURITY, FalMsg::SecurityParentalcontrolCreate, true);
     falAnswer(rsp, FAL_CREATED, "New Created");
     int index = 1;
     if (securityLacksBody(req, rsp)) {
@@ -256,9 +256,9 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolCreate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolFilterCreate(_FAL_REQ_T* req)
 {
-    if (!req)
+    _FAL_RSP_T* rsp = falBegin(req, API_TYPE_SECURITY, FalMsg::SecurityParentalcontrolFilterCreate, true);
+    if (!rsp)
         return nullptr;
-    _FAL_RSP_T* rsp = falNewResponse(API_TYPE_SECURITY, FalMsg::SecurityParentalcontrolFilterCreate, true);
     falAnswer(rsp, FAL_CREATED, "New Created");
     int category = 0;
     int id = 0;
@@ -289,9 +289,9 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolFilterCreate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolDelete(_FAL_REQ_T* req)
 {
-    if (!req)
+    _FAL_RSP_T* rsp = falBegin(req, API_TYPE_SECURITY, FalMsg::SecurityParentalcontrolDelete, false);
+    if (!rsp)
         return nullptr;
-    _FAL_RSP_T* rsp = falNewResponse(API_TYPE_SECURITY, FalMsg::SecurityParentalcontrolDelete, false);
     int index = 0;
     if (!securityIntParam(req, "@ruleId", index)) {
         falAnswer(rsp, FAL_BAD_REQUEST, "Wrong parameter request");
@@ -317,9 +317,9 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolDelete(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolFilterDelete(_FAL_REQ_T* req)
 {
-    if (!req)
+    _FAL_RSP_T* rsp = falBegin(req, API_TYPE_SECURITY, FalMsg::SecurityParentalcontrolFilterDelete, true);
+    if (!rsp)
         return nullptr;
-    _FAL_RSP_T* rsp = falNewResponse(API_TYPE_SECURITY, FalMsg::SecurityParentalcontrolFilterDelete, true);
     int category = 0;
     int id = 0;
     if (!readIds(req, rsp, "@categoryId", category, "@filterId", id))
@@ -344,9 +344,9 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolFilterDelete(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolDeleteAll(_FAL_REQ_T* req)
 {
-    if (!req)
+    _FAL_RSP_T* rsp = falBegin(req, API_TYPE_SECURITY, FalMsg::SecurityParentalcontrolDeleteAll, false);
+    if (!rsp)
         return nullptr;
-    _FAL_RSP_T* rsp = falNewResponse(API_TYPE_SECURITY, FalMsg::SecurityParentalcontrolDeleteAll, false);
     falAnswer(rsp, FAL_OK, "Records Deleted");
     FalLock control(API_TYPE_SECURITY, "parentalControlRules", req->requester);
     if (!control) {

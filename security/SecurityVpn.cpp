@@ -108,9 +108,9 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnModeGet(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalSecurityLdb::SecurityVpnServerGet(_FAL_REQ_T* req)
 {
-    if (!req)
+    _FAL_RSP_T* rsp = falBegin(req, API_TYPE_SECURITY, FalMsg::SecurityVpnServerGet, true);
+    if (!rsp)
         return nullptr;
-    _FAL_RSP_T* rsp = falNewResponse(API_TYPE_SECURITY, FalMsg::SecurityVpnServerGet, true);
     FalLock vpn(API_TYPE_SECURITY, "vpn", req->requester);
     if (!vpn) {
         falAnswer(rsp, FAL_DB_ERROR, "failed to get database");
