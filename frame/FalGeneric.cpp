@@ -25,11 +25,8 @@ _FAL_RSP_T* falGeneralDbGet(unsigned apiType, LOG_GROUP_T group, _FAL_REQ_T* req
     return rsp;
 }
 
-namespace {
-
-// The whole-document write cycle: lock the document, change it, save, unlock.
-template <class Change>
-_FAL_RSP_T* changeWholeDocument(unsigned apiType, _FAL_REQ_T* req, Change change)
+// The whole-document write cycle: lock the document, replace the member, save, unlock.
+_FAL_RSP_T* falGeneralDbUpdate(unsigned apiType, LOG_GROUP_T, _FAL_REQ_T* req, const char* key)
 {
     if (!req)
         return nullptr;
@@ -41,21 +38,9 @@ _FAL_RSP_T* changeWholeDocument(unsigned apiType, _FAL_REQ_T* req, Change change
         falAnswer(rsp, FAL_DB_ERROR, "fail to load database");
         return rsp;
     }
-    change(doc.get());
+    doc->set(key, req->body);
     doc.saveOrAnswer(rsp, "failed to save database");
     return rsp;
-}
-
-}  // namespace
-
-_FAL_RSP_T* falGeneralDbUpdate(unsigned apiType, LOG_GROUP_T, _FAL_REQ_T* req, const char* key)
-{
-    return changeWholeDocument(apiType, req, [&](TreeMapObject* doc) { doc->set(key, req->body); });
-}
-
-_FAL_RSP_T* falGeneralDbDeleteAll(unsigned apiType, LOG_GROUP_T, _FAL_REQ_T* req, const char*)
-{
-    return changeWholeDocument(apiType, req, [](TreeMapObject* doc) { doc->clearArrayItems(); });
 }
 
 _FAL_RSP_T* falDbObjectResponse(FAL_DB_OBJECT_FORM_T form, unsigned apiType, unsigned msgId,

@@ -12,9 +12,6 @@ _FAL_RSP_T* falGeneralDbGet(unsigned apiType, LOG_GROUP_T group, _FAL_REQ_T* req
 // status 8 "fail to load database" or "failed to save database" on failure.
 _FAL_RSP_T* falGeneralDbUpdate(unsigned apiType, LOG_GROUP_T group, _FAL_REQ_T* req, const char* key);
 
-// Empties the whole family document when it is an array; does not use `key`.
-_FAL_RSP_T* falGeneralDbDeleteAll(unsigned apiType, LOG_GROUP_T group, _FAL_REQ_T* req, const char* key);
-
 // The file-local object read of the network and media-share families; the two differ in the
 // message of a failed lock.
 enum FAL_DB_OBJECT_FORM_T {

@@ -15,7 +15,9 @@ namespace {
 // Rows for the operations that differ from the defaults (response id = request id + 1, no
 // parameters, no body, a null response to a null request, no generic member), by family.
 const FalPolicy kGateway[] = {
-    {nullptr, 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_NONE, nullptr},
+    {"GatewayAbout", 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_GET, "about"},
+    {"GatewayLedGet", 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_GET, "led"},
+    {"GatewayDatetimeGet", 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_GET, "dateTime"},
 };
 const FalPolicy kWifi[] = {
     {nullptr, 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_NONE, nullptr},
@@ -24,7 +26,17 @@ const FalPolicy kNetwork[] = {
     {nullptr, 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_NONE, nullptr},
 };
 const FalPolicy kSecurity[] = {
-    {nullptr, 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_NONE, nullptr},
+    {"SecurityFirewallIpv4Get", 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_GET, "firewall.ipv4"},
+    {"SecurityFirewallIpv6Get", 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_GET, "firewall.ipv6"},
+    {"SecurityFirewallIpv6Update", 0, "", FAL_BODY_OPTIONAL, FAL_OK, nullptr, FAL_GENERIC_UPDATE, "firewall.ipv6"},
+    {"SecurityFirewallAlertGet", 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_GET, "firewallAlert"},
+    {"SecurityIntelSecurityGet", 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_GET, "intelSecurity"},
+    {"SecurityIntelSecurityUpdate", 0, "", FAL_BODY_OPTIONAL, FAL_OK, nullptr, FAL_GENERIC_UPDATE, "intelSecurity"},
+    {"SecurityParentalcontrolRuleGet", 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_GET, "parentalControlRules"},
+    {"SecurityParentalcontrolFilterGet", 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_GET, "parentalControlFilters"},
+    {"SecurityVpnClientGet", 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_GET, "vpn.client"},
+    {"SecurityVpnIpsecUpdate", 0, "", FAL_BODY_REQUIRED, FAL_BAD_REQUEST, "Received wrong request", FAL_GENERIC_NONE, nullptr},
+    {"SecurityVpnIpsecDelete", 0, "", FAL_BODY_REQUIRED, FAL_BAD_REQUEST, "Received wrong request", FAL_GENERIC_NONE, nullptr},
 };
 const FalPolicy kService[] = {
     {"ServicePortfilteringPatch", 0, "", FAL_BODY_NONE, FAL_BAD_REQUEST, "Received invalid request", FAL_GENERIC_NONE, nullptr},
@@ -39,7 +51,10 @@ const FalPolicy kMediashare[] = {
     {nullptr, 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_NONE, nullptr},
 };
 const FalPolicy kQos[] = {
-    {nullptr, 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_NONE, nullptr},
+    {"QosConfigurationList", 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_GET, "qos"},
+    {"QosServiceList", 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_GET, "services"},
+    {"QosServiceInuse", 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_GET, "servicesInuse"},
+    {"QosIptvGet", 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_GET, "iptv"},
 };
 
 struct Rows {
@@ -100,6 +115,11 @@ unsigned falResponseId(unsigned apiType, unsigned requestId)
 _FAL_RSP_T* falNewResponse(unsigned apiType, unsigned requestId, bool withData)
 {
     return newFalResponse(apiType, falResponseId(apiType, requestId), withData);
+}
+
+_FAL_RSP_T* falBegin(const _FAL_REQ_T* req, unsigned apiType, unsigned requestId, bool withData)
+{
+    return req ? falNewResponse(apiType, requestId, withData) : nullptr;
 }
 
 _FAL_RSP_T* falRefusal(unsigned apiType, unsigned requestId)

@@ -49,3 +49,6 @@ _FAL_RSP_T* falGenericOperation(unsigned apiType, unsigned requestId, _FAL_REQ_T
 // A new response of operation `requestId` (status 0, "FAL processed fine!"), with the response
 // object as data or without data; null when it cannot be made.
 _FAL_RSP_T* falNewResponse(unsigned apiType, unsigned requestId, bool withData);
+
+// The same for request `req`: null for a null request as well.
+_FAL_RSP_T* falBegin(const _FAL_REQ_T* req, unsigned apiType, unsigned requestId, bool withData);

@@ -33,13 +33,10 @@ public:
     _FAL_RSP_T* GatewayDevicesUpdate(_FAL_REQ_T* req) override;
 
     // System status and maintenance.
-    _FAL_RSP_T* GatewayAbout(_FAL_REQ_T* req) override;
     _FAL_RSP_T* GatewayRegistrationCode(_FAL_REQ_T* req) override;
     _FAL_RSP_T* GatewayCpuUsage(_FAL_REQ_T* req) override;
     _FAL_RSP_T* GatewayMemoryUsage(_FAL_REQ_T* req) override;
-    _FAL_RSP_T* GatewayLedGet(_FAL_REQ_T* req) override;
     _FAL_RSP_T* GatewayLedUpdate(_FAL_REQ_T* req) override;
-    _FAL_RSP_T* GatewayDatetimeGet(_FAL_REQ_T* req) override;
     _FAL_RSP_T* GatewayDatetimeUpdate(_FAL_REQ_T* req) override;
     _FAL_RSP_T* GatewayDatetimeDelete(_FAL_REQ_T* req) override;
     _FAL_RSP_T* GatewayLanguageGet(_FAL_REQ_T* req) override;
@@ -60,17 +57,13 @@ public:
     _FAL_RSP_T* GatewayDeviceManagementGet(_FAL_REQ_T* req) override;
     _FAL_RSP_T* GatewayDeviceManagementChange(_FAL_REQ_T* req) override;
 
-    // Generic read and replace of one member of the gateway document.
-    _FAL_RSP_T* handleGeneralDbGet(_FAL_REQ_T* req, const char* key);
-    _FAL_RSP_T* handleGeneralDbUpdate(_FAL_REQ_T* req, const char* key);
-
     pthread_mutex_t upgradeMutex;  // guards upgradeProgress only
     int upgradeProgress = 0;       // percent, advanced by every status poll
 
 private:
-    // An accepted long operation: the response object, simulateAsync(msgId, n), status 2; null for
-    // a null request.
-    _FAL_RSP_T* acceptLongOperation(_FAL_REQ_T* req, unsigned rspId, unsigned n);
+    // An accepted long operation `requestId`: the response object, simulateAsync(msgId, n),
+    // status 2; null for a null request.
+    _FAL_RSP_T* acceptLongOperation(_FAL_REQ_T* req, unsigned requestId, unsigned n);
 };
 
 // The band member of a band-keyed wifi object: "24g" for "2.4g", "50g" for "5g", otherwise null.

@@ -6,7 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "fal/FalMsgIds.h"
 #include "frame/BeHelpers.h"
+#include "frame/FalPolicy.h"
 #include "frame/FalResponse.h"
 #include "gateway/FalGatewayLdb.h"
 #include "gateway/GatewayHelpers.h"
@@ -299,9 +301,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayConnectivity(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayDevicesList(_FAL_REQ_T* req)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 35, false);
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::GatewayDevicesList, false);
     if (!rsp)
         return nullptr;
     const char* fn = "GatewayDevicesList";
@@ -351,9 +351,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayDevicesList(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayDevicesGetOne(_FAL_REQ_T* req)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 37, false);
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::GatewayDevicesGetOne, false);
     if (!rsp)
         return nullptr;
     const char* fn = "GatewayDevicesGetOne";
@@ -395,9 +393,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayDevicesGetOne(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayDevicesUpdate(_FAL_REQ_T* req)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 39, false);
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::GatewayDevicesUpdate, false);
     if (!rsp)
         return nullptr;
     const char* fn = "GatewayDevicesUpdate";

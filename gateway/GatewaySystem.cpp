@@ -9,6 +9,9 @@
 #include <fstream>
 #include <string>
 
+#include "fal/FalMsgIds.h"
+#include "frame/FalGeneric.h"
+#include "frame/FalPolicy.h"
 #include "frame/FalResponse.h"
 #include "gateway/FalGatewayLdb.h"
 #include "gateway/GatewayHelpers.h"
@@ -107,14 +110,9 @@ void readLanguage(_FAL_REQ_T* req, _FAL_RSP_T* rsp, unsigned apiType, const char
 
 }  // namespace
 
-_FAL_RSP_T* FalGatewayLdb::GatewayAbout(_FAL_REQ_T* req)
-{
-    return handleGeneralDbGet(req, "about");
-}
-
 _FAL_RSP_T* FalGatewayLdb::GatewayRegistrationCode(_FAL_REQ_T*)
 {
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 29, true);
+    _FAL_RSP_T* rsp = falNewResponse(apiType, FalMsg::GatewayRegistrationCode, true);
     if (!rsp)
         return nullptr;
     char code[16];
@@ -125,7 +123,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayRegistrationCode(_FAL_REQ_T*)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayCpuUsage(_FAL_REQ_T* req)
 {
-    _FAL_RSP_T* rsp = handleGeneralDbGet(req, "cpuUsage");
+    _FAL_RSP_T* rsp = falGeneralDbGet(apiType, GW_LOG, req, "cpuUsage");
     std::string out;
     if (!rsp || rsp->status != FAL_OK || !rsp->data || !gatewayCommandOutput(CPU_COMMAND, out))
         return rsp;
@@ -137,7 +135,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayCpuUsage(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayMemoryUsage(_FAL_REQ_T* req)
 {
-    _FAL_RSP_T* rsp = handleGeneralDbGet(req, "memoryUsage");
+    _FAL_RSP_T* rsp = falGeneralDbGet(apiType, GW_LOG, req, "memoryUsage");
     std::string out;
     if (!rsp || rsp->status != FAL_OK || !rsp->data || !gatewayCommandOutput(MEMORY_COMMAND, out))
         return rsp;
@@ -153,14 +151,9 @@ _FAL_RSP_T* FalGatewayLdb::GatewayMemoryUsage(_FAL_REQ_T* req)
     return rsp;
 }
 
-_FAL_RSP_T* FalGatewayLdb::GatewayLedGet(_FAL_REQ_T* req)
-{
-    return handleGeneralDbGet(req, "led");
-}
-
 _FAL_RSP_T* FalGatewayLdb::GatewayLedUpdate(_FAL_REQ_T* req)
 {
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 43, false);
+    _FAL_RSP_T* rsp = falNewResponse(apiType, FalMsg::GatewayLedUpdate, false);
     if (!rsp) {
         Logger::print(LOG_TYPE_ERROR, GW_LOG, "Memory allocation error, cannot create response\n");
         return nullptr;
@@ -182,11 +175,6 @@ _FAL_RSP_T* FalGatewayLdb::GatewayLedUpdate(_FAL_REQ_T* req)
             Logger::print(LOG_TYPE_ERROR, GW_LOG, "Save databse error\n");
     }
     return rsp;
-}
-
-_FAL_RSP_T* FalGatewayLdb::GatewayDatetimeGet(_FAL_REQ_T* req)
-{
-    return handleGeneralDbGet(req, "dateTime");
 }
 
 _FAL_RSP_T* FalGatewayLdb::GatewayDatetimeUpdate(_FAL_REQ_T* req)
@@ -240,9 +228,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayDatetimeDelete(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayLanguageGet(_FAL_REQ_T* req)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 51, false);
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::GatewayLanguageGet, false);
     if (!rsp)
         return nullptr;
     GatewayParam id(req, "@id");
@@ -265,9 +251,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayLanguageSystemGet(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayLanguageChange(_FAL_REQ_T* req)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 53, false);
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::GatewayLanguageChange, false);
     if (!rsp)
         return nullptr;
     const char* id = req->body ? req->body->get<const char*>("id") : nullptr;
@@ -293,9 +277,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayLanguageChange(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayPowersaveModeGet(_FAL_REQ_T* req)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 77, false);
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::GatewayPowersaveModeGet, false);
     if (!rsp)
         return nullptr;
     FalLock mode(API_TYPE_GATEWAY, "powersaveMode", req->requester, rsp, "failed to load database");
@@ -306,9 +288,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayPowersaveModeGet(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayPowersaveModeChange(_FAL_REQ_T* req)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 79, false);
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::GatewayPowersaveModeChange, false);
     if (!rsp)
         return nullptr;
     FalLock mode(apiType, "powersaveMode", req->requester, rsp, "fail to load database");
@@ -322,39 +302,37 @@ _FAL_RSP_T* FalGatewayLdb::GatewayPowersaveModeChange(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayFirmwareNewUpdate(_FAL_REQ_T*)
 {
-    return falProbe(apiType, 57, apiType);
+    return falProbe(apiType, falResponseId(apiType, FalMsg::GatewayFirmwareNewUpdate), apiType);
 }
 
 _FAL_RSP_T* FalGatewayLdb::GatewayFirmwareGet(_FAL_REQ_T*)
 {
-    return falProbe(apiType, 59, apiType);
+    return falProbe(apiType, falResponseId(apiType, FalMsg::GatewayFirmwareGet), apiType);
 }
 
 _FAL_RSP_T* FalGatewayLdb::GatewayFirmwareUpdate(_FAL_REQ_T*)
 {
-    return falProbe(apiType, 61, apiType);
+    return falProbe(apiType, falResponseId(apiType, FalMsg::GatewayFirmwareUpdate), apiType);
 }
 
 _FAL_RSP_T* FalGatewayLdb::GatewayCpuTemperature(_FAL_REQ_T*)
 {
-    return falProbe(apiType, 83, apiType);
+    return falProbe(apiType, falResponseId(apiType, FalMsg::GatewayCpuTemperature), apiType);
 }
 
 _FAL_RSP_T* FalGatewayLdb::GatewayDeviceManagementGet(_FAL_REQ_T*)
 {
-    return falProbe(apiType, 85, apiType);
+    return falProbe(apiType, falResponseId(apiType, FalMsg::GatewayDeviceManagementGet), apiType);
 }
 
 _FAL_RSP_T* FalGatewayLdb::GatewayDeviceManagementChange(_FAL_REQ_T*)
 {
-    return falProbe(apiType, 87, apiType);
+    return falProbe(apiType, falResponseId(apiType, FalMsg::GatewayDeviceManagementChange), apiType);
 }
 
-_FAL_RSP_T* FalGatewayLdb::acceptLongOperation(_FAL_REQ_T* req, unsigned rspId, unsigned n)
+_FAL_RSP_T* FalGatewayLdb::acceptLongOperation(_FAL_REQ_T* req, unsigned requestId, unsigned n)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, rspId, true);
+    _FAL_RSP_T* rsp = falBegin(req, apiType, requestId, true);
     if (!rsp)
         return nullptr;
     simulateAsync(req->msgId, n);
@@ -370,7 +348,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUpgrade(_FAL_REQ_T* req)
     const char* filename = req->body ? req->body->get<const char*>("filename") : nullptr;
     Logger::print(LOG_TYPE_PROGRESS, GW_LOG, "%s: type=%s filename=%s\n", "GatewayUpgrade", printable(type),
                   printable(filename));
-    _FAL_RSP_T* rsp = acceptLongOperation(req, 63, 9);
+    _FAL_RSP_T* rsp = acceptLongOperation(req, FalMsg::GatewayUpgrade, 9);
     if (!rsp)
         return nullptr;
     rsp->data->set("retryAfter", 3);
@@ -384,7 +362,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUpgrade(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayUpgradeStatus(_FAL_REQ_T*)
 {
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 65, true);
+    _FAL_RSP_T* rsp = falNewResponse(apiType, FalMsg::GatewayUpgradeStatus, true);
     if (!rsp)
         return nullptr;
     pthread_mutex_lock(&upgradeMutex);
@@ -396,24 +374,22 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUpgradeStatus(_FAL_REQ_T*)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayFactoryReset(_FAL_REQ_T* req)
 {
-    return acceptLongOperation(req, 67, 10);
+    return acceptLongOperation(req, FalMsg::GatewayFactoryReset, 10);
 }
 
 _FAL_RSP_T* FalGatewayLdb::GatewayReboot(_FAL_REQ_T* req)
 {
-    return acceptLongOperation(req, 69, 10);
+    return acceptLongOperation(req, FalMsg::GatewayReboot, 10);
 }
 
 _FAL_RSP_T* FalGatewayLdb::GatewayRestore(_FAL_REQ_T* req)
 {
-    return acceptLongOperation(req, 73, 10);
+    return acceptLongOperation(req, FalMsg::GatewayRestore, 10);
 }
 
 _FAL_RSP_T* FalGatewayLdb::GatewayBackup(_FAL_REQ_T* req)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 71, true);
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::GatewayBackup, true);
     if (!rsp)
         return nullptr;
     simulateAsync(req->msgId, 5);

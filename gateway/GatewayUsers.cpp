@@ -2,7 +2,9 @@
 #include <cstdio>
 #include <cstring>
 
+#include "fal/FalMsgIds.h"
 #include "frame/BeHelpers.h"
+#include "frame/FalPolicy.h"
 #include "frame/FalResponse.h"
 #include "gateway/FalGatewayLdb.h"
 #include "gateway/GatewayHelpers.h"
@@ -94,6 +96,26 @@ void logNullObject(const char* fn, unsigned i)
     Logger::print(LOG_TYPE_INFO, GW_LOG, "%s: [%d] null object\n", fn, static_cast<int>(i));
 }
 
+// The "type" and "userName" texts of user record `i` and its text `member`; false, after logging
+// the null record or which of the three are missing (the third as `label`), when one is.
+bool userTexts(const char* fn, unsigned i, TreeMapObject* rec, const char* member, const char* label,
+               const char*& usrType, const char*& usrName, const char*& value)
+{
+    if (!rec) {
+        logNullObject(fn, i);
+        return false;
+    }
+    usrType = rec->get<const char*>("type");
+    usrName = rec->get<const char*>("userName");
+    value = rec->get<const char*>(member);
+    if (usrType && usrName && value)
+        return true;
+    Logger::print(LOG_TYPE_INFO, GW_LOG, "%s: [%d] usrtype=%p usrname=%p %s=%p\n", fn, static_cast<int>(i),
+                  static_cast<const void*>(usrType), static_cast<const void*>(usrName), label,
+                  static_cast<const void*>(value));
+    return false;
+}
+
 // Switches off the media-share service `key` when it runs under the account `id`.
 void switchOffServiceOfAccount(_FAL_REQ_T* req, const char* key, int id)
 {
@@ -110,9 +132,7 @@ void switchOffServiceOfAccount(_FAL_REQ_T* req, const char* key, int id)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayLogin(_FAL_REQ_T* req)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 1, true);
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::GatewayLogin, true);
     if (!rsp)
         return nullptr;
     const char* userName = bodyText(req, "userName");
@@ -156,9 +176,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayLogout(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayUserList(_FAL_REQ_T* req)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 5, false);
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::GatewayUserList, false);
     if (!rsp)
         return nullptr;
     GatewayParam type(req, "@type");
@@ -186,27 +204,15 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserList(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayUserSecurityLevelPasswordGet(_FAL_REQ_T* req)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 7, true);
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::GatewayUserSecurityLevelPasswordGet, true);
     if (!rsp)
         return nullptr;
     GatewayParam type(req, "@type");
     const char* fn = "GatewayUserSecurityLevelPasswordGet";
     findUserOfType(req, rsp, apiType, type, [&](unsigned i, TreeMapObject* rec) {
-        if (!rec) {
-            logNullObject(fn, i);
+        const char *usrType, *usrName, *level;
+        if (!userTexts(fn, i, rec, "level", "level", usrType, usrName, level))
             return true;
-        }
-        const char* usrType = rec->get<const char*>("type");
-        const char* usrName = rec->get<const char*>("userName");
-        const char* level = rec->get<const char*>("level");
-        if (!usrType || !usrName || !level) {
-            Logger::print(LOG_TYPE_INFO, GW_LOG, "%s: [%d] usrtype=%p usrname=%p level=%p\n", fn,
-                          static_cast<int>(i), static_cast<const void*>(usrType),
-                          static_cast<const void*>(usrName), static_cast<const void*>(level));
-            return true;
-        }
         Logger::print(LOG_TYPE_PROGRESS, GW_LOG, "%s: [%d] check user type=%s name=%s level=%s\n", fn,
                       static_cast<int>(i), usrType, usrName, level);
         if (!sameText(usrType, type.get()) || !sameText(usrName, "admin"))
@@ -219,9 +225,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserSecurityLevelPasswordGet(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayUserUpdate(_FAL_REQ_T* req)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 9, false);
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::GatewayUserUpdate, false);
     if (!rsp)
         return nullptr;
     GatewayParam type(req, "@type");
@@ -273,9 +277,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserUpdate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayChangePassword(_FAL_REQ_T* req)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 11, false);
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::GatewayChangePassword, false);
     if (!rsp)
         return nullptr;
     const char* userName = bodyText(req, "userName");
@@ -325,9 +327,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayChangePassword(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayUserCreate(_FAL_REQ_T* req)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 13, true);
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::GatewayUserCreate, true);
     if (!rsp)
         return nullptr;
     GatewayParam type(req, "@type");
@@ -378,9 +378,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserCreate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayUserDelete(_FAL_REQ_T* req)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 15, false);
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::GatewayUserDelete, false);
     if (!rsp)
         return nullptr;
     falAnswer(rsp, FAL_DELETED, "Record Deleted");
@@ -421,9 +419,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserDelete(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayUserDeleteAll(_FAL_REQ_T* req)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 17, false);
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::GatewayUserDeleteAll, false);
     if (!rsp)
         return nullptr;
     falAnswer(rsp, FAL_OK, "Records Deleted");
@@ -446,9 +442,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserDeleteAll(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayUserValidate(_FAL_REQ_T* req)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 19, false);
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::GatewayUserValidate, false);
     if (!rsp)
         return nullptr;
     GatewayParam type(req, "@type");
@@ -458,19 +452,9 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserValidate(_FAL_REQ_T* req)
     Logger::print(LOG_TYPE_PROGRESS, GW_LOG, "%s: request uname=%s password=%s type=%s\n", fn, printable(userName),
                   printable(password), printable(type.get()));
     findUserOfType(req, rsp, apiType, type, [&](unsigned i, TreeMapObject* rec) {
-        if (!rec) {
-            logNullObject(fn, i);
+        const char *usrType, *usrName, *passwrd;
+        if (!userTexts(fn, i, rec, "password", "passwrd", usrType, usrName, passwrd))
             return true;
-        }
-        const char* usrType = rec->get<const char*>("type");
-        const char* usrName = rec->get<const char*>("userName");
-        const char* passwrd = rec->get<const char*>("password");
-        if (!usrType || !usrName || !passwrd) {
-            Logger::print(LOG_TYPE_INFO, GW_LOG, "%s: [%d] usrtype=%p usrname=%p passwrd=%p\n", fn,
-                          static_cast<int>(i), static_cast<const void*>(usrType),
-                          static_cast<const void*>(usrName), static_cast<const void*>(passwrd));
-            return true;
-        }
         Logger::print(LOG_TYPE_PROGRESS, GW_LOG, "%s: [%d] check user type=%s name=%s\n", fn,
                       static_cast<int>(i), usrType, usrName);
         if (!sameText(usrType, type.get()) || !sameText(usrName, userName))
@@ -484,9 +468,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserValidate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayUserRefresh(_FAL_REQ_T* req)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 21, true);
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::GatewayUserRefresh, true);
     if (!rsp)
         return nullptr;
     const char* userName = bodyText(req, "userName");
@@ -507,9 +489,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserRefresh(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayUserCheckDefault(_FAL_REQ_T* req)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 23, true);
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::GatewayUserCheckDefault, true);
     if (!rsp)
         return nullptr;
     const char* userName = bodyText(req, "userName");
@@ -538,5 +518,5 @@ _FAL_RSP_T* FalGatewayLdb::GatewayUserCheckDefault(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayUserHideWizard(_FAL_REQ_T*)
 {
-    return falProbe(apiType, 81, apiType);
+    return falProbe(apiType, falResponseId(apiType, FalMsg::GatewayUserHideWizard), apiType);
 }

@@ -2,6 +2,7 @@
 #include <cstring>
 #include <string>
 
+#include "fal/FalMsgIds.h"
 #include "frame/BeHelpers.h"
 #include "host/TreeMapObject.h"
 #include "mediashare/FalMediaShareLdb.h"
@@ -133,7 +134,9 @@ _FAL_RSP_T* FalMediaShareLdb::MediashareCustomfolderGet(_FAL_REQ_T* req)
 _FAL_RSP_T* FalMediaShareLdb::MediashareCustomfolderCreate(_FAL_REQ_T* req)
 {
     FalTrace trace(LOG_GROUP_MEDIASHARE, __func__);
-    _FAL_RSP_T* rsp = mediashareBegin(req, 17, false, "Cannot create response due to some memory issue\n");
+    _FAL_RSP_T* rsp =
+        mediashareBegin(req, FalMsg::MediashareCustomfolderCreate, false,
+                        "Cannot create response due to some memory issue\n");
     if (!rsp || mediashareLacksBody(req, rsp, "A null message request received", false))
         return rsp;
     // A new folder has no sub-folders.
@@ -168,7 +171,9 @@ _FAL_RSP_T* FalMediaShareLdb::MediashareCustomfolderCreate(_FAL_REQ_T* req)
 _FAL_RSP_T* FalMediaShareLdb::MediashareCustomfolderDelete(_FAL_REQ_T* req)
 {
     FalTrace trace(LOG_GROUP_MEDIASHARE, __func__);
-    _FAL_RSP_T* rsp = mediashareBegin(req, 19, false, "Cannot create response due to some memory issue\n");
+    _FAL_RSP_T* rsp =
+        mediashareBegin(req, FalMsg::MediashareCustomfolderDelete, false,
+                        "Cannot create response due to some memory issue\n");
     if (!rsp || mediashareLacksBody(req, rsp, "A null message request received", false))
         return rsp;
     rsp->status = FAL_FAILED;
@@ -201,7 +206,9 @@ _FAL_RSP_T* FalMediaShareLdb::MediashareCustomfolderDelete(_FAL_REQ_T* req)
 _FAL_RSP_T* FalMediaShareLdb::MediashareCustomfolderChange(_FAL_REQ_T* req)
 {
     FalTrace trace(LOG_GROUP_MEDIASHARE, __func__);
-    _FAL_RSP_T* rsp = mediashareBegin(req, 21, false, "Cannot create response due to some memory issue\n");
+    _FAL_RSP_T* rsp =
+        mediashareBegin(req, FalMsg::MediashareCustomfolderChange, false,
+                        "Cannot create response due to some memory issue\n");
     if (!rsp || mediashareLacksBody(req, rsp, "A null message request received", false))
         return rsp;
     // A folder keeps its parent: "old" and "new" must name the same one.

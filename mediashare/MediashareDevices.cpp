@@ -2,6 +2,7 @@
 #include <cstdlib>
 #include <vector>
 
+#include "fal/FalMsgIds.h"
 #include "host/TreeMapObject.h"
 #include "mediashare/FalMediaShareLdb.h"
 #include "mediashare/MediashareHelpers.h"
@@ -64,7 +65,9 @@ _FAL_RSP_T* FalMediaShareLdb::MediashareUsbGet(_FAL_REQ_T* req)
 _FAL_RSP_T* FalMediaShareLdb::MediashareUsbRemove(_FAL_REQ_T* req)
 {
     FalTrace trace(LOG_GROUP_MEDIASHARE, __func__);
-    _FAL_RSP_T* rsp = mediashareBegin(req, 3, false, "Cannot create response due to some memory issue\n");
+    _FAL_RSP_T* rsp =
+        mediashareBegin(req, FalMsg::MediashareUsbRemove, false,
+                        "Cannot create response due to some memory issue\n");
     if (!rsp || mediashareLacksBody(req, rsp, "A null message request received", true))
         return rsp;
     FalLock usb(API_TYPE_MEDIASHARE, "usb", req->requester);
@@ -138,7 +141,9 @@ _FAL_RSP_T* FalMediaShareLdb::MediasharePrinterGet(_FAL_REQ_T* req)
 _FAL_RSP_T* FalMediaShareLdb::MediasharePrinterUpdate(_FAL_REQ_T* req)
 {
     FalTrace trace(LOG_GROUP_MEDIASHARE, __func__);
-    _FAL_RSP_T* rsp = mediashareBegin(req, 39, false, "Cannot create response due to some memory issue\n");
+    _FAL_RSP_T* rsp =
+        mediashareBegin(req, FalMsg::MediasharePrinterUpdate, false,
+                        "Cannot create response due to some memory issue\n");
     if (!rsp || mediashareLacksBody(req, rsp, "A null message request received", false))
         return rsp;
     TreeMapObject* active = req->body->get("active");
@@ -172,7 +177,9 @@ _FAL_RSP_T* FalMediaShareLdb::MediasharePrinterUpdate(_FAL_REQ_T* req)
 _FAL_RSP_T* FalMediaShareLdb::MediasharePrinterRemove(_FAL_REQ_T* req)
 {
     FalTrace trace(LOG_GROUP_MEDIASHARE, __func__);
-    _FAL_RSP_T* rsp = mediashareBegin(req, 41, false, "Cannot create response due to some memory issue\n");
+    _FAL_RSP_T* rsp =
+        mediashareBegin(req, FalMsg::MediasharePrinterRemove, false,
+                        "Cannot create response due to some memory issue\n");
     if (!rsp)
         return nullptr;
     TreeMapObject* removals = req->body ? req->body->clone("printers") : nullptr;

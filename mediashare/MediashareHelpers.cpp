@@ -4,6 +4,7 @@
 
 #include "frame/BeHelpers.h"
 #include "frame/FalGeneric.h"
+#include "frame/FalPolicy.h"
 #include "frame/FalResponse.h"
 #include "host/TreeMapObject.h"
 
@@ -20,11 +21,11 @@ _FAL_RSP_T* mediashareResponse(unsigned msgId, bool withData, const char* failLo
     return newFalResponseLogged(LOG_GROUP_MEDIASHARE, API_TYPE_MEDIASHARE, msgId, withData, failLog);
 }
 
-_FAL_RSP_T* mediashareBegin(_FAL_REQ_T* req, unsigned msgId, bool withData, const char* failLog)
+_FAL_RSP_T* mediashareBegin(_FAL_REQ_T* req, unsigned requestId, bool withData, const char* failLog)
 {
     if (mediashareNullRequest(req))
         return nullptr;
-    return mediashareResponse(msgId, withData, failLog);
+    return mediashareResponse(falResponseId(API_TYPE_MEDIASHARE, requestId), withData, failLog);
 }
 
 _FAL_RSP_T* mediashareQuietReply(_FAL_REQ_T* req)

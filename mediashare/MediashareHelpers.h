@@ -16,9 +16,9 @@ bool mediashareNullRequest(_FAL_REQ_T* req);
 // A new media-share response; logs `failLog` (type 3) and yields null when it cannot be made.
 _FAL_RSP_T* mediashareResponse(unsigned msgId, bool withData, const char* failLog);
 
-// The response of a request, as mediashareResponse; null, after logging "A null request has been
-// received", when there is no request.
-_FAL_RSP_T* mediashareBegin(_FAL_REQ_T* req, unsigned msgId, bool withData, const char* failLog);
+// The response of operation `requestId`, as mediashareResponse; null, after logging "A null
+// request has been received", when there is no request.
+_FAL_RSP_T* mediashareBegin(_FAL_REQ_T* req, unsigned requestId, bool withData, const char* failLog);
 
 // The response of a request that answers its msgId + 1 without data; null, without a log line,
 // when there is no request.

@@ -1,6 +1,7 @@
 // Network folders: the shared folders that FTP and Samba point at.
 #include <cstdlib>
 
+#include "fal/FalMsgIds.h"
 #include "host/TreeMapObject.h"
 #include "mediashare/FalMediaShareLdb.h"
 #include "mediashare/MediashareHelpers.h"
@@ -44,7 +45,9 @@ _FAL_RSP_T* FalMediaShareLdb::MediashareNetworkfolderGet(_FAL_REQ_T* req)
 _FAL_RSP_T* FalMediaShareLdb::MediashareNetworkfolderUpdate(_FAL_REQ_T* req)
 {
     FalTrace trace(LOG_GROUP_MEDIASHARE, __func__);
-    _FAL_RSP_T* rsp = mediashareBegin(req, 7, false, "Cannot create response due to some memory issue occurred\n");
+    _FAL_RSP_T* rsp =
+        mediashareBegin(req, FalMsg::MediashareNetworkfolderUpdate, false,
+                        "Cannot create response due to some memory issue occurred\n");
     if (!rsp || mediashareLacksBody(req, rsp, "A null message request received", true))
         return rsp;
     auto idText = mediashareParam(req, "@id");
@@ -84,7 +87,9 @@ _FAL_RSP_T* FalMediaShareLdb::MediashareNetworkfolderUpdate(_FAL_REQ_T* req)
 _FAL_RSP_T* FalMediaShareLdb::MediashareNetworkfolderCreate(_FAL_REQ_T* req)
 {
     FalTrace trace(LOG_GROUP_MEDIASHARE, __func__);
-    _FAL_RSP_T* rsp = mediashareBegin(req, 9, true, "Cannot create a response due to memory error\n");
+    _FAL_RSP_T* rsp =
+        mediashareBegin(req, FalMsg::MediashareNetworkfolderCreate, true,
+                        "Cannot create a response due to memory error\n");
     if (!rsp || mediashareLacksBody(req, rsp, "A null message request received", true))
         return rsp;
     rsp->status = FAL_FAILED;
@@ -113,7 +118,9 @@ _FAL_RSP_T* FalMediaShareLdb::MediashareNetworkfolderCreate(_FAL_REQ_T* req)
 _FAL_RSP_T* FalMediaShareLdb::MediashareNetworkfolderDelete(_FAL_REQ_T* req)
 {
     FalTrace trace(LOG_GROUP_MEDIASHARE, __func__);
-    _FAL_RSP_T* rsp = mediashareBegin(req, 11, false, "Cannot create a response due to memory error\n");
+    _FAL_RSP_T* rsp =
+        mediashareBegin(req, FalMsg::MediashareNetworkfolderDelete, false,
+                        "Cannot create a response due to memory error\n");
     if (!rsp)
         return nullptr;
     auto idText = mediashareParam(req, "@id");
@@ -149,7 +156,9 @@ _FAL_RSP_T* FalMediaShareLdb::MediashareNetworkfolderDelete(_FAL_REQ_T* req)
 _FAL_RSP_T* FalMediaShareLdb::MediashareNetworkfolderDeleteAll(_FAL_REQ_T* req)
 {
     FalTrace trace(LOG_GROUP_MEDIASHARE, __func__);
-    _FAL_RSP_T* rsp = mediashareBegin(req, 13, false, "Cannot create a response due to memory error\n");
+    _FAL_RSP_T* rsp =
+        mediashareBegin(req, FalMsg::MediashareNetworkfolderDeleteAll, false,
+                        "Cannot create a response due to memory error\n");
     if (!rsp)
         return nullptr;
     rsp->status = FAL_FAILED;

@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "fal/FalMsgIds.h"
 #include "frame/BeHelpers.h"
 #include "host/TreeMapObject.h"
 #include "mediashare/FalMediaShareLdb.h"
@@ -12,7 +13,7 @@ namespace {
 
 // What tells the FTP update from the Samba update.
 struct FileService {
-    unsigned responseId;
+    unsigned requestId;
     const char* key;                // the service object, also the word in folder statuses
     const char* members[4];         // copied from the body
     const char* lockFailLog;
@@ -20,14 +21,14 @@ struct FileService {
     const char* copyFailLog;        // null: nothing logged
 };
 
-const FileService kFtp = {25,
+const FileService kFtp = {FalMsg::MediashareFtpUpdate,
                           "ftp",
                           {"active", "port", "account", "networkFolder"},
                           "No object found for key ftp\n",
                           "No object found for key",
                           nullptr};
 
-const FileService kSamba = {29,
+const FileService kSamba = {FalMsg::MediashareSambaUpdate,
                             "samba",
                             {"active", "connectionName", "account", "networkFolder"},
                             "Found no object for key samba\n",
@@ -87,7 +88,7 @@ void rewriteFolderStatuses(_FAL_REQ_T* req, const std::string& word, int sharedI
 _FAL_RSP_T* updateFileService(_FAL_REQ_T* req, const FileService& service)
 {
     _FAL_RSP_T* rsp =
-        mediashareBegin(req, service.responseId, false, "Cannot create response due to some memory issue\n");
+        mediashareBegin(req, service.requestId, false, "Cannot create response due to some memory issue\n");
     if (!rsp || mediashareLacksBody(req, rsp, "A null message request received", false))
         return rsp;
     rsp->status = FAL_FAILED;
@@ -154,7 +155,9 @@ _FAL_RSP_T* FalMediaShareLdb::MediashareDlnaGet(_FAL_REQ_T* req)
 _FAL_RSP_T* FalMediaShareLdb::MediashareDlnaUpdate(_FAL_REQ_T* req)
 {
     FalTrace trace(LOG_GROUP_MEDIASHARE, __func__);
-    _FAL_RSP_T* rsp = mediashareBegin(req, 33, false, "Cannot create response due to some memory issue\n");
+    _FAL_RSP_T* rsp =
+        mediashareBegin(req, FalMsg::MediashareDlnaUpdate, false,
+                        "Cannot create response due to some memory issue\n");
     if (!rsp || mediashareLacksBody(req, rsp, "A null message request received", false))
         return rsp;
     FalLock document(API_TYPE_MEDIASHARE, "", req->requester);

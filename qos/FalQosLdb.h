@@ -8,11 +8,7 @@ public:
     FalQosLdb();
     ~FalQosLdb() override;
 
-    // Generic read of one member of the QoS document.
-    _FAL_RSP_T* handleGeneralDbGet(_FAL_REQ_T* req, const char* key);
-
     // QoS switch and the priority rules.
-    _FAL_RSP_T* QosConfigurationList(_FAL_REQ_T* req) override;
     _FAL_RSP_T* QosConfigurationUpdate(_FAL_REQ_T* req) override;
     _FAL_RSP_T* QosRulesCreate(_FAL_REQ_T* req) override;
     _FAL_RSP_T* QosRulesChange(_FAL_REQ_T* req) override;
@@ -20,8 +16,5 @@ public:
     _FAL_RSP_T* QosRulesDeleteAll(_FAL_REQ_T* req) override;
 
     // Services, IPTV and the port groups.
-    _FAL_RSP_T* QosServiceList(_FAL_REQ_T* req) override;
-    _FAL_RSP_T* QosServiceInuse(_FAL_REQ_T* req) override;
-    _FAL_RSP_T* QosIptvGet(_FAL_REQ_T* req) override;
     _FAL_RSP_T* QosIptvUpdate(_FAL_REQ_T* req) override;
 };

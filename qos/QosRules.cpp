@@ -2,7 +2,9 @@
 #include <cstring>
 #include <memory>
 
+#include "fal/FalMsgIds.h"
 #include "frame/BeHelpers.h"
+#include "frame/FalPolicy.h"
 #include "frame/FalResponse.h"
 #include "frame/FalTree.h"
 #include "host/Logger.h"
@@ -82,16 +84,11 @@ bool readRuleAddress(_FAL_REQ_T* req, _FAL_RSP_T* rsp, std::unique_ptr<char[]>& 
 
 }  // namespace
 
-_FAL_RSP_T* FalQosLdb::QosConfigurationList(_FAL_REQ_T* req)
-{
-    return handleGeneralDbGet(req, "qos");
-}
-
 _FAL_RSP_T* FalQosLdb::QosConfigurationUpdate(_FAL_REQ_T* req)
 {
-    if (!req)
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::QosConfigurationUpdate, false);
+    if (!rsp)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 3, false);
     if (!qosHasBody(req)) {
         falAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
         return rsp;
@@ -109,9 +106,9 @@ _FAL_RSP_T* FalQosLdb::QosConfigurationUpdate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalQosLdb::QosRulesCreate(_FAL_REQ_T* req)
 {
-    if (!req)
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::QosRulesCreate, true);
+    if (!rsp)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 5, true);
     if (!qosHasBody(req)) {
         falAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
         finishIdReply(rsp, "index", 0);
@@ -162,9 +159,9 @@ _FAL_RSP_T* FalQosLdb::QosRulesCreate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalQosLdb::QosRulesChange(_FAL_REQ_T* req)
 {
-    if (!req)
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::QosRulesChange, true);
+    if (!rsp)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 7, true);
     std::unique_ptr<char[]> type;
     int index = 0;
     if (!readRuleAddress(req, rsp, type, index)) {
@@ -209,9 +206,9 @@ _FAL_RSP_T* FalQosLdb::QosRulesChange(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalQosLdb::QosRulesDeleteOne(_FAL_REQ_T* req)
 {
-    if (!req)
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::QosRulesDeleteOne, false);
+    if (!rsp)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 9, false);
     std::unique_ptr<char[]> type;
     int index = 0;
     if (!readRuleAddress(req, rsp, type, index))
@@ -234,9 +231,9 @@ _FAL_RSP_T* FalQosLdb::QosRulesDeleteOne(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalQosLdb::QosRulesDeleteAll(_FAL_REQ_T* req)
 {
-    if (!req)
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::QosRulesDeleteAll, false);
+    if (!rsp)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 11, false);
     FalLock qos(apiType, "qos", req->requester);
     if (!qos) {
         falAnswer(rsp, FAL_DB_ERROR, "failed to get database");

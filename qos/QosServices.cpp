@@ -1,4 +1,6 @@
 // Known services, services in use, IPTV and the port groups of the LAN ports.
+#include "fal/FalMsgIds.h"
+#include "frame/FalPolicy.h"
 #include "frame/FalResponse.h"
 #include "frame/FalTree.h"
 #include "host/Logger.h"
@@ -17,26 +19,11 @@ const char* const kPortGroupPaths[] = {
 
 }  // namespace
 
-_FAL_RSP_T* FalQosLdb::QosServiceList(_FAL_REQ_T* req)
-{
-    return handleGeneralDbGet(req, "services");
-}
-
-_FAL_RSP_T* FalQosLdb::QosServiceInuse(_FAL_REQ_T* req)
-{
-    return handleGeneralDbGet(req, "servicesInuse");
-}
-
-_FAL_RSP_T* FalQosLdb::QosIptvGet(_FAL_REQ_T* req)
-{
-    return handleGeneralDbGet(req, "iptv");
-}
-
 _FAL_RSP_T* FalQosLdb::QosIptvUpdate(_FAL_REQ_T* req)
 {
-    if (!req)
+    _FAL_RSP_T* rsp = falBegin(req, apiType, FalMsg::QosIptvUpdate, false);
+    if (!rsp)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, 19, false);
     if (!qosHasBody(req)) {
         Logger::print(LOG_TYPE_ERROR, LOG_GROUP_QOS, "Received wrong request\n");
         falAnswer(rsp, FAL_BAD_REQUEST, "Wrong request");

@@ -8,11 +8,6 @@ public:
     FalSecurityLdb();
     ~FalSecurityLdb() override;
 
-    // Generic read, replace and clear of the security document.
-    _FAL_RSP_T* handleGeneralDbGet(_FAL_REQ_T* req, const char* key);
-    _FAL_RSP_T* handleGeneralDbUpdate(_FAL_REQ_T* req, const char* key);
-    _FAL_RSP_T* handleGeneralDbDeleteAll(_FAL_REQ_T* req, const char* key);
-
     // Sets "advanced.parentalContrl" of the gateway's connected devices whose "macAddress" is
     // `macAddress` (all of them for null). 0, or 8 when the gateway document cannot be locked or
     // saved.
@@ -21,21 +16,13 @@ public:
     // Firewall, alerts, log and the intelSecurity object.
     _FAL_RSP_T* SecurityFirewallGet(_FAL_REQ_T* req) override;
     _FAL_RSP_T* SecurityFirewallUpdate(_FAL_REQ_T* req) override;
-    _FAL_RSP_T* SecurityFirewallIpv4Get(_FAL_REQ_T* req) override;
     _FAL_RSP_T* SecurityFirewallIpv4Update(_FAL_REQ_T* req) override;
-    _FAL_RSP_T* SecurityFirewallIpv6Get(_FAL_REQ_T* req) override;
-    _FAL_RSP_T* SecurityFirewallIpv6Update(_FAL_REQ_T* req) override;
-    _FAL_RSP_T* SecurityFirewallAlertGet(_FAL_REQ_T* req) override;
     _FAL_RSP_T* SecurityFirewallLogClear(_FAL_REQ_T* req) override;
     _FAL_RSP_T* SecurityFirewallAlertUpdate(_FAL_REQ_T* req) override;
     _FAL_RSP_T* SecurityFirewallLogGet(_FAL_REQ_T* req) override;
-    _FAL_RSP_T* SecurityIntelSecurityGet(_FAL_REQ_T* req) override;
-    _FAL_RSP_T* SecurityIntelSecurityUpdate(_FAL_REQ_T* req) override;
 
     // Parental control.
     _FAL_RSP_T* SecurityParentalcontrolGet(_FAL_REQ_T* req) override;
-    _FAL_RSP_T* SecurityParentalcontrolRuleGet(_FAL_REQ_T* req) override;
-    _FAL_RSP_T* SecurityParentalcontrolFilterGet(_FAL_REQ_T* req) override;
     _FAL_RSP_T* SecurityParentalcontrolSet(_FAL_REQ_T* req) override;
     _FAL_RSP_T* SecurityParentalcontrolUpdate(_FAL_REQ_T* req) override;
     _FAL_RSP_T* SecurityParentalcontrolAuthUpdate(_FAL_REQ_T* req) override;
@@ -50,7 +37,6 @@ public:
     _FAL_RSP_T* SecurityVpnModeGet(_FAL_REQ_T* req) override;
     _FAL_RSP_T* SecurityVpnServerGet(_FAL_REQ_T* req) override;
     _FAL_RSP_T* SecurityVpnServerUpdate(_FAL_REQ_T* req) override;
-    _FAL_RSP_T* SecurityVpnClientGet(_FAL_REQ_T* req) override;
     _FAL_RSP_T* SecurityVpnClientUpdate(_FAL_REQ_T* req) override;
     _FAL_RSP_T* SecurityVpnIpsecGet(_FAL_REQ_T* req) override;
     _FAL_RSP_T* SecurityVpnIpsecGetOne(_FAL_REQ_T* req) override;

@@ -1,5 +1,7 @@
 // Firewall settings, alerts, the firewall log, intelSecurity and the managed operations.
+#include "fal/FalMsgIds.h"
 #include "frame/BeHelpers.h"
+#include "frame/FalPolicy.h"
 #include "frame/FalResponse.h"
 #include "security/FalSecurityLdb.h"
 #include "security/SecurityHelpers.h"
@@ -22,20 +24,13 @@ bool ipv4Acceptable(TreeMapObject* body)
     return !ipv4 || ipv4->isObject();
 }
 
-// The traced probe of the firewall log: the network document must be lockable.
-_FAL_RSP_T* firewallLogProbe(unsigned msgId, const char* name)
-{
-    FalTrace trace(SEC_LOG, name);
-    return falProbe(API_TYPE_SECURITY, msgId, API_TYPE_NETWORK);
-}
-
 }  // namespace
 
 _FAL_RSP_T* FalSecurityLdb::SecurityFirewallGet(_FAL_REQ_T* req)
 {
-    if (!req)
+    _FAL_RSP_T* rsp = falBegin(req, API_TYPE_SECURITY, FalMsg::SecurityFirewallGet, false);
+    if (!rsp)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 1, false);
     std::unique_ptr<char[]> filter(BE_PairVal2(req->params, "!filter"));
     FalLock firewall(API_TYPE_SECURITY, "firewall", req->requester);
     if (!firewall) {
@@ -58,9 +53,9 @@ _FAL_RSP_T* FalSecurityLdb::SecurityFirewallGet(_FAL_REQ_T* req)
 _FAL_RSP_T* FalSecurityLdb::SecurityFirewallUpdate(_FAL_REQ_T* req)
 {
     static const char* const name = "SecurityFirewallUpdate";
-    if (!req)
+    _FAL_RSP_T* rsp = falBegin(req, API_TYPE_SECURITY, FalMsg::SecurityFirewallUpdate, false);
+    if (!rsp)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 3, false);
     if (!securityHasObjectBody(req) || !ipv4Acceptable(req->body)) {
         falAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
         return rsp;
@@ -89,11 +84,6 @@ _FAL_RSP_T* FalSecurityLdb::SecurityFirewallUpdate(_FAL_REQ_T* req)
     return rsp;
 }
 
-_FAL_RSP_T* FalSecurityLdb::SecurityFirewallIpv4Get(_FAL_REQ_T* req)
-{
-    return handleGeneralDbGet(req, "firewall.ipv4");
-}
-
 _FAL_RSP_T* FalSecurityLdb::SecurityFirewallIpv4Update(_FAL_REQ_T* req)
 {
     if (!req)
@@ -114,26 +104,11 @@ _FAL_RSP_T* FalSecurityLdb::SecurityFirewallIpv4Update(_FAL_REQ_T* req)
     return rsp;
 }
 
-_FAL_RSP_T* FalSecurityLdb::SecurityFirewallIpv6Get(_FAL_REQ_T* req)
-{
-    return handleGeneralDbGet(req, "firewall.ipv6");
-}
-
-_FAL_RSP_T* FalSecurityLdb::SecurityFirewallIpv6Update(_FAL_REQ_T* req)
-{
-    return handleGeneralDbUpdate(req, "firewall.ipv6");
-}
-
-_FAL_RSP_T* FalSecurityLdb::SecurityFirewallAlertGet(_FAL_REQ_T* req)
-{
-    return handleGeneralDbGet(req, "firewallAlert");
-}
-
 _FAL_RSP_T* FalSecurityLdb::SecurityFirewallAlertUpdate(_FAL_REQ_T* req)
 {
-    if (!req)
+    _FAL_RSP_T* rsp = falBegin(req, API_TYPE_SECURITY, FalMsg::SecurityFirewallAlertUpdate, false);
+    if (!rsp)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 15, false);
     if (securityLacksBody(req, rsp))
         return rsp;
     FalLock alert(API_TYPE_SECURITY, "firewallAlert", req->requester);
@@ -160,46 +135,46 @@ _FAL_RSP_T* FalSecurityLdb::SecurityFirewallAlertUpdate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalSecurityLdb::SecurityFirewallLogGet(_FAL_REQ_T*)
 {
-    return firewallLogProbe(17, "SecurityFirewallLogGet");
+    // The firewall log lives beside the network document, which must be lockable.
+    FalTrace trace(SEC_LOG, "SecurityFirewallLogGet");
+    return falProbe(API_TYPE_SECURITY, falResponseId(API_TYPE_SECURITY, FalMsg::SecurityFirewallLogGet),
+                    API_TYPE_NETWORK);
 }
 
 _FAL_RSP_T* FalSecurityLdb::SecurityFirewallLogClear(_FAL_REQ_T*)
 {
-    return firewallLogProbe(19, "SecurityFirewallLogClear");
-}
-
-_FAL_RSP_T* FalSecurityLdb::SecurityIntelSecurityGet(_FAL_REQ_T* req)
-{
-    return handleGeneralDbGet(req, "intelSecurity");
-}
-
-_FAL_RSP_T* FalSecurityLdb::SecurityIntelSecurityUpdate(_FAL_REQ_T* req)
-{
-    return handleGeneralDbUpdate(req, "intelSecurity");
+    // The firewall log lives beside the network document, which must be lockable.
+    FalTrace trace(SEC_LOG, "SecurityFirewallLogClear");
+    return falProbe(API_TYPE_SECURITY, falResponseId(API_TYPE_SECURITY, FalMsg::SecurityFirewallLogClear),
+                    API_TYPE_NETWORK);
 }
 
 // Managed sites, services and devices answer once the security document can be locked.
-#define SEC_MANAGED(name, msgId) \
-    _FAL_RSP_T* FalSecurityLdb::name(_FAL_REQ_T*) { return falProbe(API_TYPE_SECURITY, msgId, API_TYPE_SECURITY); }
+#define SEC_MANAGED(name)                                                                          \
+    _FAL_RSP_T* FalSecurityLdb::name(_FAL_REQ_T*)                                                  \
+    {                                                                                              \
+        return falProbe(API_TYPE_SECURITY, falResponseId(API_TYPE_SECURITY, FalMsg::name),         \
+                        API_TYPE_SECURITY);                                                        \
+    }
 
-SEC_MANAGED(SecurityManagedSitesGet, 75)
-SEC_MANAGED(SecurityManagedSitesSet, 77)
-SEC_MANAGED(SecurityManagedSitesCreate, 79)
-SEC_MANAGED(SecurityManagedSitesUpdate, 81)
-SEC_MANAGED(SecurityManagedSitesDelete, 83)
-SEC_MANAGED(SecurityManagedSitesTrustComputerAdd, 85)
-SEC_MANAGED(SecurityManagedSitesTrustComputerDelete, 87)
-SEC_MANAGED(SecurityManagedServicesGet, 89)
-SEC_MANAGED(SecurityManagedServicesSet, 91)
-SEC_MANAGED(SecurityManagedServicesCreate, 93)
-SEC_MANAGED(SecurityManagedServicesUpdate, 95)
-SEC_MANAGED(SecurityManagedServicesDelete, 97)
-SEC_MANAGED(SecurityManagedServicesTrustComputerAdd, 99)
-SEC_MANAGED(SecurityManagedServicesTrustComputerDelete, 101)
-SEC_MANAGED(SecurityManagedDevicesGet, 103)
-SEC_MANAGED(SecurityManagedDevicesSet, 105)
-SEC_MANAGED(SecurityManagedDevicesCreate, 107)
-SEC_MANAGED(SecurityManagedDevicesUpdate, 109)
-SEC_MANAGED(SecurityManagedDevicesDelete, 111)
+SEC_MANAGED(SecurityManagedSitesGet)
+SEC_MANAGED(SecurityManagedSitesSet)
+SEC_MANAGED(SecurityManagedSitesCreate)
+SEC_MANAGED(SecurityManagedSitesUpdate)
+SEC_MANAGED(SecurityManagedSitesDelete)
+SEC_MANAGED(SecurityManagedSitesTrustComputerAdd)
+SEC_MANAGED(SecurityManagedSitesTrustComputerDelete)
+SEC_MANAGED(SecurityManagedServicesGet)
+SEC_MANAGED(SecurityManagedServicesSet)
+SEC_MANAGED(SecurityManagedServicesCreate)
+SEC_MANAGED(SecurityManagedServicesUpdate)
+SEC_MANAGED(SecurityManagedServicesDelete)
+SEC_MANAGED(SecurityManagedServicesTrustComputerAdd)
+SEC_MANAGED(SecurityManagedServicesTrustComputerDelete)
+SEC_MANAGED(SecurityManagedDevicesGet)
+SEC_MANAGED(SecurityManagedDevicesSet)
+SEC_MANAGED(SecurityManagedDevicesCreate)
+SEC_MANAGED(SecurityManagedDevicesUpdate)
+SEC_MANAGED(SecurityManagedDevicesDelete)
 
 #undef SEC_MANAGED

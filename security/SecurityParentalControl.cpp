@@ -1,5 +1,7 @@
 // Parental control: the general switch and PIN, the rules, the filter categories and the
 // per-device flag on the gateway's connected devices.
+#include "fal/FalMsgIds.h"
+#include "frame/FalPolicy.h"
 #include "frame/FalResponse.h"
 #include "security/FalSecurityLdb.h"
 #include "security/SecurityHelpers.h"
@@ -87,9 +89,9 @@ int FalSecurityLdb::UpdateGatewayParentalControl(bool active, const char* macAdd
 _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolGet(_FAL_REQ_T* req)
 {
     static const char* const name = "SecurityParentalcontrolGet";
-    if (!req)
+    _FAL_RSP_T* rsp = falBegin(req, API_TYPE_SECURITY, FalMsg::SecurityParentalcontrolGet, false);
+    if (!rsp)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 21, false);
     FalLock control(API_TYPE_SECURITY, "parentalControl", req->requester);
     FalTree general(control ? control->get("general") : nullptr);
     if (!control) {
@@ -105,21 +107,11 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolGet(_FAL_REQ_T* req)
     return rsp;
 }
 
-_FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolRuleGet(_FAL_REQ_T* req)
-{
-    return handleGeneralDbGet(req, "parentalControlRules");
-}
-
-_FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolFilterGet(_FAL_REQ_T* req)
-{
-    return handleGeneralDbGet(req, "parentalControlFilters");
-}
-
 _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolSet(_FAL_REQ_T* req)
 {
-    if (!req)
+    _FAL_RSP_T* rsp = falBegin(req, API_TYPE_SECURITY, FalMsg::SecurityParentalcontrolSet, false);
+    if (!rsp)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 27, false);
     if (securityLacksBody(req, rsp))
         return rsp;
     bool active = req->body->get<bool>("active");
@@ -143,7 +135,7 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolSet(_FAL_REQ_T* req)
 _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolUpdate(_FAL_REQ_T* req)
 {
     static const char* const name = "SecurityParentalcontrolUpdate";
-    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 29, false);
+    _FAL_RSP_T* rsp = falNewResponse(API_TYPE_SECURITY, FalMsg::SecurityParentalcontrolUpdate, false);
     if (!securityHasObjectBody(req)) {
         Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Bad request\n");
         falAnswer(rsp, FAL_BAD_REQUEST, "Bad request");
@@ -186,9 +178,9 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolUpdate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolAuthUpdate(_FAL_REQ_T* req)
 {
-    if (!req)
+    _FAL_RSP_T* rsp = falBegin(req, API_TYPE_SECURITY, FalMsg::SecurityParentalcontrolAuthUpdate, false);
+    if (!rsp)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 31, false);
     if (securityLacksBody(req, rsp))
         return rsp;
     FalLock control(API_TYPE_SECURITY, "parentalControl", req->requester);
@@ -215,9 +207,9 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolAuthUpdate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolAskPermission(_FAL_REQ_T* req)
 {
-    if (!req)
+    _FAL_RSP_T* rsp = falBegin(req, API_TYPE_SECURITY, FalMsg::SecurityParentalcontrolAskPermission, false);
+    if (!rsp)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 43, false);
     if (securityLacksBody(req, rsp))
         return rsp;
     FalLock control(API_TYPE_SECURITY, "parentalControl", req->requester);
@@ -233,9 +225,9 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolAskPermission(_FAL_REQ_T* req
 
 _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolCreate(_FAL_REQ_T* req)
 {
-    if (!req)
+    _FAL_RSP_T* rsp = falBegin(req, API_TYPE_SECURITY, FalMsg::SecurityParentalcontrolCreate, true);
+    if (!rsp)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 33, true);
     falAnswer(rsp, FAL_CREATED, "New Created");
     int index = 1;
     if (securityLacksBody(req, rsp)) {
@@ -264,9 +256,9 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolCreate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolFilterCreate(_FAL_REQ_T* req)
 {
-    if (!req)
+    _FAL_RSP_T* rsp = falBegin(req, API_TYPE_SECURITY, FalMsg::SecurityParentalcontrolFilterCreate, true);
+    if (!rsp)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 35, true);
     falAnswer(rsp, FAL_CREATED, "New Created");
     int category = 0;
     int id = 0;
@@ -297,9 +289,9 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolFilterCreate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolDelete(_FAL_REQ_T* req)
 {
-    if (!req)
+    _FAL_RSP_T* rsp = falBegin(req, API_TYPE_SECURITY, FalMsg::SecurityParentalcontrolDelete, false);
+    if (!rsp)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 37, false);
     int index = 0;
     if (!securityIntParam(req, "@ruleId", index)) {
         falAnswer(rsp, FAL_BAD_REQUEST, "Wrong parameter request");
@@ -325,9 +317,9 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolDelete(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolFilterDelete(_FAL_REQ_T* req)
 {
-    if (!req)
+    _FAL_RSP_T* rsp = falBegin(req, API_TYPE_SECURITY, FalMsg::SecurityParentalcontrolFilterDelete, true);
+    if (!rsp)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 39, true);
     int category = 0;
     int id = 0;
     if (!readIds(req, rsp, "@categoryId", category, "@filterId", id))
@@ -352,9 +344,9 @@ _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolFilterDelete(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalSecurityLdb::SecurityParentalcontrolDeleteAll(_FAL_REQ_T* req)
 {
-    if (!req)
+    _FAL_RSP_T* rsp = falBegin(req, API_TYPE_SECURITY, FalMsg::SecurityParentalcontrolDeleteAll, false);
+    if (!rsp)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 41, false);
     falAnswer(rsp, FAL_OK, "Records Deleted");
     FalLock control(API_TYPE_SECURITY, "parentalControlRules", req->requester);
     if (!control) {

@@ -3,6 +3,8 @@
 #include <initializer_list>
 #include <string>
 
+#include "fal/FalMsgIds.h"
+#include "frame/FalPolicy.h"
 #include "frame/FalResponse.h"
 #include "security/FalSecurityLdb.h"
 #include "security/SecurityHelpers.h"
@@ -53,7 +55,7 @@ void keepStoredValues(TreeMapObject* tunnel, TreeMapObject* stored)
 // with the answer set, when one is missing.
 bool readTunnelRequest(_FAL_REQ_T* req, _FAL_RSP_T* rsp, int& id)
 {
-    if (!req || !req->body || req->body->isNull()) {
+    if (!req->body || req->body->isNull()) {
         falAnswer(rsp, FAL_BAD_REQUEST, "Received wrong request");
         return false;
     }
@@ -106,9 +108,9 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnModeGet(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalSecurityLdb::SecurityVpnServerGet(_FAL_REQ_T* req)
 {
-    if (!req)
+    _FAL_RSP_T* rsp = falBegin(req, API_TYPE_SECURITY, FalMsg::SecurityVpnServerGet, true);
+    if (!rsp)
         return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 47, true);
     FalLock vpn(API_TYPE_SECURITY, "vpn", req->requester);
     if (!vpn) {
         falAnswer(rsp, FAL_DB_ERROR, "failed to get database");
@@ -144,11 +146,6 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnServerUpdate(_FAL_REQ_T* req)
         }
     }
     return rsp;
-}
-
-_FAL_RSP_T* FalSecurityLdb::SecurityVpnClientGet(_FAL_REQ_T* req)
-{
-    return handleGeneralDbGet(req, "vpn.client");
 }
 
 _FAL_RSP_T* FalSecurityLdb::SecurityVpnClientUpdate(_FAL_REQ_T* req)
@@ -221,8 +218,9 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecGetOne(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecUpdate(_FAL_REQ_T* req)
 {
-    // Even a null request is answered, with the id its request would have had.
-    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, req ? req->msgId + 1 : 59, false);
+    if (!req)
+        return falRefusal(API_TYPE_SECURITY, FalMsg::SecurityVpnIpsecUpdate);
+    _FAL_RSP_T* rsp = falNewResponse(API_TYPE_SECURITY, FalMsg::SecurityVpnIpsecUpdate, false);
     int id = 0;
     if (!readTunnelRequest(req, rsp, id))
         return rsp;
@@ -252,13 +250,13 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecUpdate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecCreate(_FAL_REQ_T* req)
 {
-    static const char* const name = "SecurityVpnIpsecCreate";
-    Logger::print(LOG_TYPE_TRACE, SEC_LOG, "%s Enter\n", name);
+    // A null request leaves after its entry trace, without an exit trace.
+    FalTrace trace(SEC_LOG, "SecurityVpnIpsecCreate", req ? FAL_TRACE_NAME_FIRST : FAL_TRACE_NAME_ENTRY_ONLY);
     if (!req) {
         Logger::print(LOG_TYPE_ERROR, SEC_LOG, "A null request has been received\n");
         return nullptr;
     }
-    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, 73, true);
+    _FAL_RSP_T* rsp = falNewResponse(API_TYPE_SECURITY, FalMsg::SecurityVpnIpsecCreate, true);
     if (!securityHasObjectBody(req)) {
         Logger::print(LOG_TYPE_ERROR, SEC_LOG, "A null message request received\n");
         falAnswer(rsp, FAL_BAD_REQUEST, "A null message request received");
@@ -279,14 +277,14 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecCreate(_FAL_REQ_T* req)
             rsp->data->set("id", id);
         }
     }
-    Logger::print(LOG_TYPE_TRACE, SEC_LOG, "%s Exit\n", name);
     return rsp;
 }
 
 _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecDelete(_FAL_REQ_T* req)
 {
-    // Even a null request is answered, with the id its request would have had.
-    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, req ? req->msgId + 1 : 61, false);
+    if (!req)
+        return falRefusal(API_TYPE_SECURITY, FalMsg::SecurityVpnIpsecDelete);
+    _FAL_RSP_T* rsp = falNewResponse(API_TYPE_SECURITY, FalMsg::SecurityVpnIpsecDelete, false);
     int id = 0;
     if (!readTunnelRequest(req, rsp, id))
         return rsp;
@@ -318,10 +316,10 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecDeleteAll(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecConnect(_FAL_REQ_T*)
 {
-    return newFalResponse(API_TYPE_SECURITY, 69, false);
+    return falNewResponse(API_TYPE_SECURITY, FalMsg::SecurityVpnIpsecConnect, false);
 }
 
 _FAL_RSP_T* FalSecurityLdb::SecurityVpnIpsecDisconnect(_FAL_REQ_T*)
 {
-    return newFalResponse(API_TYPE_SECURITY, 71, false);
+    return falNewResponse(API_TYPE_SECURITY, FalMsg::SecurityVpnIpsecDisconnect, false);
 }
