@@ -157,19 +157,19 @@ bool falLacksRequired(const FalPolicy& policy, const _FAL_REQ_T& req)
     return false;
 }
 
-_FAL_RSP_T* falGenericOperation(unsigned apiType, unsigned requestId, _FAL_REQ_T* req)
+_FAL_RSP_T* falGenericOperation(unsigned familyType, unsigned apiType, unsigned requestId, _FAL_REQ_T* req)
 {
     // The log group each family's generic reads write under.
     static const LOG_GROUP_T groups[] = {LOG_GROUP_GATEWAY, LOG_GROUP_WIFI,       LOG_GROUP_NETWORK, LOG_GROUP_SECURITY,
                                          LOG_GROUP_SERVICE, LOG_GROUP_MEDIASHARE, LOG_GROUP_QOS};
-    const FalPolicy* policy = falPolicy(apiType, requestId);
-    if (!policy || apiType >= sizeof groups / sizeof groups[0])
+    const FalPolicy* policy = falPolicy(familyType, requestId);
+    if (!policy || familyType >= sizeof groups / sizeof groups[0])
         return nullptr;
     switch (policy->generic) {
     case FAL_GENERIC_GET:
-        return falGeneralDbGet(apiType, groups[apiType], req, policy->genericKey);
+        return falGeneralDbGet(apiType, groups[familyType], req, policy->genericKey);
     case FAL_GENERIC_UPDATE:
-        return falGeneralDbUpdate(apiType, groups[apiType], req, policy->genericKey);
+        return falGeneralDbUpdate(apiType, groups[familyType], req, policy->genericKey);
     default:
         return nullptr;
     }

@@ -42,9 +42,11 @@ _FAL_RSP_T* falRefusal(unsigned apiType, unsigned requestId);
 // Whether `req` lacks a parameter or the body that its policy requires.
 bool falLacksRequired(const FalPolicy& policy, const _FAL_REQ_T& req);
 
-// The generic read or write of operation `requestId`, or null when it has none. It is what the
-// interfaces' default bodies answer, so a family need not implement such an operation.
-_FAL_RSP_T* falGenericOperation(unsigned apiType, unsigned requestId, _FAL_REQ_T* req);
+// The generic read or write of operation `requestId` of family `familyType`, answering as and
+// locking `apiType` (the object's own type, which a host may have changed), or null when the
+// operation has none. It is what the interfaces' default bodies answer, so a family need not
+// implement such an operation.
+_FAL_RSP_T* falGenericOperation(unsigned familyType, unsigned apiType, unsigned requestId, _FAL_REQ_T* req);
 
 // A new response of operation `requestId` (status 0, "FAL processed fine!"), with the response
 // object as data or without data; null when it cannot be made.

@@ -43,9 +43,10 @@ static _FAL_RSP_T* dispatch(IFal* self, const FalInterfaceInfo& family, _FAL_REQ
         }
         return rsp;
     }
-    const FalPolicy* policy = falPolicy(self->apiType, op->requestId);
+    // The family's own rows, also when the host has given the object another API type.
+    const FalPolicy* policy = falPolicy(family.apiType, op->requestId);
     if (policy && policy->refusalText && falLacksRequired(*policy, *req))
-        return falRefusal(self->apiType, op->requestId);
+        return falRefusal(family.apiType, op->requestId);
     _FAL_RSP_T* rsp = family.call(self, op->slot, req);
     if (unsigned held = LocalDbCtrl::releaseAllHeld()) {
         ++leftLocks;
@@ -57,8 +58,8 @@ static _FAL_RSP_T* dispatch(IFal* self, const FalInterfaceInfo& family, _FAL_REQ
 
 // An operation a family does not implement answers with its generic read or write, when the
 // policy table gives it one, and with no response otherwise.
-#define FAL_DEFINE_DEFAULT(Interface, name, id)                                                   \
-    _FAL_RSP_T* Interface::name(_FAL_REQ_T* req) { return falGenericOperation(apiType, id, req); }
+#define FAL_DEFINE_DEFAULT(Interface, type, name, id)                                             \
+    _FAL_RSP_T* Interface::name(_FAL_REQ_T* req) { return falGenericOperation(type, apiType, id, req); }
 
 #define FAL_DEFINE_INTERFACE(Interface, OPS, apiTypeValue)                                        \
     _FAL_RSP_T* Interface::handleFalReq(_FAL_REQ_T* req)                                          \
@@ -66,13 +67,13 @@ static _FAL_RSP_T* dispatch(IFal* self, const FalInterfaceInfo& family, _FAL_REQ
         return dispatch(this, *falInterfaceByApiType(apiTypeValue), req);                           \
     }
 
-#define FAL_GATEWAY_DEFAULT(name, id) FAL_DEFINE_DEFAULT(IFalGateway, name, id)
-#define FAL_NETWORK_DEFAULT(name, id) FAL_DEFINE_DEFAULT(IFalNetwork, name, id)
-#define FAL_MEDIASHARE_DEFAULT(name, id) FAL_DEFINE_DEFAULT(IFalMediaShare, name, id)
-#define FAL_QOS_DEFAULT(name, id) FAL_DEFINE_DEFAULT(IFalQos, name, id)
-#define FAL_SECURITY_DEFAULT(name, id) FAL_DEFINE_DEFAULT(IFalSecurity, name, id)
-#define FAL_SERVICE_DEFAULT(name, id) FAL_DEFINE_DEFAULT(IFalService, name, id)
-#define FAL_WIFI_DEFAULT(name, id) FAL_DEFINE_DEFAULT(IFalWifi, name, id)
+#define FAL_GATEWAY_DEFAULT(name, id) FAL_DEFINE_DEFAULT(IFalGateway, API_TYPE_GATEWAY, name, id)
+#define FAL_NETWORK_DEFAULT(name, id) FAL_DEFINE_DEFAULT(IFalNetwork, API_TYPE_NETWORK, name, id)
+#define FAL_MEDIASHARE_DEFAULT(name, id) FAL_DEFINE_DEFAULT(IFalMediaShare, API_TYPE_MEDIASHARE, name, id)
+#define FAL_QOS_DEFAULT(name, id) FAL_DEFINE_DEFAULT(IFalQos, API_TYPE_QOS, name, id)
+#define FAL_SECURITY_DEFAULT(name, id) FAL_DEFINE_DEFAULT(IFalSecurity, API_TYPE_SECURITY, name, id)
+#define FAL_SERVICE_DEFAULT(name, id) FAL_DEFINE_DEFAULT(IFalService, API_TYPE_SERVICE, name, id)
+#define FAL_WIFI_DEFAULT(name, id) FAL_DEFINE_DEFAULT(IFalWifi, API_TYPE_WIFI, name, id)
 
 FAL_GATEWAY_OPS(FAL_GATEWAY_DEFAULT)
 FAL_NETWORK_OPS(FAL_NETWORK_DEFAULT)

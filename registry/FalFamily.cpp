@@ -20,6 +20,7 @@ struct Family {
     using Op = _FAL_RSP_T* (I::*)(_FAL_REQ_T*);
     static const Op* table;
     static unsigned count;
+    static unsigned type;  // the interface's API type
 
     static IFal* create() { return new C(); }
 
@@ -28,8 +29,8 @@ struct Family {
         static const I reference;
         if (!family || slot >= count)
             return false;
-        const FalInterfaceInfo* info = falInterfaceByApiType(family->apiType);
-        const FalPolicy* policy = info ? falPolicy(family->apiType, info->ops[slot].requestId) : nullptr;
+        // An operation the table serves with a generic read or write counts as implemented.
+        const FalPolicy* policy = falPolicy(type, falInterfaceByApiType(type)->ops[slot].requestId);
         if (policy && policy->generic != FAL_GENERIC_NONE)
             return true;
         return falabi::virtualTarget(static_cast<const I*>(family), table[slot]) !=
@@ -41,6 +42,8 @@ template <class I, class C>
 const typename Family<I, C>::Op* Family<I, C>::table;
 template <class I, class C>
 unsigned Family<I, C>::count;
+template <class I, class C>
+unsigned Family<I, C>::type;
 
 #define FAL_OP_POINTER(name, id) &Interface::name,
 
@@ -51,6 +54,7 @@ unsigned Family<I, C>::count;
         static const Of::Op table[] = {OPS(FAL_OP_POINTER)};                                      \
         Of::table = table;                                                                        \
         Of::count = sizeof table / sizeof table[0];                                               \
+        Of::type = apiTypeValue;                                                                  \
         return FalFamilyInfo{*falInterfaceByApiType(apiTypeValue), &Of::create, &Of::implemented}; \
     }()
 

@@ -2,8 +2,8 @@
 """Writes falctl batch lines that call every operation of every family.
 
 Each operation is called with a null request, with nothing, with an empty body, and with every
-pairing of parameters, bodies and documents that the family's tests use on a line naming the
-operation; each is run on the factory document and again on the documents of those lines, with a
+pairing of parameters, bodies and documents that the family's fixture rows (tests/fixtures/) and
+test lines naming the operation use; each is run on the factory document and again on the documents of those lines, with a
 failed lock and a failed save once per operation. Used by scripts/batch_compare.sh to check that
 two builds of falctl answer alike.
 
@@ -73,10 +73,35 @@ def test_rows(tests_dir, family):
     return rows
 
 
-def uses_of(op, rows):
-    """Parameter lists, bodies and documents of the test lines that name `op`."""
-    quoted = '"%s"' % op
+def fixture_uses(tests_dir, family, op):
+    """Parameter lists, bodies and seeded documents of the JSON fixture rows that run `op`."""
     param_sets, bodies, docs = [], [], []
+    directory = os.path.join(tests_dir, "fixtures", family)
+    for name in sorted(os.listdir(directory)) if os.path.isdir(directory) else []:
+        if not name.endswith(".json"):
+            continue
+        fixture = json.load(open(os.path.join(directory, name), encoding="utf-8"))
+        for case in fixture.get("cases", []):
+            if case.get("op") != op:
+                continue
+            params = case.get("params", {})
+            pairs = [tuple(p) for p in params] if isinstance(params, list) else list(params.items())
+            if pairs not in param_sets:
+                param_sets.append(pairs)
+            if "body" in case and case["body"] not in bodies:
+                bodies.append(case["body"])
+            for seed in (fixture.get("seed", {}), case.get("seed", {})):
+                doc = seed.get(family)
+                if isinstance(doc, dict) and (None, doc) not in docs:
+                    docs.append((None, doc))
+    return param_sets, bodies, docs
+
+
+def uses_of(op, rows, fixture=([], [], [])):
+    """Parameter lists, bodies and documents of the test lines that name `op`, after those of the
+    fixture rows that run it."""
+    quoted = '"%s"' % op
+    param_sets, bodies, docs = (list(part) for part in fixture)
     for text, named, params, key in rows:
         if quoted not in text:
             continue
@@ -112,7 +137,7 @@ def main():
     for family, names in ops.items():
         rows = test_rows(tests_dir, family)
         for op in names:
-            param_sets, bodies, docs = uses_of(op, rows)
+            param_sets, bodies, docs = uses_of(op, rows, fixture_uses(tests_dir, family, op))
             documents = [factory[family]]
             for key, value in docs:
                 documents.append(value)
