@@ -2,7 +2,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <vector>
 
 #include "frame/FalGeneric.h"
@@ -12,86 +11,81 @@
 
 namespace {
 
-// Rows for the operations that differ from the defaults (response id = request id + 1, no
-// parameters, no body, a null response to a null request, no generic member), by family.
-const FalPolicy kGateway[] = {
-    {"GatewayAbout", 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_GET, "about"},
-    {"GatewayLedGet", 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_GET, "led"},
-    {"GatewayDatetimeGet", 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_GET, "dateTime"},
-};
-const FalPolicy kWifi[] = {
-    {nullptr, 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_NONE, nullptr},
-};
-const FalPolicy kNetwork[] = {
-    {nullptr, 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_NONE, nullptr},
-};
-const FalPolicy kSecurity[] = {
-    {"SecurityFirewallIpv4Get", 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_GET, "firewall.ipv4"},
-    {"SecurityFirewallIpv6Get", 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_GET, "firewall.ipv6"},
-    {"SecurityFirewallIpv6Update", 0, "", FAL_BODY_OPTIONAL, FAL_OK, nullptr, FAL_GENERIC_UPDATE, "firewall.ipv6"},
-    {"SecurityFirewallAlertGet", 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_GET, "firewallAlert"},
-    {"SecurityIntelSecurityGet", 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_GET, "intelSecurity"},
-    {"SecurityIntelSecurityUpdate", 0, "", FAL_BODY_OPTIONAL, FAL_OK, nullptr, FAL_GENERIC_UPDATE, "intelSecurity"},
-    {"SecurityParentalcontrolRuleGet", 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_GET, "parentalControlRules"},
-    {"SecurityParentalcontrolFilterGet", 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_GET, "parentalControlFilters"},
-    {"SecurityVpnClientGet", 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_GET, "vpn.client"},
-    {"SecurityVpnIpsecUpdate", 0, "", FAL_BODY_REQUIRED, FAL_BAD_REQUEST, "Received wrong request", FAL_GENERIC_NONE, nullptr},
-    {"SecurityVpnIpsecDelete", 0, "", FAL_BODY_REQUIRED, FAL_BAD_REQUEST, "Received wrong request", FAL_GENERIC_NONE, nullptr},
-};
-const FalPolicy kService[] = {
-    {"ServicePortfilteringPatch", 0, "", FAL_BODY_NONE, FAL_BAD_REQUEST, "Received invalid request", FAL_GENERIC_NONE, nullptr},
-    {"ServiceLogSave", 111, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_NONE, nullptr},
-    {"ServiceReservedipCreate", 0, "", FAL_BODY_NONE, FAL_BAD_REQUEST, "Invalid request", FAL_GENERIC_NONE, nullptr},
-    {"ServicePortIpFilteringPatch", 0, "", FAL_BODY_NONE, FAL_BAD_REQUEST, "Null request received", FAL_GENERIC_NONE, nullptr},
-    {"ServicePortIpFilteringCreate", 0, "", FAL_BODY_NONE, FAL_BAD_REQUEST, "Null request received", FAL_GENERIC_NONE, nullptr},
-    {"ServicePortIpFilteringDeleteOne", 0, "", FAL_BODY_NONE, FAL_BAD_REQUEST, "Null request received", FAL_GENERIC_NONE, nullptr},
-    {"ServicePortIpFilteringDeleteAll", 0, "", FAL_BODY_NONE, FAL_BAD_REQUEST, "Null request received", FAL_GENERIC_NONE, nullptr},
-};
-const FalPolicy kMediashare[] = {
-    {nullptr, 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_NONE, nullptr},
-};
-const FalPolicy kQos[] = {
-    {"QosConfigurationList", 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_GET, "qos"},
-    {"QosServiceList", 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_GET, "services"},
-    {"QosServiceInuse", 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_GET, "servicesInuse"},
-    {"QosIptvGet", 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_GET, "iptv"},
-};
-
-struct Rows {
-    const FalPolicy* begin;
-    const FalPolicy* end;
-};
-
-template <size_t N>
-Rows rows(const FalPolicy (&table)[N])
+// Row makers for the table below.
+constexpr FalPolicy genericGet(const char* op, const char* key)
 {
-    return Rows{table, table + N};
+    return {op, 0, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_GET, key};
 }
+constexpr FalPolicy genericUpdate(const char* op, const char* key)
+{
+    return {op, 0, "", FAL_BODY_OPTIONAL, FAL_OK, nullptr, FAL_GENERIC_UPDATE, key};
+}
+// A null request gets this answer; with FAL_BODY_REQUIRED, so does a request without a body.
+constexpr FalPolicy refusal(const char* op, FAL_BODY_T body, FAL_STATUS_T status, const char* text)
+{
+    return {op, 0, "", body, status, text, FAL_GENERIC_NONE, nullptr};
+}
+constexpr FalPolicy answersWith(const char* op, unsigned responseId)
+{
+    return {op, responseId, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_NONE, nullptr};
+}
+
+// The operations that differ from the defaults (response id = request id + 1, no parameters, no
+// body, a null response to a null request, no generic member).
+const FalPolicy kRows[] = {
+    // Gateway
+    genericGet("GatewayAbout", "about"),
+    genericGet("GatewayLedGet", "led"),
+    genericGet("GatewayDatetimeGet", "dateTime"),
+    // Security
+    genericGet("SecurityFirewallIpv4Get", "firewall.ipv4"),
+    genericGet("SecurityFirewallIpv6Get", "firewall.ipv6"),
+    genericUpdate("SecurityFirewallIpv6Update", "firewall.ipv6"),
+    genericGet("SecurityFirewallAlertGet", "firewallAlert"),
+    genericGet("SecurityIntelSecurityGet", "intelSecurity"),
+    genericUpdate("SecurityIntelSecurityUpdate", "intelSecurity"),
+    genericGet("SecurityParentalcontrolRuleGet", "parentalControlRules"),
+    genericGet("SecurityParentalcontrolFilterGet", "parentalControlFilters"),
+    genericGet("SecurityVpnClientGet", "vpn.client"),
+    refusal("SecurityVpnIpsecUpdate", FAL_BODY_REQUIRED, FAL_BAD_REQUEST, "Received wrong request"),
+    refusal("SecurityVpnIpsecDelete", FAL_BODY_REQUIRED, FAL_BAD_REQUEST, "Received wrong request"),
+    // Service
+    refusal("ServicePortfilteringPatch", FAL_BODY_NONE, FAL_BAD_REQUEST, "Received invalid request"),
+    answersWith("ServiceLogSave", 111),
+    refusal("ServiceReservedipCreate", FAL_BODY_NONE, FAL_BAD_REQUEST, "Invalid request"),
+    refusal("ServicePortIpFilteringPatch", FAL_BODY_NONE, FAL_BAD_REQUEST, "Null request received"),
+    refusal("ServicePortIpFilteringCreate", FAL_BODY_NONE, FAL_BAD_REQUEST, "Null request received"),
+    refusal("ServicePortIpFilteringDeleteOne", FAL_BODY_NONE, FAL_BAD_REQUEST, "Null request received"),
+    refusal("ServicePortIpFilteringDeleteAll", FAL_BODY_NONE, FAL_BAD_REQUEST, "Null request received"),
+    // Qos
+    genericGet("QosConfigurationList", "qos"),
+    genericGet("QosServiceList", "services"),
+    genericGet("QosServiceInuse", "servicesInuse"),
+    genericGet("QosIptvGet", "iptv"),
+};
 
 // Every family's operations in slot order, each with its row or the defaults.
 std::vector<std::vector<FalPolicy>> buildPolicies()
 {
-    const Rows byApiType[] = {rows(kGateway), rows(kWifi),      rows(kNetwork), rows(kSecurity),
-                              rows(kService), rows(kMediashare), rows(kQos)};
     std::vector<std::vector<FalPolicy>> all;
-    for (unsigned apiType = 0; apiType < sizeof byApiType / sizeof byApiType[0]; ++apiType) {
-        const FalInterfaceInfo* family = falInterfaceByApiType(apiType);
-        std::vector<FalPolicy> policies;
+    for (unsigned apiType = 0; const FalInterfaceInfo* family = falInterfaceByApiType(apiType); ++apiType) {
+        all.emplace_back();
         for (const FalOpInfo& op : family->ops)
-            policies.push_back({op.name, op.requestId + 1, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_NONE, nullptr});
-        for (const FalPolicy* row = byApiType[apiType].begin; row != byApiType[apiType].end; ++row) {
-            if (!row->op)
-                continue;
-            const FalOpInfo* op = family->findOp(row->op);
-            if (!op) {
-                fprintf(stderr, "policy table: %s is not an operation of the %s family\n", row->op, family->name);
-                abort();
-            }
-            policies[op->slot] = *row;
-            if (!row->responseId)
-                policies[op->slot].responseId = op->requestId + 1;
+            all.back().push_back({op.name, op.requestId + 1, "", FAL_BODY_NONE, FAL_OK, nullptr, FAL_GENERIC_NONE, nullptr});
+    }
+    for (const FalPolicy& row : kRows) {
+        const FalOpInfo* op = nullptr;
+        unsigned apiType = 0;
+        for (; !op && apiType < all.size(); ++apiType)
+            op = falInterfaceByApiType(apiType)->findOp(row.op);
+        if (!op) {
+            fprintf(stderr, "policy table: %s is not an operation\n", row.op);
+            abort();
         }
-        all.push_back(std::move(policies));
+        FalPolicy& policy = all[apiType - 1][op->slot];
+        policy = row;
+        if (!row.responseId)
+            policy.responseId = op->requestId + 1;
     }
     return all;
 }
