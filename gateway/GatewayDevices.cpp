@@ -270,9 +270,7 @@ void readParentalState(_FAL_REQ_T* req, const char* mac, DeviceStates& st)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayConnectivity(_FAL_REQ_T* req)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, req->msgId + 1, false);
+    _FAL_RSP_T* rsp = gatewayReply(req, apiType);
     if (!rsp)
         return nullptr;
     FalLock doc(apiType, "", req->requester);
