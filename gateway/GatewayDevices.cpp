@@ -270,9 +270,7 @@ void readParentalState(_FAL_REQ_T* req, const char* mac, DeviceStates& st)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayConnectivity(_FAL_REQ_T* req)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, req->msgId + 1, false);
+    _FAL_RSP_T* rsp = gatewayReply(req, apiType);
     if (!rsp)
         return nullptr;
     FalLock doc(apiType, "", req->requester);
@@ -338,11 +336,8 @@ _FAL_RSP_T* FalGatewayLdb::GatewayDevicesList(_FAL_REQ_T* req)
             bool keep = (!connected.get() || strcmp(connected.get(), devConnected) == 0) &&
                         (!iface.get() || strstr(iface.get(), devIface)) &&
                         (!bySsid || isOneOf(dev->get<const char*>("path"), names));
-            if (keep) {
-                TreeMapObject* copy = dev->clone(nullptr);
-                rsp->data->setArrayItem(rsp->data->len(), copy);
-                delete copy;
-            }
+            if (keep)
+                rsp->data->addArrayItem(dev);
             return true;
         });
     }

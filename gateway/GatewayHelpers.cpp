@@ -14,6 +14,11 @@ GatewayParam::~GatewayParam()
     delete[] text_;
 }
 
+_FAL_RSP_T* gatewayReply(const _FAL_REQ_T* req, unsigned apiType)
+{
+    return req ? newFalResponse(apiType, req->msgId + 1, false) : nullptr;
+}
+
 bool gatewayLacksType(_FAL_RSP_T* rsp, const char* type)
 {
     if (type)

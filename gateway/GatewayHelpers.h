@@ -27,6 +27,10 @@ private:
     char* text_;
 };
 
+// The response (as `apiType`, without data) of a request that answers its own msgId + 1; null
+// without a request or when it cannot be made.
+_FAL_RSP_T* gatewayReply(const _FAL_REQ_T* req, unsigned apiType);
+
 // Answers 10 "Wrong URI" and yields true when the request lacks "@type".
 bool gatewayLacksType(_FAL_RSP_T* rsp, const char* type);
 

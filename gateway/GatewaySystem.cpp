@@ -179,9 +179,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayLedUpdate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayDatetimeUpdate(_FAL_REQ_T* req)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, req->msgId + 1, false);
+    _FAL_RSP_T* rsp = gatewayReply(req, apiType);
     if (!rsp)
         return nullptr;
     falAnswer(rsp, FAL_FAILED, "Unexpected error");
@@ -199,9 +197,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayDatetimeUpdate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayDatetimeDelete(_FAL_REQ_T* req)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, req->msgId + 1, false);
+    _FAL_RSP_T* rsp = gatewayReply(req, apiType);
     if (!rsp)
         return nullptr;
     GatewayParam id(req, "@id");
@@ -241,9 +237,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayLanguageGet(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayLanguageSystemGet(_FAL_REQ_T* req)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, req->msgId + 1, false);
+    _FAL_RSP_T* rsp = gatewayReply(req, apiType);
     if (rsp)
         readLanguage(req, rsp, apiType, "system", "GatewayLanguageSystemGet");
     return rsp;

@@ -166,9 +166,7 @@ _FAL_RSP_T* FalGatewayLdb::GatewayLogin(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalGatewayLdb::GatewayLogout(_FAL_REQ_T* req)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(apiType, req->msgId + 1, false);
+    _FAL_RSP_T* rsp = gatewayReply(req, apiType);
     if (rsp)
         falAnswer(rsp, FAL_OK, "Logged out successfully !");
     return rsp;

@@ -59,8 +59,7 @@ void cutAtDepth(TreeMapObject* node, int depth)
 TreeMapObject* parentFolder(_FAL_RSP_T* rsp, TreeMapObject* node, const FalLock& tree)
 {
     if (!tree) {
-        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "No object found in txt repo\n");
-        falAnswer(rsp, FAL_DB_ERROR, "No object found in txt repo");
+        mediashareFail(rsp, FAL_DB_ERROR, "No object found in txt repo", "No object found in txt repo");
         return nullptr;
     }
     return GetJsonObjectByFolderPath(tree.get(), node->get<const char*>("parent"));
@@ -109,8 +108,7 @@ _FAL_RSP_T* FalMediaShareLdb::MediashareCustomfolderGet(_FAL_REQ_T* req)
     int depth = BE_StrIsNum(depthText.get()) ? BE_StrTo<int>(depthText.get()) : 0;
     FalLock tree(API_TYPE_MEDIASHARE, "customFolder", req->requester);
     if (!tree) {
-        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "Cannot get database for customFolder\n");
-        falAnswer(rsp, FAL_DB_ERROR, "database error");
+        mediashareFail(rsp, FAL_DB_ERROR, "Cannot get database for customFolder", "database error");
     } else {
         if (name) {
             Logger::print(LOG_TYPE_PROGRESS, LOG_GROUP_MEDIASHARE, "%s: path name is %s\n",
@@ -148,8 +146,7 @@ _FAL_RSP_T* FalMediaShareLdb::MediashareCustomfolderCreate(_FAL_REQ_T* req)
 
     TreeMapObject* parent = parentFolder(rsp, folder, tree);
     if (tree && !parent) {
-        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "Request information wrong\n");
-        falAnswer(rsp, FAL_BAD_REQUEST, "A null message request received");
+        mediashareFail(rsp, FAL_BAD_REQUEST, "Request information wrong", "A null message request received");
     } else if (parent) {
         TreeMapObject* children = mediashareArray(parent, "children");
         if (children) {
@@ -228,8 +225,7 @@ _FAL_RSP_T* FalMediaShareLdb::MediashareCustomfolderChange(_FAL_REQ_T* req)
 
     TreeMapObject* parent = parentFolder(rsp, oldNode, tree);
     if (tree && !parent) {
-        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "No parent folder is found\n");
-        falAnswer(rsp, FAL_NOT_FOUND, "No parent folder is found");
+        mediashareFail(rsp, FAL_NOT_FOUND, "No parent folder is found", "No parent folder is found");
     } else if (parent) {
         TreeMapObject* children = mediashareArray(parent, "children");
         int at = children ? findChild(children, oldNode->get<const char*>("path")) : -1;

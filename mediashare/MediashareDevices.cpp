@@ -99,29 +99,27 @@ _FAL_RSP_T* FalMediaShareLdb::MediashareUsbUpdate(_FAL_REQ_T* req)
         return rsp;
     auto idText = mediashareParam(req, "@id");
     if (!idText) {
-        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "invalid requested parameter @id\n");
-        falAnswer(rsp, FAL_BAD_REQUEST, "invalid requested parameter");
+        mediashareFail(rsp, FAL_BAD_REQUEST, "invalid requested parameter @id",
+                       "invalid requested parameter");
         return rsp;
     }
     int id = atoi(idText.get());
     FalLock usbs(API_TYPE_MEDIASHARE, "usb.usbs", req->requester);
     if (!usbs) {
-        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "Cannot get database for usb.usbs\n");
-        falAnswer(rsp, FAL_DB_ERROR, "database error");
+        mediashareFail(rsp, FAL_DB_ERROR, "Cannot get database for usb.usbs", "database error");
     } else if (!usbs->isArray()) {
-        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "Cannot get database array for usb.usbs\n");
-        falAnswer(rsp, FAL_DB_ERROR, "database error");
+        mediashareFail(rsp, FAL_DB_ERROR, "Cannot get database array for usb.usbs", "database error");
     } else {
         int at = findItem(usbs.get(), "id", id);
         TreeMapObject* device = at >= 0 ? usbs->at(static_cast<unsigned>(at)) : nullptr;
         if (!device) {
-            Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "No record found for updated\n");
-            falAnswer(rsp, FAL_BAD_REQUEST, "No record found for updated");
+            mediashareFail(rsp, FAL_BAD_REQUEST, "No record found for updated",
+                           "No record found for updated");
         } else {
             device->set("name", req->body->get<const char*>("name"));
             if (!usbs.save()) {
-                Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "Cannot update usb information sue to some DB error\n");
-                falAnswer(rsp, FAL_DB_ERROR, "Record cannot be updated");
+                mediashareFail(rsp, FAL_DB_ERROR, "Cannot update usb information sue to some DB error",
+                               "Record cannot be updated");
             } else {
                 Logger::print(LOG_TYPE_TRACE, LOG_GROUP_MEDIASHARE, "USB id %d is updated\n", id);
                 falAnswer(rsp, FAL_OK, "Record updated");
@@ -148,8 +146,7 @@ _FAL_RSP_T* FalMediaShareLdb::MediasharePrinterUpdate(_FAL_REQ_T* req)
         return rsp;
     TreeMapObject* active = req->body->get("active");
     if (!active) {
-        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "Wrong request body received\n");
-        falAnswer(rsp, FAL_BAD_REQUEST, "Wrong request body received");
+        mediashareFail(rsp, FAL_BAD_REQUEST, "Wrong request body received", "Wrong request body received");
         return rsp;
     }
     delete active;
@@ -157,8 +154,7 @@ _FAL_RSP_T* FalMediaShareLdb::MediasharePrinterUpdate(_FAL_REQ_T* req)
     rsp->status = FAL_FAILED;
     FalLock printer(API_TYPE_MEDIASHARE, "printer", req->requester);
     if (!printer) {
-        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "No object found for key printer\n");
-        falAnswer(rsp, FAL_DB_ERROR, "No object found");
+        mediashareFail(rsp, FAL_DB_ERROR, "No object found for key printer", "No object found");
     } else {
         printer->set("active", on);
         if (!on) {
@@ -195,13 +191,12 @@ _FAL_RSP_T* FalMediaShareLdb::MediasharePrinterRemove(_FAL_REQ_T* req)
     rsp->status = FAL_FAILED;
     FalLock printer(API_TYPE_MEDIASHARE, "printer", req->requester);
     if (!printer) {
-        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "No object found for key printer\n");
-        falAnswer(rsp, FAL_DB_ERROR, "No object found");
+        mediashareFail(rsp, FAL_DB_ERROR, "No object found for key printer", "No object found");
     } else {
         TreeMapObject* printers = printer->get("printers");
         if (!printers) {
-            Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "No object found for key printer.printers\n");
-            falAnswer(rsp, FAL_FAILED, "Cannot get list of printers");
+            mediashareFail(rsp, FAL_FAILED, "No object found for key printer.printers",
+                           "Cannot get list of printers");
         } else {
             TreeMapObject* kept = keptPrinters(printers, removals);
             printer->set("printers", kept);

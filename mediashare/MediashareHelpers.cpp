@@ -40,9 +40,16 @@ bool mediashareLacksBody(_FAL_REQ_T* req, _FAL_RSP_T* rsp, const char* message, 
     if (req->body && !req->body->isNull())
         return false;
     if (logIt)
-        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "%s\n", message);
-    falAnswer(rsp, FAL_BAD_REQUEST, message);
+        mediashareFail(rsp, FAL_BAD_REQUEST, message, message);
+    else
+        falAnswer(rsp, FAL_BAD_REQUEST, message);
     return true;
+}
+
+void mediashareFail(_FAL_RSP_T* rsp, FAL_STATUS_T status, const char* failLog, const char* message)
+{
+    Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "%s\n", failLog);
+    falAnswer(rsp, status, message);
 }
 
 // The family's object read.

@@ -28,6 +28,9 @@ _FAL_RSP_T* mediashareQuietReply(_FAL_REQ_T* req);
 // (a JSON null body counts as none).
 bool mediashareLacksBody(_FAL_REQ_T* req, _FAL_RSP_T* rsp, const char* message, bool logIt);
 
+// Logs `failLog` (type 3) and answers `status` with `message`.
+void mediashareFail(_FAL_RSP_T* rsp, FAL_STATUS_T status, const char* failLog, const char* message);
+
 // A copy of the object under `key` (status 8 with the creation message when it cannot be locked).
 _FAL_RSP_T* mediashareObjectGet(_FAL_REQ_T* req, const char* key);
 

@@ -34,6 +34,39 @@ void stopServiceOfFolder(_FAL_REQ_T* req, const char* key, int id)
     }
 }
 
+// How a folder operation answers when the object or its folder list cannot be had.
+struct FolderFailures {
+    const char* dbLog;
+    const char* dbMessage;     // answered with FAL_DB_ERROR
+    const char* listLog;
+    FAL_STATUS_T listStatus;
+    const char* listMessage;
+};
+
+const char kReadObjectFailed[] = "Cannot read network object from file";
+const char kReadListFailed[] = "Cannot read child object of network object";
+// Delete and delete-all answer alike when there is nothing to delete from.
+const FolderFailures kDeleteFailures = {kReadObjectFailed, kReadObjectFailed, kReadListFailed, FAL_OK,
+                                        "Nothing to be deleted"};
+
+// The folder list of the locked "networkFolder" object; null, after logging and answering as
+// `failures` says, when the object or the list is missing (or empty, when `emptyIsMissing`).
+TreeMapObject* lockedFolders(const FalLock& object, _FAL_RSP_T* rsp, const FolderFailures& failures,
+                             bool emptyIsMissing)
+{
+    if (!object) {
+        mediashareFail(rsp, FAL_DB_ERROR, failures.dbLog, failures.dbMessage);
+        return nullptr;
+    }
+    TreeMapObject* folders = mediashareArray(object.get(), "networkFolder");
+    if (!folders || (emptyIsMissing && folders->len() == 0)) {
+        mediashareFail(rsp, failures.listStatus, failures.listLog, failures.listMessage);
+        delete folders;
+        return nullptr;
+    }
+    return folders;
+}
+
 }  // namespace
 
 _FAL_RSP_T* FalMediaShareLdb::MediashareNetworkfolderGet(_FAL_REQ_T* req)
@@ -57,14 +90,10 @@ _FAL_RSP_T* FalMediaShareLdb::MediashareNetworkfolderUpdate(_FAL_REQ_T* req)
     }
     int id = atoi(idText.get());
     FalLock object(API_TYPE_MEDIASHARE, "networkFolder", req->requester);
-    TreeMapObject* folders = mediashareArray(object.get(), "networkFolder");
-    if (!object) {
-        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "Cannot load database\n");
-        falAnswer(rsp, FAL_DB_ERROR, "Database error");
-    } else if (!folders) {
-        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "Memory error occurred\n");
-        falAnswer(rsp, FAL_FAILED, "Cannot load child objects or memory issue");
-    } else {
+    TreeMapObject* folders =
+        lockedFolders(object, rsp, {"Cannot load database", "Database error", "Memory error occurred",
+                                    FAL_FAILED, "Cannot load child objects or memory issue"}, false);
+    if (folders) {
         int at = findItem(folders, "id", id);
         if (at < 0) {
             falAnswer(rsp, FAL_NOT_FOUND, "Found no object to be updated");
@@ -94,14 +123,10 @@ _FAL_RSP_T* FalMediaShareLdb::MediashareNetworkfolderCreate(_FAL_REQ_T* req)
         return rsp;
     rsp->status = FAL_FAILED;
     FalLock object(API_TYPE_MEDIASHARE, "networkFolder", req->requester);
-    TreeMapObject* folders = mediashareArray(object.get(), "networkFolder");
-    if (!object) {
-        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "Cannot read network object from file\n");
-        falAnswer(rsp, FAL_DB_ERROR, "Database error");
-    } else if (!folders) {
-        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "Cannot read child object of network object\n");
-        falAnswer(rsp, FAL_FAILED, "Cannot load child object");
-    } else {
+    TreeMapObject* folders =
+        lockedFolders(object, rsp, {kReadObjectFailed, "Database error", kReadListFailed, FAL_FAILED,
+                                    "Cannot load child object"}, false);
+    if (folders) {
         int id = nextFolderId(folders);
         TreeMapObject* record = req->body->clone(nullptr);
         record->set("id", id);
@@ -131,14 +156,8 @@ _FAL_RSP_T* FalMediaShareLdb::MediashareNetworkfolderDelete(_FAL_REQ_T* req)
     int id = atoi(idText.get());
     rsp->status = FAL_FAILED;
     FalLock object(API_TYPE_MEDIASHARE, "networkFolder", req->requester);
-    TreeMapObject* folders = mediashareArray(object.get(), "networkFolder");
-    if (!object) {
-        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "Cannot read network object from file\n");
-        falAnswer(rsp, FAL_DB_ERROR, "Cannot read network object from file");
-    } else if (!folders || folders->len() == 0) {
-        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "Cannot read child object of network object\n");
-        falAnswer(rsp, FAL_OK, "Nothing to be deleted");
-    } else {
+    TreeMapObject* folders = lockedFolders(object, rsp, kDeleteFailures, true);
+    if (folders) {
         int at = findItem(folders, "id", id);
         if (at >= 0)
             folders->delArrayItem(static_cast<unsigned>(at));
@@ -163,14 +182,8 @@ _FAL_RSP_T* FalMediaShareLdb::MediashareNetworkfolderDeleteAll(_FAL_REQ_T* req)
         return nullptr;
     rsp->status = FAL_FAILED;
     FalLock object(API_TYPE_MEDIASHARE, "networkFolder", req->requester);
-    TreeMapObject* folders = mediashareArray(object.get(), "networkFolder");
-    if (!object) {
-        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "Cannot read network object from file\n");
-        falAnswer(rsp, FAL_DB_ERROR, "Cannot read network object from file");
-    } else if (!folders) {
-        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "Cannot read child object of network object\n");
-        falAnswer(rsp, FAL_OK, "Nothing to be deleted");
-    } else {
+    TreeMapObject* folders = lockedFolders(object, rsp, kDeleteFailures, false);
+    if (folders) {
         folders->clearArrayItems();
         if (object.save())
             falAnswer(rsp, FAL_OK, "Records Deleted");

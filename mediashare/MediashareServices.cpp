@@ -162,8 +162,7 @@ _FAL_RSP_T* FalMediaShareLdb::MediashareDlnaUpdate(_FAL_REQ_T* req)
         return rsp;
     FalLock document(API_TYPE_MEDIASHARE, "", req->requester);
     if (!document) {
-        Logger::print(LOG_TYPE_ERROR, LOG_GROUP_MEDIASHARE, "Cannot load database for key\n");
-        falAnswer(rsp, FAL_DB_ERROR, "Cannot load database for key");
+        mediashareFail(rsp, FAL_DB_ERROR, "Cannot load database for key", "Cannot load database for key");
     } else {
         document->set("dlna", req->body);
         rsp->status = FAL_FAILED;
