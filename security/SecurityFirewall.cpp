@@ -86,10 +86,8 @@ _FAL_RSP_T* FalSecurityLdb::SecurityFirewallUpdate(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalSecurityLdb::SecurityFirewallIpv4Update(_FAL_REQ_T* req)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, req->msgId + 1, false);
-    if (securityLacksBody(req, rsp))
+    _FAL_RSP_T* rsp = nullptr;
+    if (!securityOpenWithBody(rsp, req))
         return rsp;
     FalLock firewall(API_TYPE_SECURITY, "firewall", req->requester);
     if (!firewall) {

@@ -18,6 +18,31 @@ bool securityLacksBody(const _FAL_REQ_T* req, _FAL_RSP_T* rsp)
     return true;
 }
 
+bool securityOpenWithBody(_FAL_RSP_T*& rsp, const _FAL_REQ_T* req)
+{
+    rsp = nullptr;
+    if (!req)
+        return false;
+    rsp = newFalResponse(API_TYPE_SECURITY, req->msgId + 1, false);
+    return !securityLacksBody(req, rsp);
+}
+
+void securityCopyAndSave(_FAL_RSP_T* rsp, FalLock& lock, TreeMapObject* target, TreeMapObject* body,
+                         std::initializer_list<const char*> paths)
+{
+    if (!lock || !target) {
+        falAnswer(rsp, FAL_DB_ERROR, "fail to load database");
+    } else if (!body) {
+        falAnswer(rsp, FAL_FAILED, "Unexpected error");
+    } else {
+        copyPresent(target, body, paths);
+        if (!lock.save()) {
+            Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Fail to save database\n");
+            falAnswer(rsp, FAL_DB_ERROR, "fail to save database");
+        }
+    }
+}
+
 bool securityIntParam(const _FAL_REQ_T* req, const char* name, int& value)
 {
     std::unique_ptr<char[]> text(BE_PairVal2(req->params, name));

@@ -123,51 +123,28 @@ _FAL_RSP_T* FalSecurityLdb::SecurityVpnServerGet(_FAL_REQ_T* req)
 
 _FAL_RSP_T* FalSecurityLdb::SecurityVpnServerUpdate(_FAL_REQ_T* req)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, req->msgId + 1, false);
-    if (securityLacksBody(req, rsp))
+    _FAL_RSP_T* rsp = nullptr;
+    if (!securityOpenWithBody(rsp, req))
         return rsp;
     FalLock vpn(API_TYPE_SECURITY, "vpn", req->requester);
     FalTree client(vpn ? vpn->get("client") : nullptr);
     FalTree body(req->body->clone(nullptr));
     if (vpn)
         vpn->set("active", req->body->get<bool>("active"));
-    if (!vpn || !client) {
-        falAnswer(rsp, FAL_DB_ERROR, "fail to load database");
-    } else if (!body) {
-        falAnswer(rsp, FAL_FAILED, "Unexpected error");
-    } else {
-        // The range lands inside "vpn.client": "client.startIP" there, as in the body.
-        copyPresent(client.get(), body.get(), {"client.startIP", "client.endIP"});
-        if (!vpn.save()) {
-            Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Fail to save database\n");
-            falAnswer(rsp, FAL_DB_ERROR, "fail to save database");
-        }
-    }
+    // The range lands inside "vpn.client": "client.startIP" there, as in the body.
+    securityCopyAndSave(rsp, vpn, client.get(), body.get(), {"client.startIP", "client.endIP"});
     return rsp;
 }
 
 _FAL_RSP_T* FalSecurityLdb::SecurityVpnClientUpdate(_FAL_REQ_T* req)
 {
-    if (!req)
-        return nullptr;
-    _FAL_RSP_T* rsp = newFalResponse(API_TYPE_SECURITY, req->msgId + 1, false);
-    if (securityLacksBody(req, rsp))
+    _FAL_RSP_T* rsp = nullptr;
+    if (!securityOpenWithBody(rsp, req))
         return rsp;
     FalLock client(API_TYPE_SECURITY, "vpn.client", req->requester);
     FalTree body(client ? req->body->clone(nullptr) : nullptr);
-    if (!client) {
-        falAnswer(rsp, FAL_DB_ERROR, "fail to load database");
-    } else if (!body) {
-        falAnswer(rsp, FAL_FAILED, "Unexpected error");
-    } else {
-        copyPresent(client.get(), body.get(), {"active", "protocol", "server", "username", "password", "option"});
-        if (!client.save()) {
-            Logger::print(LOG_TYPE_ERROR, SEC_LOG, "Fail to save database\n");
-            falAnswer(rsp, FAL_DB_ERROR, "fail to save database");
-        }
-    }
+    securityCopyAndSave(rsp, client, client.get(), body.get(),
+                        {"active", "protocol", "server", "username", "password", "option"});
     return rsp;
 }
 

@@ -51,11 +51,9 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidAccesscontrolGet(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = nullptr;
     if (!wifiOpen(rsp, apiType, false, req, 2))
         return rsp;
-    int interfaceId = wifiIdAt(req, 0);
-    int index = wifiIdAt(req, 1);
     FalLock ssidObject(apiType, "ssid", req->requester, rsp, "failed to load database");
-    FalTree ssids(GetTreeMapObjectByInterface(ssidObject.get(), interfaceId));
-    FalTree ssid = wifiFindItem(ssids.get(), "index", index);
+    FalTree ssids;
+    FalTree ssid = wifiRequestedSsid(ssidObject.get(), req, &ssids);
     TreeMapObject* list = ssid ? ssid->clone("accessControl") : nullptr;
     if (ssidObject && !ssids)
         falAnswer(rsp, FAL_NOT_FOUND, NO_SSID_ARRAY);

@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "frame/FalResponse.h"
 #include "wifi/FalWifiLdb.h"
@@ -80,6 +81,15 @@ FalTree wifiFindItem(TreeMapObject* array, const char* member, int value, unsign
     if (position)
         *position = static_cast<unsigned>(i);
     return FalTree(array->at(static_cast<unsigned>(i)));
+}
+
+FalTree wifiRequestedSsid(TreeMapObject* ssidObject, const _FAL_REQ_T* req, FalTree* ssids)
+{
+    FalTree array(FalWifiLdb::GetTreeMapObjectByInterface(ssidObject, wifiIdAt(req, 0)));
+    FalTree ssid = wifiFindItem(array.get(), "index", wifiIdAt(req, 1));
+    if (ssids)
+        *ssids = std::move(array);
+    return ssid;
 }
 
 TreeMapObject* wifiIdReply(int id)

@@ -54,6 +54,10 @@ FalTree wifiBand(TreeMapObject* doc, const char* member, int interfaceId);
 // `position` when given.
 FalTree wifiFindItem(TreeMapObject* array, const char* member, int value, unsigned* position = nullptr);
 
+// The SSID of the locked "ssid" object that the request names (the interface at position 0, the
+// "index" at position 1), or null. The interface's SSID array goes to `ssids` when given.
+FalTree wifiRequestedSsid(TreeMapObject* ssidObject, const _FAL_REQ_T* req, FalTree* ssids = nullptr);
+
 // A new object holding "id".
 TreeMapObject* wifiIdReply(int id);
 

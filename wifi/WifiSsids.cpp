@@ -102,11 +102,8 @@ _FAL_RSP_T* FalWifiLdb::WifiSsidGet(_FAL_REQ_T* req)
     _FAL_RSP_T* rsp = nullptr;
     if (!wifiOpen(rsp, apiType, false, req, 2))
         return rsp;
-    int interfaceId = wifiIdAt(req, 0);
-    int index = wifiIdAt(req, 1);
     FalLock ssidObject(apiType, "ssid", req->requester, rsp, WIFI_LOAD_FAILED);
-    FalTree ssids(GetTreeMapObjectByInterface(ssidObject.get(), interfaceId));
-    FalTree ssid = wifiFindItem(ssids.get(), "index", index);
+    FalTree ssid = wifiRequestedSsid(ssidObject.get(), req);
     if (ssidObject && !ssid)
         falAnswer(rsp, FAL_NOT_FOUND, "No record found");
     if (ssid) {
