@@ -61,45 +61,5 @@ protected:
         return text;
     }
 
-    // A request that must leave the document as it is, and its answer; `fault` makes the next
-    // lock or save of the family document fail.
-    enum Fault { NONE, LOCK, SAVE };
-    struct Refusal {
-        const char* op;
-        FAL_PARAMS_T params;
-        const char* body;
-        Fault fault;
-        unsigned status;
-        const char* message;
-        unsigned msgId = 0;  // 0: the operation's request id + 1
-    };
-
-    // Runs each refusal on the seeded document and checks that nothing was stored.
-    void expectRefusals(const char* document, const std::vector<Refusal>& refusals)
-    {
-        seed(ApiType, document);
-        const std::string before = onDisk(ApiType);
-        for (const auto& r : refusals) {
-            const char* fault = r.fault == LOCK ? " (lock fails)" : r.fault == SAVE ? " (save fails)" : "";
-            SCOPED_TRACE(std::string(r.op) + fault);
-            if (r.fault == LOCK)
-                LocalDbCtrl::failNextLocks(ApiType, 1);
-            if (r.fault == SAVE)
-                LocalDbCtrl::failNextSaves(ApiType, 1);
-            OpRsp rsp = call(r.op, r.params, r.body);
-            expectAnswer(rsp, r.status, r.message, r.msgId ? r.msgId : replyTo(r.op));
-            EXPECT_EQ(onDisk(ApiType), before);
-            EXPECT_EQ(canon(inMemory(ApiType)), before);
-        }
-    }
-
-    bool logged(const std::string& text) const
-    {
-        for (const auto& record : logs_)
-            if (record.text == text)
-                return true;
-        return false;
-    }
-
     Family family_;
 };
